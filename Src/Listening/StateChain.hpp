@@ -1,0 +1,110 @@
+// The chain of hidden states made from a score, in the order of the score,
+// with the decode window (the only stretch evaluated at a frame) and the
+// operations that place the machine at a position. The parameters of
+// inference are static: shared by all chains.
+#pragma once
+
+#include "Listening/History.hpp"
+
+#include <deque>
+#include <iosfwd>
+#include <span>
+#include <vector>
+
+class CadAlign;
+class Event;
+class Score;
+class State;
+class pre_cadenzium;
+
+class StateChain : public std::deque<State*> {
+public:
+    StateChain(Score* score, pre_cadenzium* pre);
+    ~StateChain();
+    StateChain(const StateChain&) = delete;
+    StateChain& operator=(const StateChain&) = delete;
+
+    // ---- building ----
+    // One state per event, dummy silences where the score asks for them,
+    // and a silent end state. A score without events gets no state.
+    void loadScore(Score* s);
+    void addEvent(Event* e);
+    State* newStateFomEvent(Event* e);
+    void addDummySilence(Score* s, int i);
+    void removeDummyState();
+    State* findState(Event* e);
+    iterator findStateIterator(Event* e);
+
+    // ---- position ----
+    // Starts on the first state with probability 1.
+    void initStates();
+    // Forgets all inference and puts the whole mass on entering `s`.
+    void setPosition(State* s);
+    void setPosition(Event* e);
+    // The decoder's new best event: reported to the engine, and the window
+    // follows the position the engine accepted.
+    void updatePosition(Event* e);
+    void updateDecodeWindow(Event* e);
+    void Resampling(State* s, int depth);
+    // Waits in a silent state in front of `from` until its first
+    // observation pulls the machine into the chain.
+    void waitPosition(Event* from, Event* silence_event);
+    void waitPosition(iterator at, Event* silence_event);
+
+    void deleteInference();
+    void deleteStates();
+    void deleteDecode();
+
+    // ---- one frame, over the decode window ----
+    void Observer();
+    void Infere();
+    void Decode();
+    void Align();
+
+    // The states evaluated at a frame; empty until a position is set.
+    std::span<State* const> window() const;
+
+    void print() const;
+    void show(std::ostream& out) const;
+
+    // ---- parameters of inference ----
+    static void set_alignment(CadAlign* align);
+    static double get_occupancymodel() { return occupancyModel; }
+    static void restore_default_parameters();
+
+    static int verbosity;
+    static CadAlign* x_alignment;
+    static double occupancyModel;
+    static double probaMarkov;
+    static double common_transition;
+    static int INFERENCE_VERSION;
+
+    State* best = nullptr;
+    std::vector<State*> decode_window;
+    int decodingwin_length = 21;
+    History N_t{1000};
+    float frames_in_position = 0;
+    Score* score = nullptr;
+    pre_cadenzium* pre = nullptr;
+    // The waiting state inserted by waitPosition, or null.
+    State* dummy_state = nullptr;
+
+private:
+    void append_state(State* s);
+    bool in_window(const State* s) const;
+    void add_to_window(State* s);
+    void window_around(Event* e);
+    void reserve_window();
+    int verbose_pre() const;
+
+    // Whether the window iterators stand on the decode deque (false: at the
+    // chain's end, the window is empty).
+    bool window_open = false;
+    // Scratch kept between frames so that moving the window does not
+    // allocate.
+    std::vector<State*> old_window;
+    std::vector<State*> jump_states;
+};
+
+// Frees a chain owned by a score; null is fine.
+void delete_state_chain(StateChain* chain);

@@ -1,0 +1,169 @@
+// Construction, loading, starting and stopping of the engine.
+#include "RunTime/CadenziumCore.hpp"
+
+#include "RunTime/Console.hpp"
+#include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
+
+#include <atomic>
+#include <chrono>
+
+
+std::string cadenzium_core::cadenzium_version() const { return CAD_VERSION; }
+std::string cadenzium_core::cadenzium_commit_version() const { return CAD_VERSION; }
+
+bool cadenzium_core::PreloadedMode() const { return x_netscore && x_netscore->preloaded; }
+
+int cadenzium_core::outlet_number(const std::string& name) const {
+    auto it = outlet_map.find(name);
+    return it == outlet_map.end() ? -1 : it->second;
+}
+
+OscSend* cadenzium_core::get_osc_send(const std::string& name) {
+    auto it = osc_send_map.find(name);
+    return it == osc_send_map.end() ? nullptr : it->second;
+}
+
+void cadenzium_core::set_static_context() {
+    current_exe = nullptr;
+    envs = &init_envs;
+}
+
+bool cadenzium_core::active(const CadTimer* timer) {
+    std::lock_guard lock(timers_mutex);
+    return active_timers.count(const_cast<CadTimer*>(timer)) > 0;
+}
+
+void cadenzium_core::napro_trace_init(const std::string& host, int port) {
+    napro_trace_host = host;
+    napro_trace_port = port;
+    napro_trace_on = 1;
+}
+
+double cadenzium_core::GetTime() const {
+    using namespace std::chrono;
+    static const auto origin = steady_clock::now();
+    return duration<double>(steady_clock::now() - origin).count();
+}
+
+void cadenzium_core::cadenzium_suivi(bool on) {
+    follow_on = on ? 1 : 0;
+    post(on ? "%s - Suivi ON." : "%s - Suivi OFF.", thisName());
+}
+
+void cadenzium_core::cadenzium_actionsOnOff(bool on) {
+    remote_forwarding = on ? 1 : 0;
+    post(on ? "%s - Turning remote forwarding ON." : "%s - Turning remote forwarding OFF.", thisName());
+}
+
+// ---- lifecycle ----
+
+void cadenzium_core::cadenzium_init() {
+    included_files.clear();
+    if (PreloadedMode()) {
+        cadenzium_init_preloaded();
+        return;
+    }
+    {
+        std::lock_guard lock(env_mutex);
+        Killall();
+    }
+    frame_fill = 0;
+    tempo_update_on = 1;
+    set_static_context();
+    reset_listening();
+    reset_position();
+    apply_first_event_tempo();
+}
+
+void cadenzium_core::cadenzium_init_preloaded() {
+    set_static_context();
+    reset_position();
+    apply_first_event_tempo();
+}
+
+void cadenzium_core::reset_position() {
+    position = last_position = last_action = 0;
+}
+
+void cadenzium_core::wait_for_decoder() {
+    running = 0;
+    std::unique_lock lock(align_mutex);
+    align_cond.wait(lock, [this] { return !align_busy.load(); });
+}
+
+void cadenzium_core::cadenzium_start(const std::string& name) {
+    if (!name.empty()) {
+        start_preloaded(name);
+        return;
+    }
+    if (!x_netscore) {
+        error("%s - No score defined or loaded! Do not expect to follow nothing...", thisName());
+        running = 0;
+        return;
+    }
+    const bool was_preloaded = x_netscore->preloaded;
+    x_netscore->preloaded = false;
+    cadenzium_init();
+    x_netscore->preloaded = was_preloaded;
+    wait_for_decoder();
+    running = 1;
+    if (play_state == 0) {
+        practice_on = false;
+        tempo_update_on = 1;
+        post("%s - Start follower... .", thisName());
+    }
+    updatePosition(0);
+    last_action = position;
+    listening_set_position(0);
+}
+
+void cadenzium_core::start_preloaded(const std::string& name) {
+    auto it = preloaded_scores.find(name);
+    if (it == preloaded_scores.end()) {
+        error("%s - No preloaded score for '%s'", thisName(), name.c_str());
+        return;
+    }
+    wait_for_decoder();
+    x_netscore = it->second;
+    cadenzium_init();
+    listening_set_score();
+    running = 1;
+    post("%s - Starting \"%s\"... .", thisName(), name.c_str());
+    updatePosition(0);
+}
+
+void cadenzium_core::cadenzium_stop() {
+    wait_for_decoder();
+    if (player || PreloadedMode()) Killall();
+    if (PreloadedMode())
+        cadenzium_init_preloaded();
+    else
+        cadenzium_init();
+    if (play_state_at_end == 1) {
+        play_state = 1;
+        play_state_at_end = 0;
+    }
+    post("%s - Stopped!", thisName());
+}
+
+// Terminates every running compound action. The set is copied first: a
+// termination changes it and may end other timers, which the `active` test
+// then skips.
+void cadenzium_core::Killall() {
+    std::vector<CadTimer*> copy;
+    {
+        std::lock_guard lock(timers_mutex);
+        copy.assign(active_timers.begin(), active_timers.end());
+    }
+    for (CadTimer* timer : copy)
+        if (active(timer)) terminate_timer(timer);
+}
+
+void cadenzium_core::terminate_timer(CadTimer* timer) {
+    std::lock_guard lock(timers_mutex);
+    active_timers.erase(timer);
+}
+
+// The global environment is the root of the stack of environments.
+Environment* cadenzium_core::get_globalenv_as_env() { return reinterpret_cast<Environment*>(global_env); }

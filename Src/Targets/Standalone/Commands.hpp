@@ -1,0 +1,17 @@
+// The subcommands of the `cadenzium` program, callable from tests.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+struct CheckOptions {
+    std::string score;
+    bool list_events = false;
+    bool quiet = false;
+    int verbosity = 0;
+};
+
+// Reads a score and prints its event and action counts and its tempo (and
+// its events when asked). Returns the process exit status: 0 when the score
+// reads, 1 when it does not.
+int run_check(const CheckOptions& options, std::ostream& out);

@@ -1,0 +1,21 @@
+// cadenzium: the standalone program.
+#include "Commands.hpp"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+int main(int argc, char** argv) {
+    CLI::App app{"Cadenzium: a score follower joined to a reactive language for live electronic music"};
+    app.require_subcommand(1);
+
+    CheckOptions check;
+    CLI::App* check_cmd = app.add_subcommand("check", "Read a score and report its events, actions and tempo");
+    check_cmd->add_option("score", check.score, "The score file")->required();
+    check_cmd->add_flag("--events", check.list_events, "Print every event of the score");
+    check_cmd->add_flag("-q,--quiet", check.quiet, "Print errors only");
+    check_cmd->add_option("-v,--verbosity", check.verbosity, "Engine verbosity (0 to 5)");
+
+    CLI11_PARSE(app, argc, argv);
+    if (check_cmd->parsed()) return run_check(check, std::cout);
+    return 1;
+}

@@ -1,0 +1,441 @@
+#include "Tree/Score.hpp"
+
+#include "Listening/StateChain.hpp"
+#include "Parser/ParseDriver.hpp"
+#include "RunTime/Console.hpp"
+#include "RunTime/PreCadenzium.hpp"
+#include "Tree/Event.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+Score::Score(pre_cadenzium* c, const std::string& file, bool no_states)
+    : filename(file)
+    , without_states(no_states)
+    , core(c) {
+    events.reserve(500);
+    jump_scratch.reserve(10);
+    driver = new ParseDriver(core, this);
+    // events[0] stands for the place before the first event.
+    auto* initial = new Silence(0, variance, nullptr, nullptr, 1.0f, 1, 0);
+    events.push_back(initial);
+}
+
+Score::~Score() {
+    delete_state_chain(state_chain);
+    for (Event* e : events) delete e;
+    delete driver;
+}
+
+bool Score::ParseFile(const std::string& path) { return driver->parseFile(path, this) != nullptr; }
+
+void Score::parsing_bpm(float bpm) {
+    bpm_pending = true;
+    const float p = 60.0f / bpm;
+    if (!std::isfinite(p)) {
+        error("Invalid BPM specification '%d'", static_cast<int>(bpm));
+        return;
+    }
+    period = p;
+}
+
+void Score::parsing_inlet(const std::string& name) {
+    const auto* inlets = core ? core->get_obs_iomap() : nullptr;
+    if (!inlets) return;
+    auto it = inlets->find(name);
+    if (it == inlets->end()) return;
+    current_inlet = current_obs_inlet = it->second;
+}
+
+// The pitches of the inlet that listens in midicents are converted; the
+// "KL" entry, when present, decides alone.
+bool Score::listening_inlet() const {
+    const auto* inlets = core ? core->get_obs_iomap() : nullptr;
+    if (!inlets) return false;
+    auto kl = inlets->find("KL");
+    if (kl != inlets->end()) return kl->second == current_inlet;
+    auto midi = inlets->find("MIDI");
+    return midi != inlets->end() && midi->second == current_inlet;
+}
+
+void Score::PitchConversion(float& p) const {
+    const bool negative = p < 0;
+    float a = std::fabs(p);
+    if (listening_inlet()) {
+        if (a < 128) a *= 100;
+        if (a > 0) a += transpose;
+    }
+    p = negative ? -a : a;
+}
+
+void Score::PitchListConversion(std::vector<float>& pitches) const {
+    for (float& p : pitches) PitchConversion(p);
+}
+
+std::vector<float> Score::pitch_values(const std::vector<Pitch*>& pitches) const {
+    std::vector<float> values;
+    values.reserve(pitches.size());
+    for (const Pitch* p : pitches) values.push_back(p->value);
+    PitchListConversion(values);
+    return values;
+}
+
+void delete_pitches(std::vector<Pitch*>* pitches) {
+    if (!pitches) return;
+    for (Pitch* p : *pitches) delete p;
+    delete pitches;
+}
+
+// ---- events ----
+
+void Score::close_previous_ioi() {
+    Event* last = events[static_cast<size_t>(last_note_index)];
+    last->IOI_beat_duration(ioi_accumulator);
+    last->IOI_phi_score(wrap_phi(ioi_accumulator));
+}
+
+// Steps shared by every builder once the event exists: label, tempo flag,
+// position, registration, and the jump targets.
+void Score::finish_event(Event* e, float duration, AttributeList* attributes, bool is_note) {
+    if (get_fermata(attributes)) {
+        e->direction(0);
+        e->fermata(true);
+        e->withdummy(true);
+    }
+    const std::string* label = get_label(attributes);
+    e->beat_duration(duration);
+    e->beatcum(beat_position);
+    if (label && !label->empty()) e->cuename(*label);
+    e->scoretempochange(bpm_pending);
+    bpm_pending = false;
+    if (label) register_label(*label, e->beatcum(), e);
+    events.push_back(e);
+    e->index(get_cur_index());
+    beat_position += duration;
+    if (is_note) last_note_index = get_cur_index();
+    e->jump(get_jump(attributes));
+}
+
+// A note, a chord or a pitchless event: a grace event (duration <= 0) adds
+// to the onset distance of the last note; a sounding one closes it.
+Event* Score::add_basic(int keyword, std::vector<float> values, float duration, AttributeList* attributes,
+                        const yy::location& loc) {
+    const bool is_note = duration > 0;
+    if (is_note) ++note_count;
+    if (is_note && last_note_index > 0) close_previous_ioi();
+    auto* e = new BasicEvent(static_cast<BasicEvent::Keyword>(keyword), std::move(values), current_obs_inlet,
+                             variance, attributes, make_location(loc), period, tempo_flag, duration);
+    if (is_note)
+        ioi_accumulator = duration;
+    else
+        ioi_accumulator += duration;
+    e->notenum(note_count);
+    e->type(is_note ? 0 : 1);
+    e->isHook(get_hook(attributes));
+    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
+    finish_event(e, duration, attributes, is_note);
+    return e;
+}
+
+Event* Score::parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc) {
+    float value = pitch ? pitch->value : 0;
+    delete pitch;
+    PitchConversion(value);
+    if (value != 0) return add_basic(BasicEvent::NOTE, {value}, duration, attributes, loc);
+
+    // A zero pitch is a silence: it counts into the onset distance.
+    Event* e =
+        new Silence(current_obs_inlet, variance, attributes, make_location(loc), period, tempo_flag, duration);
+    ioi_accumulator += duration;
+    e->notenum(note_count);
+    e->type(duration <= 0 ? 1 : 0);
+    e->isHook(get_hook(attributes));
+    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
+    finish_event(e, duration, attributes, false);
+    return e;
+}
+
+Event* Score::parsing_event(float duration, AttributeList* attributes, const yy::location& loc) {
+    return add_basic(BasicEvent::EVENT, {}, duration, attributes, loc);
+}
+
+Event* Score::parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList* attributes,
+                            const yy::location& loc) {
+    std::vector<float> values = pitches ? pitch_values(*pitches) : std::vector<float>{};
+    delete_pitches(pitches);
+    return add_basic(BasicEvent::CHORD, std::move(values), duration, attributes, loc);
+}
+
+Event* Score::parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList* attributes,
+                            const yy::location& loc) {
+    if (lists && lists->size() == 1) {
+        std::vector<Pitch*>* only = lists->front();
+        delete lists;
+        return parsing_chord(only, duration, attributes, loc);
+    }
+    std::vector<std::vector<float>> elements;
+    if (lists) {
+        for (std::vector<Pitch*>* l : *lists) {
+            elements.push_back(pitch_values(*l));
+            delete_pitches(l);
+        }
+        delete lists;
+    }
+    // A trill closes the previous onset distance whatever its duration.
+    close_previous_ioi();
+    auto* e = new TrillEvent(std::move(elements), current_obs_inlet, variance, attributes, make_location(loc),
+                             period, tempo_flag, duration);
+    ++note_count;
+    e->type(2);
+    e->notenum(note_count);
+    e->isHook(get_hook(attributes));
+    e->withdummy(with_dummy && duration != 0);
+    ioi_accumulator = duration;
+    finish_event(e, duration, attributes, true);
+    return e;
+}
+
+Event* Score::add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
+                        AttributeList* attributes, const yy::location& loc) {
+    close_previous_ioi();
+    const size_t count = elements.size();
+    auto* e = new MultiEvent(std::move(elements), std::move(marks), current_obs_inlet, variance, attributes,
+                             make_location(loc), period, tempo_flag, duration, note_count);
+    note_count += static_cast<int>(count);
+    e->isHook(get_hook(attributes));
+    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
+    ioi_accumulator = duration;
+    finish_event(e, duration, attributes, true);
+    return e;
+}
+
+Event* Score::parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* list, float duration,
+                            AttributeList* attributes, const yy::location& loc) {
+    std::vector<std::vector<float>> elements;
+    std::vector<bool> marks;
+    if (list) {
+        for (auto& [pitches, mark] : *list) {
+            elements.push_back(pitch_values(*pitches));
+            marks.push_back(mark);
+            delete_pitches(pitches);
+        }
+        delete list;
+    }
+    return add_multi(std::move(elements), std::move(marks), duration, attributes, loc);
+}
+
+namespace {
+
+std::vector<float> absolute_midicents(const std::vector<Pitch*>* pitches) {
+    std::vector<float> out;
+    if (!pitches) return out;
+    for (const Pitch* p : *pitches) out.push_back(std::fabs(static_cast<float>(p->midicents)));
+    return out;
+}
+
+} // namespace
+
+// A glide from one chord to another: at most one step per 50 cents of the
+// largest interval and one per 100 ms at the current period, each step a
+// multiple of 25 cents.
+Event* Score::parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
+                                  std::pair<std::vector<Pitch*>*, bool> to, float duration,
+                                  AttributeList* attributes, const yy::location& loc) {
+    std::vector<float> chord = absolute_midicents(from.first);
+    const std::vector<float> target = absolute_midicents(to.first);
+    const bool mark = from.second;
+    delete_pitches(from.first);
+    delete_pitches(to.first);
+
+    const size_t pairs = std::min(chord.size(), target.size());
+    std::vector<float> slope(pairs);
+    float largest = 0;
+    for (size_t i = 0; i < pairs; ++i) {
+        slope[i] = target[i] - chord[i];
+        if (std::fabs(slope[i]) > std::fabs(largest)) largest = slope[i];
+    }
+    const double by_interval = std::fabs(2.0 * largest / 100.0);
+    const double by_time = std::ceil(std::fabs(period) * duration * 1000.0 / 100.0);
+    const int steps = static_cast<int>(std::min(by_interval, by_time));
+
+    std::vector<std::vector<float>> elements{chord};
+    for (float& s : slope) {
+        if (steps > 0) s /= static_cast<float>(steps);
+        if (std::fmod(s, 25.0f) != 0) s = std::roundf(s / 25) * 25;
+    }
+    for (int step = 1; step < steps; ++step) {
+        for (size_t i = 0; i < pairs; ++i) chord[i] += slope[i];
+        elements.push_back(chord);
+    }
+    for (auto& element : elements) PitchListConversion(element);
+    std::vector<bool> marks(elements.size(), mark);
+    return add_multi(std::move(elements), std::move(marks), duration, attributes, loc);
+}
+
+// ---- labels ----
+
+void Score::register_label(const std::string& name, double beat, Event* event) {
+    if (name.empty()) return;
+    auto old = label_to_event.find(name);
+    if (old != label_to_event.end() && core && core->verbose())
+        post("Warning: redefining label %s at event beat %f (%s) previously defined at beat %f (%s)", name.c_str(),
+             beat, event && event->location() ? location_string(*event->location()).c_str() : "",
+             old->second->beatcum(),
+             old->second->location() ? location_string(*old->second->location()).c_str() : "");
+    label_to_beat[name] = beat;
+    beat_to_label[beat] = name;
+    label_to_event[name] = event;
+}
+
+void Score::register_label(const std::string& name, Action* action, const yy::location* loc) {
+    if (name.empty()) return;
+    auto old = label_to_action.find(name);
+    if (old != label_to_action.end() && core && core->verbose())
+        post("Warning: redefining label  %s  at location %s previously defined at %s)", name.c_str(),
+             loc ? location_string(*loc).c_str() : "", "");
+    label_to_action[name] = action;
+}
+
+// ---- end of reading ----
+
+void Score::finalizeIOI() {
+    Event* last = events[static_cast<size_t>(last_note_index)];
+    last->IOI_beat_duration(ioi_accumulator);
+    last->IOI_phi_score(wrap_phi(ioi_accumulator));
+}
+
+void Score::finalize_events() {
+    float prev = 0;
+    for (size_t i = 0; i < events.size(); ++i) {
+        Event* e = events[i];
+        e->index(static_cast<int>(i));
+        const float p = e->ScoreTempo();
+        if (p != 0 && p != prev) {
+            tempo_changes.emplace_back(e->beatcum(), 60.0f / p);
+            prev = p;
+        }
+    }
+}
+
+// ---- navigation ----
+
+bool Score::isEvent(int i) const {
+    return i >= 0 && i < static_cast<int>(events.size()) && events[static_cast<size_t>(i)]->isEvent();
+}
+
+bool Score::isSilence(int i) const {
+    return i >= 0 && i < static_cast<int>(events.size()) && events[static_cast<size_t>(i)]->isSilence();
+}
+
+int Score::nextEvent(int i) const {
+    for (int j = std::max(i + 1, 0); j < static_cast<int>(events.size()); ++j)
+        if (isEvent(j)) return j;
+    return 0;
+}
+
+int Score::nextEvent_with_silence(int i) const {
+    for (int j = std::max(i + 1, 0); j < static_cast<int>(events.size()); ++j) {
+        const Event* e = events[static_cast<size_t>(j)];
+        if (e->isEvent() || (e->isSilence() && e->beat_duration() > 0)) return j;
+    }
+    return 0;
+}
+
+int Score::previousEvent(int i) const {
+    for (int j = std::min(i, static_cast<int>(events.size())) - 1; j > 0; --j)
+        if (isEvent(j)) return j;
+    return 0;
+}
+
+int Score::previous_non_grace_Event(int i) const {
+    for (int j = std::min(i, static_cast<int>(events.size())) - 1; j > 0; --j)
+        if (isEvent(j) && events[static_cast<size_t>(j)]->beat_duration() > 0) return j;
+    return 0;
+}
+
+int Score::previous_non_grace_Event_with_silence(int i) const {
+    for (int j = std::min(i, static_cast<int>(events.size())) - 1; j > 0; --j)
+        if (events[static_cast<size_t>(j)]->beat_duration() > 0) return j;
+    return 0;
+}
+
+Event* Score::prev_relevant_evt(int i) const {
+    for (int j = std::min(i, static_cast<int>(events.size())) - 1; j > 0; --j) {
+        Event* e = events[static_cast<size_t>(j)];
+        if (e->beat_duration() > 0 && (e->isEvent() || e->scoretempochange())) return e;
+    }
+    return events[0];
+}
+
+int Score::FirstEvent() const { return nextEvent(0); }
+
+int Score::LastEvent() const {
+    for (int j = static_cast<int>(events.size()) - 1; j > 0; --j)
+        if (isEvent(j)) return j;
+    return 0;
+}
+
+float Score::GetTempoChange(int from, int to) const {
+    to = std::min(to, get_cur_index());
+    for (int j = to; j > from && j > 0; --j)
+        if (events[static_cast<size_t>(j)]->scoretempochange()) return events[static_cast<size_t>(j)]->ScoreTempo();
+    return 0;
+}
+
+float Score::initial_tempo() const {
+    const int first = events.size() > 1 ? 1 : 0;
+    return std::fabs(events[static_cast<size_t>(first)]->ScoreTempo());
+}
+
+void Score::search_event(double beat, double* rest, int* index) const {
+    int start = std::clamp(*index, 0, get_cur_index());
+    if (beat < events[static_cast<size_t>(start)]->beatcum()) start = 0;
+    for (int j = start; j < static_cast<int>(events.size()); ++j) {
+        const Event* e = events[static_cast<size_t>(j)];
+        if (!e->isEvent()) continue;
+        if (e->beatcum() - 0.0001 > beat) break;
+        *rest = beat - e->beatcum();
+        *index = j;
+        if (std::fabs(beat - e->beatcum()) < 0.0001) break;
+    }
+    if (*index == 0) *index = 1;
+}
+
+int Score::labelPosition(const std::string& label) const {
+    for (const Event* e : events)
+        if (e->cuename() == label) return e->index();
+    return -1;
+}
+
+double Score::get_label_rdate(const std::string& label) const {
+    auto it = label_to_beat.find(label);
+    if (it != label_to_beat.end()) return it->second;
+    error("Unknow anchor %s", label.c_str());
+    return 0;
+}
+
+// ---- jumps ----
+
+const std::vector<int>& Score::find_jump(int i) {
+    jump_scratch.clear();
+    if (i < 0 || i > get_cur_index()) return jump_scratch;
+    const JumpSpec* jump = events[static_cast<size_t>(i)]->jump();
+    if (!jump) return jump_scratch;
+    for (const std::string& label : jump->labels) {
+        auto it = label_to_event.find(label);
+        if (it != label_to_event.end()) jump_scratch.push_back(it->second->index());
+    }
+    jump_table[i] = jump_scratch;
+    return jump_scratch;
+}
+
+// ---- printing ----
+
+void Score::print_events(std::ostream& out) const {
+    for (size_t i = 1; i < events.size(); ++i) out << events[i]->toString() << '\n';
+}
+
+void Score::show(std::ostream& out) const {
+    out << "// score " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
+    print_events(out);
+}

@@ -1,0 +1,140 @@
+// The parsed score: the followed events in order, the actions attached to
+// them, the labels, and the tempo and jump information that listening and
+// the runtime need. The reader fills it through the parsing_* builders.
+#pragma once
+
+#include "Parser/Location.hpp"
+#include "Tree/ASTNode.hpp"
+#include "Tree/Attributes.hpp"
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+class Event;
+class Pitch;
+class Action;
+class ParseDriver;
+class StateChain;
+class pre_cadenzium;
+
+class Score : public ASTNode {
+public:
+    Score(pre_cadenzium* core, const std::string& filename, bool without_states);
+    ~Score() override;
+    Score(const Score&) = delete;
+    Score& operator=(const Score&) = delete;
+
+    // Reads a file into this score; false (with the reader's errors on the
+    // console) when it fails.
+    bool ParseFile(const std::string& path);
+
+    // ---- builders called by the grammar ----
+    void parsing_bpm(float bpm);
+    void parsing_variance(float v) { variance = v; }
+    void parsing_tempo(int flag) { tempo_flag = flag; }
+    void parsing_dummysilence(int on) { with_dummy = on == 0 ? 1 : 0; }
+    void parsing_rubato(int on) { no_rubato = on == 0; }
+    void parsing_inlet(const std::string& name);
+    void set_transpose(float midicents) { transpose = midicents; }
+
+    Event* parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc);
+    Event* parsing_event(float duration, AttributeList* attributes, const yy::location& loc);
+    Event* parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList* attributes,
+                         const yy::location& loc);
+    Event* parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList* attributes,
+                         const yy::location& loc);
+    Event* parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* elements, float duration,
+                         AttributeList* attributes, const yy::location& loc);
+    Event* parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
+                               std::pair<std::vector<Pitch*>*, bool> to, float duration,
+                               AttributeList* attributes, const yy::location& loc);
+
+    void PitchConversion(float& p) const;
+    void PitchListConversion(std::vector<float>& pitches) const;
+
+    void register_label(const std::string& name, double beat, Event* event);
+    void register_label(const std::string& name, Action* action, const yy::location* loc = nullptr);
+
+    // Closes the onset distance of the last note at the end of reading.
+    void finalizeIOI();
+    // Numbers the events and records the tempo map (after a successful parse).
+    void finalize_events();
+
+    // ---- navigation ----
+    int get_cur_index() const { return static_cast<int>(events.size()) - 1; }
+    int nextEvent(int i) const;
+    int nextEvent_with_silence(int i) const;
+    int previousEvent(int i) const;
+    int previous_non_grace_Event(int i) const;
+    int previous_non_grace_Event_with_silence(int i) const;
+    Event* prev_relevant_evt(int i) const;
+    bool isEvent(int i) const;
+    bool isSilence(int i) const;
+    int FirstEvent() const;
+    int LastEvent() const;
+    float GetTempoChange(int from, int to) const;
+    // The tempo (BPM) of the first event.
+    float initial_tempo() const;
+    void search_event(double beat, double* rest, int* index) const;
+    int labelPosition(const std::string& label) const;
+    double get_label_rdate(const std::string& label) const;
+
+    // ---- jumps ----
+    // Fills and returns the jump targets of event i (empty when none).
+    const std::vector<int>& find_jump(int i);
+
+    // ---- actions ----
+    int CountActions() const { return static_cast<int>(actions_by_event.size()); }
+    int CountEvents() const { return static_cast<int>(events.size()) - 1; }
+
+    void show(std::ostream& out) const override;
+    // Prints one event per line, with its index and beat position.
+    void print_events(std::ostream& out) const;
+
+    // ---- state (names as the reader and listening use them) ----
+    float period = 1.0f;
+    float variance = 0.3f;
+    float transpose = 0;
+    double beat_position = 0;
+    int current_obs_inlet = 0;
+    int note_count = 0;
+    int tempo_flag = 0;
+    int last_note_index = 0;
+    int with_dummy = 0;
+    bool no_rubato = false;
+    float ioi_accumulator = 0;
+    std::string filename;
+    bool without_states = false;
+    bool preloaded = false;
+    std::map<int, std::vector<int>> jump_table;
+    std::map<int, Action*> actions_by_event;
+    int cur_position = -1;
+    std::map<double, std::string> beat_to_label;
+    std::map<std::string, double> label_to_beat;
+    std::map<std::string, Event*> label_to_event;
+    std::map<std::string, Action*> label_to_action;
+    std::vector<std::pair<double, float>> tempo_changes;
+    ParseDriver* driver = nullptr;
+    std::vector<Event*> events;
+    StateChain* state_chain = nullptr;
+    int current_inlet = 0;
+    pre_cadenzium* core = nullptr;
+    bool bpm_pending = false;
+    std::vector<int> jump_scratch;
+
+private:
+    // Common tail of every event builder: flags, label, push, IOI bookkeeping.
+    void close_previous_ioi();
+    void finish_event(Event* e, float duration, AttributeList* attributes, bool is_note);
+    bool listening_inlet() const;
+    std::vector<float> pitch_values(const std::vector<Pitch*>& pitches) const;
+    Event* add_basic(int keyword, std::vector<float> values, float duration, AttributeList* attributes,
+                     const yy::location& loc);
+    Event* add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
+                     AttributeList* attributes, const yy::location& loc);
+};
+
+// Frees a vector of pitches built by the grammar.
+void delete_pitches(std::vector<Pitch*>* pitches);
