@@ -1,6 +1,7 @@
 #include "Parser/GrammarSupport.hpp"
 
 #include "Parser/ParseDriver.hpp"
+#include "RunTime/Console.hpp"
 
 #include <sstream>
 
@@ -31,6 +32,13 @@ AttributeList* release_attributes(AttrVec list) {
     auto* out = new AttributeList;
     for (AttrPtr& a : list) out->push_back(a.release());
     return out;
+}
+
+PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc) {
+    const int errors = get_global_error_counter();
+    PitchPtr pitch(Pitch::from_name(name, tied, loc));
+    if (get_global_error_counter() != errors) driver.report_location(loc);
+    return pitch;
 }
 
 void end_event(ParseDriver& driver) { driver.ignore_eol = true; }

@@ -29,6 +29,9 @@ std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element);
 std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list);
 AttributeList* release_attributes(AttrVec list);
 
+// A pitch written as a name; a bad name is reported with its place.
+PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc);
+
 // Closes an event: line ends are white space again.
 void end_event(ParseDriver& driver);
 

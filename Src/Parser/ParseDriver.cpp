@@ -128,6 +128,10 @@ void ParseDriver::error(const yy::location& loc, const std::string& message) {
     ++error_count;
     if (scanner) scanner->localisation();
     ::error("%s", message.c_str());
+    report_location(loc);
+}
+
+void ParseDriver::report_location(const yy::location& loc) {
     const Scanner::Input* in = scanner ? scanner->current_input() : nullptr;
     if (!in) return;
     const int l1 = loc.begin.line, c1 = loc.begin.column, l2 = loc.end.line;

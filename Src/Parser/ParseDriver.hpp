@@ -41,6 +41,9 @@ public:
     // Reports a reading error at a place, with the input stack.
     void error(const yy::location& loc, const std::string& message);
     void error(const std::string& message);
+    // Reports where an error happened (the line, columns and file of the
+    // current input, then the inputs around it).
+    void report_location(const yy::location& loc);
 
     // The parser's token source.
     int tokenify(void* value, yy::location* loc);

@@ -125,6 +125,7 @@ void cadenzium_core::start_preloaded(const std::string& name) {
         return;
     }
     wait_for_decoder();
+    if (x_netscore && !x_netscore->preloaded && x_netscore != it->second) delete x_netscore;
     x_netscore = it->second;
     cadenzium_init();
     listening_set_score();

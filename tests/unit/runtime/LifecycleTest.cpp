@@ -1,0 +1,129 @@
+// The engine's lifecycle: loading, failing to load, starting, stopping,
+// preloading and strings.
+#include "TestEngine.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const char* kGoodScore = "bpm 90\nNOTE 60 1 first\nNOTE 62 1\nNOTE 64 2 last\n";
+
+TEST(Lifecycle, LoadReportsCountsAndWarnsWithoutActions) {
+    ConsoleCapture console;
+    TestEngine engine;
+    ASSERT_TRUE(engine.load(kGoodScore));
+    EXPECT_TRUE(console.has_post("cadenzium - Warning: score with NO ACTION! (and 3 events)"));
+    EXPECT_TRUE(console.has_post("cadenzium - Score loaded succesfully with 3 events and 0 actions."));
+    EXPECT_EQ(engine.score().CountEvents(), 3);
+}
+
+TEST(Lifecycle, FailedLoadLeavesNoScore) {
+    ConsoleCapture console;
+    TestEngine engine;
+    ASSERT_TRUE(engine.load(kGoodScore));
+    EXPECT_FALSE(engine.load("NOTE 60\n"));
+    EXPECT_EQ(engine.get_x_netscore(), nullptr) << "the good score is not restored";
+    EXPECT_TRUE(console.has_error("Abort loading score file"));
+
+    console.clear();
+    engine.cadenzium_start("");
+    EXPECT_FALSE(engine.is_running());
+    EXPECT_TRUE(console.has_error("cadenzium - No score defined or loaded! Do not expect to follow nothing..."));
+
+    // The engine stays usable.
+    ASSERT_TRUE(engine.load(kGoodScore));
+    engine.cadenzium_start("");
+    EXPECT_TRUE(engine.is_running());
+}
+
+TEST(Lifecycle, MissingFileIsReported) {
+    ConsoleCapture console;
+    TestEngine engine;
+    EXPECT_FALSE(engine.ScoreParsing("/nonexistent/score.cad"));
+    EXPECT_TRUE(console.has_error("Error in opening file /nonexistent/score.cad"));
+}
+
+TEST(Lifecycle, StartGoesToTheTopAndStopResets) {
+    ConsoleCapture console;
+    TestEngine engine;
+    ASSERT_TRUE(engine.load(kGoodScore));
+    engine.cadenzium_start("");
+    EXPECT_TRUE(engine.is_running());
+    EXPECT_TRUE(console.has_post("cadenzium - Start follower... ."));
+    EXPECT_EQ(engine.Position(), 0);
+
+    engine.updatePosition(2);
+    EXPECT_EQ(engine.Position(), 2);
+    engine.updatePosition(1);
+    EXPECT_EQ(engine.Position(), 2) << "no backward move without a jump";
+
+    engine.cadenzium_stop();
+    EXPECT_FALSE(engine.is_running());
+    EXPECT_EQ(engine.Position(), 0);
+    EXPECT_TRUE(console.has_post("cadenzium - Stopped!"));
+}
+
+TEST(Lifecycle, JumpsAllowBackwardMoves) {
+    TestEngine engine;
+    ASSERT_TRUE(engine.load("NOTE 60 1 a\nNOTE 62 1\nNOTE 64 1 @jump a\n"));
+    engine.cadenzium_start("");
+    engine.updatePosition(3);
+    engine.updatePosition(1);
+    EXPECT_EQ(engine.Position(), 1);
+    EXPECT_EQ(engine.positions, (std::vector<int>{0, 3, 1}));
+}
+
+TEST(Lifecycle, ObservationsAreIgnoredWhileStopped) {
+    TestEngine engine;
+    ASSERT_TRUE(engine.load(kGoodScore));
+    const float note[2] = {60, 100};
+    engine.cadenzium_doit(2, note);
+    EXPECT_TRUE(engine.positions.empty());
+}
+
+TEST(Lifecycle, PreloadUnderAnExistingNameReplaces) {
+    ConsoleCapture console;
+    TestEngine engine;
+    TempScore first(kGoodScore), second("NOTE 70 1\n");
+    ASSERT_TRUE(engine.preloadScore(first.path, "piece"));
+    EXPECT_TRUE(console.has_post("cadenzium - Preloaded score 'piece' with 3 events and 0 actions."));
+    ASSERT_TRUE(engine.preloadScore(second.path, "piece"));
+    EXPECT_TRUE(console.has_post("Cadenzium warning: Overwriting preloaded score 'piece'."));
+    EXPECT_EQ(engine.get_preloaded_names(), std::vector<std::string>{"piece"});
+    EXPECT_EQ(engine.get_preloaded_scores().at("piece")->CountEvents(), 1);
+
+    engine.cadenzium_start("piece");
+    EXPECT_TRUE(engine.is_running());
+    EXPECT_EQ(engine.get_x_netscore()->CountEvents(), 1);
+    EXPECT_TRUE(console.has_post("cadenzium - Starting \"piece\"... ."));
+
+    console.clear();
+    engine.cadenzium_start("unknown");
+    EXPECT_TRUE(console.has_error("cadenzium - No preloaded score for 'unknown'"));
+
+    TempScore bad("NOTE\n");
+    EXPECT_FALSE(engine.preloadScore(bad.path, "broken"));
+    EXPECT_TRUE(console.has_error("NO SCORE PRELOADED"));
+}
+
+TEST(Lifecycle, StringsReadIntoTheRunningSystem) {
+    ConsoleCapture console;
+    TestEngine engine;
+    ASSERT_TRUE(engine.load(kGoodScore));
+    Score* before = engine.get_x_netscore();
+    EXPECT_TRUE(engine.StringParsing("NOTE 60 1"));
+    EXPECT_EQ(engine.get_x_netscore(), before) << "the current score comes back";
+    EXPECT_FALSE(engine.StringParsing("NOTE 60"));
+    EXPECT_TRUE(console.has_error("cadenzium - Abort loading string 'NOTE 60'"));
+}
+
+TEST(Lifecycle, FramesFillTheWindowExactly) {
+    TestEngine engine;
+    engine.cadenzium_analysisParameters(1024, 256);
+    std::vector<float> block(512, 0.25f);
+    // Not running: blocks feed the window but nothing is decoded.
+    for (int i = 0; i < 8; ++i) engine.cadenzium_next_frame(block.data());
+    EXPECT_TRUE(engine.positions.empty());
+}
+
+} // namespace
