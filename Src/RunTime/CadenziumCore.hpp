@@ -67,6 +67,8 @@ public:
     void cadenzium_actionsOnOff(bool on);
     void set_verbosity(int v) { verbosity = v; }
     bool is_running() const { return running == 1; }
+    // The tempo the listening machine follows now, in BPM (0 when unknown).
+    double current_tempo_bpm();
 
     // ---- pre_cadenzium ----
     GlobalEnvironment* get_env() override { return global_env; }

@@ -57,3 +57,4 @@ void cadenzium_core::listening_step() {}
 void cadenzium_core::listening_observe(int, const float*) {}
 void cadenzium_core::listening_tempo_update(double) {}
 void cadenzium_core::listening_track_tempo(int) {}
+double cadenzium_core::current_tempo_bpm() { return 0; }

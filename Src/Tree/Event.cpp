@@ -9,16 +9,10 @@
 
 namespace {
 
-std::string number_text(double v) {
-    std::ostringstream out;
-    out << v;
-    return out.str();
-}
-
 std::string chord_text(const std::vector<float>& pitches) {
-    std::string text;
-    for (size_t i = 0; i < pitches.size(); ++i) text += (i ? " " : "") + number_text(pitches[i]);
-    return text;
+    std::ostringstream out;
+    for (size_t i = 0; i < pitches.size(); ++i) out << (i ? " " : "") << pitches[i];
+    return out.str();
 }
 
 // Semitone of a note letter with an accidental: -1 flat, 0 natural, 1 sharp.
@@ -187,10 +181,11 @@ std::string elements_text(const std::vector<std::vector<float>>& elements, const
     for (size_t i = 0; i < elements.size(); ++i) {
         if (i) text += ' ';
         const bool mark = marks && i < marks->size() && (*marks)[i];
-        if (elements[i].size() == 1 && !mark)
-            text += chord_text(elements[i]);
-        else
-            text += "(" + chord_text(elements[i]) + ")" + (mark ? "'" : "");
+        const bool bare = elements[i].size() == 1 && !mark;
+        if (!bare) text += '(';
+        text += chord_text(elements[i]);
+        if (!bare) text += ')';
+        if (mark) text += '\'';
     }
     return text + ")";
 }

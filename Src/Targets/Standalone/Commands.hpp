@@ -15,3 +15,16 @@ struct CheckOptions {
 // its events when asked). Returns the process exit status: 0 when the score
 // reads, 1 when it does not.
 int run_check(const CheckOptions& options, std::ostream& out);
+
+struct FollowOptions {
+    std::string score;
+    std::string midi;
+    std::string trace; // a file, "-" for standard output, empty for none
+    bool realtime = false;
+    bool quiet = false;
+    int verbosity = 0;
+};
+
+// Follows a recorded performance against a score and reports each position
+// change. Returns the process exit status.
+int run_follow(const FollowOptions& options, std::ostream& out);

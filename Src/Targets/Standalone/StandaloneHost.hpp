@@ -4,6 +4,7 @@
 
 #include "RunTime/CadenziumCore.hpp"
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -23,8 +24,29 @@ public:
     void on_position(PositionSink sink) { position_sink = std::move(sink); }
     void report_position(int index, const Event* event) override;
 
+    // ---- time ----
+    // Offline the engine reads a virtual clock that the driver sets; in real
+    // time it reads the wall clock from the start of the performance.
+    double GetTime() const override;
+    void set_time(double seconds) { virtual_now = seconds; }
+    void start_wall_clock();
+    // Sleeps until `seconds` after the start of the wall clock.
+    void wait_until(double seconds) const;
+    bool realtime() const { return wall_clock; }
+
+    // ---- input ----
+    // One MIDI note (velocity 0 is a note-off) as it arrives.
+    void deliver_note(int pitch, int velocity);
+    // The per-hop decoding step while following.
+    void decoding_step();
+    // The tempo the engine follows now, in BPM.
+    double tempo_bpm();
+
 private:
     float block_size = 512.0f;
     float sample_rate_hz = 44100.0f;
     PositionSink position_sink;
+    double virtual_now = 0;
+    bool wall_clock = false;
+    std::chrono::steady_clock::time_point wall_origin;
 };

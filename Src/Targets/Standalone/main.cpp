@@ -15,7 +15,17 @@ int main(int argc, char** argv) {
     check_cmd->add_flag("-q,--quiet", check.quiet, "Print errors only");
     check_cmd->add_option("-v,--verbosity", check.verbosity, "Engine verbosity (0 to 5)");
 
+    FollowOptions follow;
+    CLI::App* follow_cmd = app.add_subcommand("follow", "Follow a performance against a score");
+    follow_cmd->add_option("score", follow.score, "The score file")->required();
+    follow_cmd->add_option("--midi", follow.midi, "A Standard MIDI File of the performance")->required();
+    follow_cmd->add_flag("--realtime", follow.realtime, "Pace the performance by the wall clock");
+    follow_cmd->add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
+    follow_cmd->add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
+    follow_cmd->add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
+
     CLI11_PARSE(app, argc, argv);
     if (check_cmd->parsed()) return run_check(check, std::cout);
+    if (follow_cmd->parsed()) return run_follow(follow, std::cout);
     return 1;
 }

@@ -1,0 +1,29 @@
+// Drives the engine through a recorded MIDI performance: the notes arrive
+// at their times and a decoding step runs once per analysis hop, on the
+// engine's virtual clock (as fast as possible) or paced by the wall clock.
+#pragma once
+
+#include "MidiFile.hpp"
+
+#include <functional>
+#include <vector>
+
+class StandaloneHost;
+
+class MidiFollower {
+public:
+    MidiFollower(StandaloneHost& host, std::vector<MidiNote> notes, double duration);
+
+    // Plays the whole performance, plus `tail` seconds after its end.
+    // `progress` is told the time reached, now and then.
+    void run(bool realtime, double tail = 1.0, const std::function<void(double)>& progress = {});
+
+private:
+    void deliver_notes_until(double t);
+    void advance_clock(double t, bool realtime);
+
+    StandaloneHost& host;
+    std::vector<MidiNote> notes;
+    double duration;
+    size_t next_note = 0;
+};

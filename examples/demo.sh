@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# The demo: reads the bundled example score and shows its events.
+set -euo pipefail
+cadenzium=$1
+here=$(cd "$(dirname "$0")" && pwd)
+echo "== cadenzium check examples/etude.cad --events"
+"$cadenzium" check "$here/etude.cad" --events
