@@ -192,6 +192,8 @@ private:
     void report_loaded_score();
     void fire_string_events(Score* small);
     void window_full();
+    template <class Sample>
+    void next_frame(const Sample* block);
 
     // The listening machine, behind one file so the engine's lifecycle does
     // not depend on its internals.

@@ -7,7 +7,10 @@
 #include <algorithm>
 #include <cstring>
 
-void cadenzium_core::cadenzium_next_frame(const float* block) {
+// Copies one block into the analysis window (narrowing doubles to floats)
+// and runs the analysis when the window is exactly full.
+template <class Sample>
+void cadenzium_core::next_frame(const Sample* block) {
     std::unique_lock lock(frame_mutex);
     frame_cond.wait(lock, [this] { return !frame_busy; });
     const int n = static_cast<int>(Blocksize());
@@ -18,7 +21,8 @@ void cadenzium_core::cadenzium_next_frame(const float* block) {
         frame_fill = 0;
         if (n <= 0 || n > window) return;
     }
-    std::memcpy(frame_buffer.data() + frame_fill, block, static_cast<size_t>(n) * sizeof(float));
+    float* out = frame_buffer.data() + frame_fill;
+    for (int i = 0; i < n; ++i) out[i] = static_cast<float>(block[i]);
     if (frame_fill + n != window) {
         frame_fill += n;
         return;
@@ -26,22 +30,8 @@ void cadenzium_core::cadenzium_next_frame(const float* block) {
     window_full();
 }
 
-void cadenzium_core::cadenzium_next_frame_double(const double* block) {
-    std::unique_lock lock(frame_mutex);
-    frame_cond.wait(lock, [this] { return !frame_busy; });
-    const int n = static_cast<int>(Blocksize());
-    const int window = static_cast<int>(window_size);
-    if (n <= 0 || frame_fill + n > window) {
-        frame_fill = 0;
-        if (n <= 0 || n > window) return;
-    }
-    for (int i = 0; i < n; ++i) frame_buffer[static_cast<size_t>(frame_fill + i)] = static_cast<float>(block[i]);
-    if (frame_fill + n != window) {
-        frame_fill += n;
-        return;
-    }
-    window_full();
-}
+void cadenzium_core::cadenzium_next_frame(const float* block) { next_frame(block); }
+void cadenzium_core::cadenzium_next_frame_double(const double* block) { next_frame(block); }
 
 // The window is full: analyse it, keep its last (window - hop) samples for
 // the next one, and decode when following. Called with frame_mutex held.
