@@ -1,0 +1,94 @@
+// Applications of functions, maps and processes, and tab comprehensions.
+#pragma once
+
+#include "Exp/Values.hpp"
+
+class GlobalEnvironment;
+
+// `f(a, b, ...)`. A function given fewer arguments than it takes gives a
+// closure; a process starts an instance and gives its execution.
+class CallExpression : public NonConstantExpression {
+public:
+    CallExpression(Expression* fct, ExpressionList args, GlobalEnvironment* env,
+                   const yy::location* loc = nullptr);
+    CallExpression(const CallExpression& other);
+    CallExpression& operator=(const CallExpression&) = delete;
+    ~CallExpression() override;
+
+    Expression* fct;
+    ExpressionList args;
+    GlobalEnvironment* env;
+    const Action* ambient = nullptr;
+
+    // The application of an evaluated function to evaluated arguments.
+    Value call(const TaggedValue& f, const std::vector<Value>& values) const;
+
+    Expression* clone() const override { return new CallExpression(*this); }
+    Value eval() const override;
+    // Only a pure function of known arguments is applied at score time.
+    ScoreEval eval_in_score() const override;
+    Expression* adjust_parameter(const UserFunction* f,
+                                 const std::vector<std::string>& parameters) const override;
+    void get_variables(VarSet& out) const override;
+    void change_var_name(const std::string& from, const std::string& to) override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    void set_ambiant_action(const Action* a) override;
+    bool auto_delimited() const override { return true; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+private:
+    Value launch_process(const TaggedValue& proc, const std::vector<Value>& values) const;
+};
+
+// `[body | $i in tab]`, `[body | (n)]`, `[body | $i in start .. stop : step, guard]`.
+// The stop bound is excluded.
+class TabComprehension : public NonConstantExpression {
+public:
+    TabComprehension(Var* index_var, Expression* iterset, Expression* start, Expression* stop,
+                     Expression* step, Expression* body, Expression* condition,
+                     const yy::location* loc = nullptr);
+    TabComprehension(const TabComprehension& other);
+    TabComprehension& operator=(const TabComprehension&) = delete;
+    ~TabComprehension() override;
+
+    // Over the elements of a tab, or 0 .. n for a number. Without a variable,
+    // a private one is made.
+    static TabComprehension* make_over(pre_cadenzium* pre, Var* index_var, Expression* iterset,
+                                       Expression* body, Expression* condition,
+                                       const yy::location* loc = nullptr);
+    static TabComprehension* make_range(pre_cadenzium* pre, Var* index_var, Expression* start,
+                                        Expression* stop, Expression* step, Expression* body,
+                                        Expression* condition, const yy::location* loc = nullptr);
+
+    Var* index_var;
+    Expression* iterset;
+    Expression* start;
+    Expression* stop;
+    Expression* step;
+    Expression* body;
+    Expression* condition;
+
+    Expression* clone() const override { return new TabComprehension(*this); }
+    Value eval() const override;
+    Expression* adjust_parameter(const UserFunction* f,
+                                 const std::vector<std::string>& parameters) const override;
+    void get_variables(VarSet& out) const override;
+    void change_var_name(const std::string& from, const std::string& to) override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    void set_ambiant_action(const Action* a) override;
+    bool auto_delimited() const override { return true; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+    template <class T>
+    Value eval_numeric(T from, T to, T by) const;
+
+private:
+    Value eval_over(const Value& set) const;
+    Value eval_range() const;
+    void round_of(const Value& index, tab_t& out) const;
+    std::vector<Expression*> children() const;
+};

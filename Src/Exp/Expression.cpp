@@ -1,0 +1,132 @@
+#include "Exp/Expression.hpp"
+
+#include "Exp/Environment.hpp"
+#include "Exp/Function.hpp"
+#include "RunTime/Console.hpp"
+#include "RunTime/PreCadenzium.hpp"
+
+#include <atomic>
+#include <sstream>
+#include <typeinfo>
+
+const Expression* Expression::last_expression = nullptr;
+
+int Expression::new_etag() {
+    static std::atomic<int> next{1};
+    return next++;
+}
+
+Value Expression::eval_with_current_pos(double) const {
+    return eval();
+}
+
+ScoreEval Expression::eval_in_score() const {
+    return {VARIABILITY_DYNAMIC, undef_value()};
+}
+
+Expression* Expression::adjust_parameter(const UserFunction*, const std::vector<std::string>&) const {
+    return clone();
+}
+
+void Expression::get_variables(VarSet&) const {}
+void Expression::change_var_name(const std::string&, const std::string&) {}
+void Expression::set_ambiant_action(const Action*) {}
+void Expression::set_parent(Bloc*) {}
+
+int Expression::compare(const Expression& o) const {
+    if (etag() != o.etag()) return etag() - o.etag();
+    return compare_with(&o);
+}
+
+Expression* Expression::reduce_static() const {
+    ScoreEval known = eval_in_score();
+    if (known.variability != VARIABILITY_STATIC) return nullptr;
+    if (known.value->garbageable()) return new ScoreConstant(known.value, scloc());
+    return known.value->clone();
+}
+
+int Expression::variability() const {
+    return eval_in_score().variability;
+}
+
+void Expression::finalize(Expression* e, pre_cadenzium* pre) {
+    if (!e || !pre) return;
+    e->set_env(pre->get_globalenv_as_env(), {}, GLOBAL_SCOPE_LEVEL);
+}
+
+Expression* Expression::make_is_undef(pre_cadenzium* pre, Expression* e, const yy::location* loc) {
+    const Var* var = e ? e->is_a_variable() : nullptr;
+    if (var && typeid(*var) == typeid(Var)) {
+        Expression* test = new TestVariableUnitialized(*var);
+        delete e;
+        return test;
+    }
+    Value f = get_functional_value_from_name(pre, "@is_undef", loc);
+    return new CallExpression(f->clone(), ExpressionList{e}, pre ? pre->get_env() : nullptr, loc);
+}
+
+void Expression::print_last_expression() {
+    const Expression* e = last_expression;
+    if (!e) return;
+    last_expression = nullptr;
+    std::ostringstream text;
+    e->show(text, 0);
+    post("Error evaluating '%s'", text.str().c_str());
+    if (e->scloc()) post_location("", e->scloc());
+}
+
+Expression* clone_or_null(const Expression* e) {
+    return e ? e->clone() : nullptr;
+}
+
+ExpressionList clone_list(const ExpressionList& list) {
+    ExpressionList copy;
+    copy.reserve(list.size());
+    for (const Expression* e : list)
+        copy.push_back(clone_or_null(e));
+    return copy;
+}
+
+void delete_list(ExpressionList& list) {
+    for (Expression* e : list)
+        delete e;
+    list.clear();
+}
+
+int compare_nodes(const Expression* a, const Expression* b) {
+    if (!a || !b) return (a != nullptr) - (b != nullptr);
+    return a->compare(*b);
+}
+
+int compare_lists(const ExpressionList& a, const ExpressionList& b) {
+    if (a.size() != b.size()) return a.size() > b.size() ? 1 : -1;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (const int c = compare_nodes(a[i], b[i])) return c;
+    return 0;
+}
+
+Expression* reduce_static(Expression* e) {
+    if (!e) {
+        if (get_global_error_counter() == 0) error("syntax error (unlocalized, please report)");
+        return new UndefValue();
+    }
+    Expression* folded = e->reduce_static();
+    if (!folded) return e;
+    delete e;
+    return folded;
+}
+
+Expression* make_neg(Expression* e) {
+    const TaggedValue* v = e ? e->is_value() : nullptr;
+    if (v && v->is_int()) {
+        Expression* negated = new IntValue(-v->get_int());
+        delete e;
+        return negated;
+    }
+    if (v && v->is_double()) {
+        Expression* negated = new FloatValue(0.0 - v->get_double());
+        delete e;
+        return negated;
+    }
+    return new UnaryExpression(OP_NEG, e, e ? e->scloc() : nullptr);
+}

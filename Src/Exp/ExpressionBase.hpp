@@ -1,0 +1,132 @@
+// The root of expression trees. A tree is built by the parser, folded at
+// score-reading time (`eval_in_score`, `reduce_static`) and evaluated at run
+// time (`eval`) in the environment of the action that holds it. Values are
+// the leaves (see Values.hpp).
+#pragma once
+
+#include "Exp/ExpTypes.hpp"
+#include "Parser/Location.hpp"
+#include "Tree/ASTNode.hpp"
+
+#include <list>
+#include <set>
+#include <string>
+#include <vector>
+
+class Value;
+class TaggedValue;
+class Expression;
+class Environment;
+class UserFunction;
+class Var;
+class Action;
+class Bloc;
+class pre_cadenzium;
+struct ScoreEval;
+
+// Variables of an expression, each name once.
+struct CompareVarPtr {
+    bool operator()(const Var* a, const Var* b) const;
+};
+using VarSet = std::set<const Var*, CompareVarPtr>;
+using ExpressionList = std::vector<Expression*>;
+
+class Expression : public ASTNode {
+public:
+    using ASTNode::show;
+    ~Expression() override = default;
+
+    virtual Expression* clone() const = 0;
+    virtual const yy::location* scloc() const { return nullptr; }
+    virtual Value eval() const = 0;
+    virtual Value eval_with_current_pos(double position) const;
+    virtual ScoreEval eval_in_score() const;
+    virtual const TaggedValue* is_value() const { return nullptr; }
+    virtual bool is_a_value() const { return false; }
+    // A copy of the tree where the names of `parameters` read the arguments of `f`.
+    virtual Expression* adjust_parameter(const UserFunction* f,
+                                         const std::vector<std::string>& parameters) const;
+    virtual void get_variables(VarSet& out) const;
+    virtual void change_var_name(const std::string& from, const std::string& to);
+    // For assignment targets `$t[i, j]`: the head and the indices.
+    virtual const Expression* head_access() const { return nullptr; }
+    virtual std::string dot_access_name() const { return {}; }
+    virtual const ExpressionList* tab_access_indices() const { return nullptr; }
+    virtual const Var* is_a_variable() const { return nullptr; }
+    virtual bool is_a_var_param() const { return false; }
+    // Binds the variables met in the tree; `level` is GLOBAL_SCOPE_LEVEL at the outermost scope.
+    virtual void set_env(Environment* env, const std::list<std::string>& locals, int level) const = 0;
+    virtual void set_ambiant_action(const Action* action);
+    virtual void set_parent(Bloc* parent);
+    // Whether `show` needs no parentheses around this node.
+    virtual bool auto_delimited() const { return false; }
+    virtual void show(std::ostream& out, int precedence) const = 0;
+    void show(std::ostream& out) const override { show(out, 0); }
+    // One number per class, for structural comparison.
+    virtual int etag() const = 0;
+    // Structural comparison with a node of the same class: sign of this minus other.
+    virtual int compare_with(const Expression* other) const = 0;
+
+    bool operator<(const Expression& o) const { return compare(o) < 0; }
+    bool operator<=(const Expression& o) const { return compare(o) <= 0; }
+    bool operator>(const Expression& o) const { return compare(o) > 0; }
+    bool operator>=(const Expression& o) const { return compare(o) >= 0; }
+    bool operator==(const Expression& o) const { return compare(o) == 0; }
+    bool operator!=(const Expression& o) const { return compare(o) != 0; }
+    int compare(const Expression& o) const;
+
+    // The constant this tree folds to, as a new node, or null when it is not
+    // constant (the caller keeps the tree).
+    Expression* reduce_static() const;
+    int variability() const;
+
+    // Defines, globally, every variable that `e` meets.
+    static void finalize(Expression* e, pre_cadenzium* pre);
+    static Expression* make_is_undef(pre_cadenzium* pre, Expression* e, const yy::location* loc);
+
+    // The expression under evaluation, for error reports.
+    static const Expression* last_expression;
+    static void print_last_expression();
+
+    static int new_etag();
+};
+
+// An expression that knows where it was written.
+class LocalizedExpression : public Expression {
+public:
+    explicit LocalizedExpression(const yy::location* loc = nullptr)
+        : location(loc) {}
+    const yy::location* scloc() const override { return location; }
+    void set_location(const yy::location* loc) { location = loc; }
+
+protected:
+    const yy::location* location; // not owned: locations stay with the reading
+};
+
+class NonConstantExpression : public LocalizedExpression {
+public:
+    using LocalizedExpression::LocalizedExpression;
+};
+
+// Marks an expression as the one under evaluation for the time of a scope,
+// so that an error deep inside can print it.
+class LastExpressionScope {
+public:
+    explicit LastExpressionScope(const Expression* e)
+        : saved(Expression::last_expression) {
+        Expression::last_expression = e;
+    }
+    ~LastExpressionScope() { Expression::last_expression = saved; }
+    LastExpressionScope(const LastExpressionScope&) = delete;
+    LastExpressionScope& operator=(const LastExpressionScope&) = delete;
+
+private:
+    const Expression* saved;
+};
+
+// Helpers for the many recursive operations of composite nodes.
+Expression* clone_or_null(const Expression* e);
+ExpressionList clone_list(const ExpressionList& list);
+void delete_list(ExpressionList& list);
+int compare_nodes(const Expression* a, const Expression* b);
+int compare_lists(const ExpressionList& a, const ExpressionList& b);

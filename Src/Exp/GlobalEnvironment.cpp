@@ -1,0 +1,132 @@
+#include "Exp/Environment.hpp"
+#include "Exp/Function.hpp"
+#include "Exp/Reference.hpp"
+
+#include <atomic>
+
+namespace {
+
+std::atomic<pre_cadenzium*> last_engine{nullptr};
+
+// Room for the score's globals, so that pointers to variables stay valid
+// while a score defines them.
+constexpr std::size_t reserved_variables = 120;
+
+} // namespace
+
+GlobalEnvironment::GlobalEnvironment(cadenzium_core* engine_core, pre_cadenzium* engine)
+    : Environment(engine_core, engine)
+    , mutex(std::make_unique<std::recursive_mutex>()) {
+    last_engine = engine;
+    reset_cached_variables();
+}
+
+GlobalEnvironment::~GlobalEnvironment() {
+    pre_cadenzium* mine = pre;
+    last_engine.compare_exchange_strong(mine, nullptr);
+    for (auto& [uid, f] : functions)
+        delete f;
+}
+
+pre_cadenzium* GlobalEnvironment::engine() {
+    return last_engine;
+}
+
+void GlobalEnvironment::reset_cached_variables() {
+    vars.reserve(reserved_variables);
+    jump_updated_index = define_var(JUMP_UPDATED_VAR, 0, bool_value(false));
+    energy_index = define_var(ENERGY_VAR, 0, float_value(0.0));
+    now_index = define_var(NOW_VAR, 10, float_value(now));
+    rnow_index = define_var(RNOW_VAR, 10, float_value(rnow));
+    rcnow_index = define_var(RCNOW_VAR, 10, float_value(rcnow));
+    rt_tempo_index = define_var(RT_TEMPO_VAR, 30, float_value(60.0));
+    score_tempo_index = define_var(SCORE_TEMPO_VAR, 30, float_value(60.0));
+    pitch_index = define_var(PITCH_VAR, 10, undef_value());
+    dur_index = define_var(DUR_VAR, 10, undef_value());
+    beat_pos_index = define_var(BEAT_POS_VAR, 10, float_value(0.0));
+    last_label_index = define_var(LAST_LABEL_VAR, 10, string_value(""));
+    approx_ratio_index = define_var(APPROX_RATIO_VAR, 10, float_value(0.1));
+}
+
+void GlobalEnvironment::clear() {
+    vars.clear();
+    index_of.clear();
+    for (auto it = functions.begin(); it != functions.end();) {
+        if (!it->second->is_user_defined()) {
+            ++it;
+            continue;
+        }
+        retired.emplace_back(it->second);
+        it = functions.erase(it);
+    }
+    for (auto it = procs.begin(); it != procs.end();)
+        it = it->second.second ? procs.erase(it) : std::next(it);
+    reset_cached_variables();
+}
+
+bool GlobalEnvironment::set_function(FunctionDefinition* f) {
+    if (!f) return false;
+    FunctionDefinition*& slot = functions[f->uid];
+    if (slot && slot != f) retired.emplace_back(slot);
+    slot = f;
+    return true;
+}
+
+FunctionDefinition* GlobalEnvironment::get_function(const std::string& name) const {
+    return get_function(Reference::unique_id(name));
+}
+
+FunctionDefinition* GlobalEnvironment::get_function(unique_identifier uid) const {
+    const auto found = functions.find(uid);
+    return found == functions.end() ? nullptr : found->second;
+}
+
+bool GlobalEnvironment::is_defined_function(const std::string& name) const {
+    return get_function(name) != nullptr;
+}
+
+int GlobalEnvironment::count_user_defined_functions() const {
+    int count = 0;
+    for (const auto& [uid, f] : functions)
+        count += f->is_user_defined();
+    return count;
+}
+
+FunctionDefinition* GlobalEnvironment::adopt_forward(FunctionDefinition* f) {
+    retired.emplace_back(f);
+    return f;
+}
+
+void GlobalEnvironment::set_proc(const std::string& name, ProcDefinition* proc, bool user_defined) {
+    procs[Reference::unique_id(name)] = {proc, user_defined};
+}
+
+ProcDefinition* GlobalEnvironment::get_proc(const std::string& name) const {
+    return get_proc(Reference::unique_id(name));
+}
+
+ProcDefinition* GlobalEnvironment::get_proc(unique_identifier uid) const {
+    const auto found = procs.find(uid);
+    return found == procs.end() ? nullptr : found->second.first;
+}
+
+bool GlobalEnvironment::is_defined_proc(const std::string& name) const {
+    return get_proc(name) != nullptr;
+}
+
+int GlobalEnvironment::count_user_defined_proc() const {
+    int count = 0;
+    for (const auto& [uid, entry] : procs)
+        count += entry.second;
+    return count;
+}
+
+void GlobalEnvironment::env_lock() {
+    mutex->lock();
+    ++lock_depth;
+}
+
+void GlobalEnvironment::env_unlock() {
+    --lock_depth;
+    mutex->unlock();
+}

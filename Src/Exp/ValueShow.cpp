@@ -1,0 +1,116 @@
+// The printed form of values.
+#include "Exp/Function.hpp"
+#include "Exp/Nim.hpp"
+#include "Exp/Reference.hpp"
+#include "Exp/Values.hpp"
+
+#include <cmath>
+#include <ostream>
+
+void UndefValue::show(std::ostream& out) const {
+    out << "<<undef>>";
+}
+
+void BoolValue::show(std::ostream& out) const {
+    out << (val ? "true" : "false");
+}
+
+// Tab, new line and double quote are escaped; a backslash is written as it is.
+void StringValue::show(std::ostream& out) const {
+    out << '"';
+    if (val)
+        for (const char c : *val) {
+            if (c == '\t')
+                out << "\\t";
+            else if (c == '\n')
+                out << "\\n";
+            else if (c == '"')
+                out << "\\\"";
+            else
+                out << c;
+        }
+    out << '"';
+}
+
+void SymbValue::show(std::ostream& out) const {
+    out << Reference::uid2string(val);
+}
+
+void IntValue::show(std::ostream& out) const {
+    out << val;
+}
+
+// An integral float keeps a ".0" so that it reads back as a float.
+void FloatValue::show(std::ostream& out) const {
+    const double rounded = std::round(val);
+    if (val - rounded == 0)
+        out << rounded << ".0";
+    else
+        out << val;
+}
+
+void FctValue::show(std::ostream& out) const {
+    if (val)
+        out << val->name;
+    else
+        out << "<<undef>>";
+}
+
+void TabValue::show(std::ostream& out) const {
+    out << "TAB[";
+    const char* separator = "";
+    if (val)
+        for (const Value& element : *val) {
+            out << separator;
+            element->show(out);
+            separator = ", ";
+        }
+    out << "]";
+}
+
+void MapValue::show(std::ostream& out) const {
+    out << "MAP{ ";
+    const char* separator = "";
+    if (val)
+        for (const auto& [key, value] : *val) {
+            out << separator << "(";
+            key->show(out);
+            out << ", ";
+            value->show(out);
+            out << ")";
+            separator = ", ";
+        }
+    out << " }";
+}
+
+void InterpolatedMapValue::show(std::ostream& out) const {
+    out << "InterpolatedMAP {";
+    const char* separator = "";
+    if (val)
+        for (const auto& [key, value] : *val) {
+            out << separator << "(" << key << ", " << value << ")";
+            separator = ", ";
+        }
+    out << "}";
+}
+
+void NimValue::show(std::ostream& out) const {
+    out << "NIM{ ";
+    if (val) val->show_body(out);
+    out << " }";
+}
+
+void PafValue::show(std::ostream& out) const {
+    if (val)
+        val->show(out);
+    else
+        out << "<<undef>>";
+}
+
+void ProcValue::show(std::ostream& out) const {
+    out << Reference::uid2string(val);
+}
+
+void ExeValue::show(std::ostream& out) const {
+    out << '`' << val;
+}

@@ -1,0 +1,58 @@
+// Values of the language: the `Value` wrapper, the fourteen kinds, and the
+// operations between values (arithmetic, comparison, concatenation).
+#pragma once
+
+#include "Exp/TaggedValue.hpp"
+#include "Exp/ValueKinds.hpp"
+
+#include <string>
+
+// Makes the kind registry exist before any static constructor of a file that
+// includes this header uses a value.
+struct Initialisation_of_Expression {
+    explicit Initialisation_of_Expression(const char* header);
+};
+static Initialisation_of_Expression init_of_values_header("Exp/Values.hpp");
+
+// The total order behind map keys, tab comparison and relational operators
+// on non-numbers. Its sign is reversed: positive when a is less than b.
+int vcompare(const TaggedValue& a, const TaggedValue& b);
+
+Value string_value(const std::string& s);
+Value string_value(std::string* s); // adopts the string
+TaggedValue* pstring_value(const std::string& s);
+TaggedValue* pstring_value(std::string* s);
+TaggedValue* pstring_value(const char* s);
+
+inline Value int_value(long v) {
+    return Value::make<IntValue>(v);
+}
+inline Value float_value(double v) {
+    return Value::make<FloatValue>(v);
+}
+inline Value bool_value(bool v) {
+    return Value::make<BoolValue>(v);
+}
+inline Value exe_value(unsigned long id) {
+    return Value::make<ExeValue>(id);
+}
+Value tab_value(tab_t elements);
+
+// The string of `get_string(a)` followed by `get_string(b)`.
+Value concat_value(const TaggedValue& a, const TaggedValue& b);
+// Arithmetic on doubles, with the division by zero reported.
+Value execute_dop(e_binop op, double x, double y);
+Value execute_rel(e_binop op, const TaggedValue& a, const TaggedValue& b);
+Value execute_rel_numeric(e_binop op, const TaggedValue& a, const TaggedValue& b);
+// A scalar `a` combined with each element of a tab or each value of a map.
+Value execute_tab(const TaggedValue& a, e_binop op, const TabValue& t);
+Value execute_map(const TaggedValue& a, e_binop op, const MapValue& m);
+Value binop_error(e_binop op, const TaggedValue& a, const TaggedValue& b);
+const char* binop_to_string(int op);
+const char* monop_to_string(int op);
+
+bool eval_bool(const Expression* e);
+long eval_int(const Expression* e);
+
+// `show` collected in a string.
+std::string show_text(const TaggedValue& v);

@@ -1,0 +1,183 @@
+// Variables in expressions: `$x`, `[n#]:$x` (n assignments ago), `[d]:$x`
+// and `[d s]:$x` (d beats or seconds ago), and their relatives.
+#pragma once
+
+#include "Exp/Reference.hpp"
+
+#include <string>
+#include <vector>
+
+class var_management;
+
+class Var : public Reference {
+public:
+    static constexpr std::size_t NO_INDEX = ~std::size_t(0);
+
+    Var(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr);
+    // `[n#]:$x`
+    Var(pre_cadenzium* pre, const std::string& name, Expression* history_index, const yy::location* loc);
+    // `[d]:$x` in beats, `[d s]:$x` in seconds.
+    Var(pre_cadenzium* pre, const std::string& name, Expression* history_date, duration_type unit,
+        const yy::location* loc);
+    Var(const Var& other);
+    Var& operator=(const Var&) = delete;
+    ~Var() override;
+
+    // Placement in an environment, filled by `set_env`.
+    mutable std::size_t vm_index = NO_INDEX; // NO_INDEX: not placed, or a special variable
+    mutable int depth = -1;                  // levels down the environment stack; negative: global
+    bool dynamic = false;                    // resolve by name through the whole stack
+    bool is_resolved = true;
+    mutable Expression* history_index = nullptr;
+    Expression* history_date = nullptr;
+    duration_type history_unit = DURATION_BEATS;
+
+    // The stream this variable reads, or null.
+    var_management* thisVM() const;
+    Environment* my_env() const;
+    virtual void set_var(const TaggedValue& v) const;
+    void set_reference(const TaggedValue& v) const override { set_var(v); }
+
+    Value eval() const override;
+    ScoreEval eval_in_score() const override;
+    Expression* clone() const override { return new Var(*this); }
+    Expression* adjust_parameter(const UserFunction* f,
+                                 const std::vector<std::string>& parameters) const override;
+    void get_variables(VarSet& out) const override;
+    void change_var_name(const std::string& from, const std::string& to) override;
+    const Var* is_a_variable() const override { return this; }
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+    // The delay of `[d]:$x`, as a number (NaN when it is not one).
+    double history_delay() const;
+};
+
+// `$x.tempo`, `$x.position`...: a parameter of a tempo variable.
+class VarParameter : public Var {
+public:
+    VarParameter(const Var& var, PARAM param);
+    PARAM param;
+
+    Value eval() const override;
+    void set_var(const TaggedValue& v) const override;
+    bool is_a_var_param() const override { return true; }
+    Expression* clone() const override { return new VarParameter(*this); }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+};
+
+// `expression . name`: a tempo parameter read, or undef after a message.
+Expression* MakeVarParameter(pre_cadenzium* pre, Expression* expression, const std::string& name,
+                             const yy::location* loc);
+
+// Argument `position` of the call of `function` under evaluation.
+class Parameter : public Var {
+public:
+    Parameter(const Var& var, const UserFunction* function, std::size_t position);
+    const UserFunction* function;
+    std::size_t position;
+
+    // Beyond the frame, throws std::out_of_range as a vector does.
+    Value eval() const override;
+    Expression* clone() const override { return new Parameter(*this); }
+    Expression* adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
+        return clone();
+    }
+    void set_env(Environment*, const std::list<std::string>&, int) const override {}
+    int etag() const override;
+};
+
+// `@is_undef($x)`: true before the first assignment and when the newest
+// value is undef.
+class TestVariableUnitialized : public Var {
+public:
+    explicit TestVariableUnitialized(const Var& var)
+        : Var(var) {}
+    Value eval() const override;
+    ScoreEval eval_in_score() const override;
+    Expression* clone() const override { return new TestVariableUnitialized(*this); }
+    bool auto_delimited() const override { return true; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+};
+
+// A predefined variable computed at each read ("$MYSELF", the execution of
+// the enclosing instance). It cannot be assigned.
+class SpecialVariable : public Var {
+public:
+    using Compute = Value (*)(const SpecialVariable&);
+    SpecialVariable(pre_cadenzium* pre, const std::string& name, Compute compute, const yy::location* loc);
+
+    // A special variable for the predefined names, a plain `Var` otherwise.
+    static Var* make_variable(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr);
+
+    Value eval() const override { return compute(*this); }
+    ScoreEval eval_in_score() const override;
+    void set_env(Environment*, const std::list<std::string>&, int) const override {}
+    void set_ambiant_action(const Action* action) override { ambient = action; }
+    Expression* clone() const override { return new SpecialVariable(*this); }
+    int etag() const override;
+
+    Compute compute;
+    const Action* ambient = nullptr;
+};
+
+// `@date($x)`, `@rdate($x)`: the date of an assignment, chosen by count or by delay.
+class DateVar : public NonConstantExpression {
+public:
+    DateVar(Var* var, duration_type unit, const yy::location* loc = nullptr);
+    DateVar(const DateVar& other);
+    DateVar& operator=(const DateVar&) = delete;
+    ~DateVar() override;
+
+    Var* var;
+    duration_type unit; // of the date given back
+
+    Value eval() const override;
+    Expression* clone() const override { return new DateVar(*this); }
+    void get_variables(VarSet& out) const override { var->get_variables(out); }
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
+        var->set_env(env, locals, level);
+    }
+    bool auto_delimited() const override { return true; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+};
+
+// `@tab_history($x)` and relatives: the history of a variable as a tab or a map.
+class VarHistories : public NonConstantExpression {
+public:
+    enum Which { VALUES = 0, DATES = 1, RDATES = 2 };
+    VarHistories(Var* var, Which which, bool as_map, const yy::location* loc = nullptr);
+    VarHistories(const VarHistories& other);
+    VarHistories& operator=(const VarHistories&) = delete;
+    ~VarHistories() override;
+
+    Var* var;
+    Which which;
+    bool as_map;
+
+    Value eval() const override;
+    Expression* clone() const override { return new VarHistories(*this); }
+    void get_variables(VarSet& out) const override { var->get_variables(out); }
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
+        var->set_env(env, locals, level);
+    }
+    bool auto_delimited() const override { return true; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+};
+
+// Histories oldest first; the maps are keyed by count back from the newest
+// (values), by date in seconds or by date in beats.
+Value make_history_val_tab(const var_management& vm);
+Value make_history_date_tab(const var_management& vm);
+Value make_history_rdate_tab(const var_management& vm);
+Value make_history_val_map(const var_management& vm);
+Value make_history_date_map(const var_management& vm);
+Value make_history_rdate_map(const var_management& vm);

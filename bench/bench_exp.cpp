@@ -1,0 +1,61 @@
+// Evaluation of a ten-node numeric expression over variables:
+//   -(($a + 1) * ($b - 2.5)) / $c
+#include "../tests/unit/exp/ExpTestSupport.hpp"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+struct Setup {
+    FakeEngine engine;
+    std::unique_ptr<Expression> expression;
+    std::unique_ptr<Var> a;
+
+    Setup() {
+        expression.reset(
+            bin(OP_DIV,
+                new UnaryExpression(OP_NEG, bin(OP_TIMES, bin(OP_PLUS, new Var(&engine, "$a"), lit(1)),
+                                                bin(OP_MINUS, new Var(&engine, "$b"), lit(2.5)))),
+                new Var(&engine, "$c")));
+        a.reset(new Var(&engine, "$a"));
+        Expression::finalize(expression.get(), &engine);
+        Expression::finalize(a.get(), &engine);
+        a->set_var(int_value(3));
+        engine.global.set_var(engine.global.get_vm(std::string("$b"))->index, float_value(4.0));
+        engine.global.set_var(engine.global.get_vm(std::string("$c"))->index, int_value(2));
+    }
+};
+
+void BM_EvalTenNodeNumericExpression(benchmark::State& state) {
+    Setup s;
+    for (auto _ : state) {
+        Value v = s.expression->eval();
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_EvalTenNodeNumericExpression);
+
+// The same with an assignment of one of its variables before each evaluation.
+void BM_AssignThenEval(benchmark::State& state) {
+    Setup s;
+    long i = 0;
+    for (auto _ : state) {
+        s.a->set_var(int_value(++i));
+        Value v = s.expression->eval();
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_AssignThenEval);
+
+void BM_IntAddition(benchmark::State& state) {
+    const Value a = int_value(3), b = int_value(4);
+    for (auto _ : state) {
+        Value v = a->execute(OP_PLUS, b);
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_IntAddition);
+
+} // namespace
+
+BENCHMARK_MAIN();
