@@ -127,8 +127,8 @@ void cadenzium_core::start_preloaded(const std::string& name) {
     wait_for_decoder();
     if (x_netscore && !x_netscore->preloaded && x_netscore != it->second) delete x_netscore;
     x_netscore = it->second;
-    cadenzium_init();
     listening_set_score();
+    cadenzium_init();
     running = 1;
     post("%s - Starting \"%s\"... .", thisName(), name.c_str());
     updatePosition(0);

@@ -17,6 +17,7 @@
 
 class CadAlign;
 class t_tempo;
+class TempoTracking;
 class Event;
 class EventPlayer;
 struct message;
@@ -151,6 +152,7 @@ protected:
     int frame_fill = 0;
     std::vector<float> frame_buffer;
     std::unique_ptr<t_tempo> tempo;
+    std::unique_ptr<TempoTracking> tracking;
     std::set<CadTimer*> active_timers;
     std::recursive_mutex timers_mutex;
     EventPlayer* player = nullptr;

@@ -1,19 +1,14 @@
 // The engine's calls into the listening machine, in one place.
 #include "RunTime/CadenziumCore.hpp"
 
+#include "Exp/TempoVar.hpp"
+#include "Listening/CadAlign.hpp"
+#include "Listening/Tempo.hpp"
+#include "Listening/TempoTracking.hpp"
+#include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
 #include <atomic>
-
-#if __has_include("Listening/CadAlign.hpp") && __has_include("Listening/Tempo.hpp")
-#include "Listening/CadAlign.hpp"
-#include "Listening/Tempo.hpp"
-#define CAD_LISTENING 1
-#else
-class CadAlign {};
-class t_tempo {};
-#define CAD_LISTENING 0
-#endif
 
 namespace {
 std::atomic<int> instances{0};
@@ -35,26 +30,70 @@ cadenzium_core::cadenzium_core() {
 cadenzium_core::~cadenzium_core() {
     running = 0;
     Killall();
+    destroy_listening();
     for (auto& [name, score] : preloaded_scores) {
         if (score == x_netscore) x_netscore = nullptr;
         delete score;
     }
     delete x_netscore;
     for (Score* s : retired_scores) delete s;
-    destroy_listening();
 }
 
-void cadenzium_core::construct_listening() {}
+void cadenzium_core::construct_listening() {
+    align = std::make_unique<CadAlign>(this);
+    tempo = std::make_unique<t_tempo>(this);
+    tracking = std::make_unique<TempoTracking>();
+    set_tempo_oscillator_factory(make_t_tempo_var);
+    align->set_verbosity(verbosity);
+}
+
 void cadenzium_core::destroy_listening() {
     align.reset();
     tempo.reset();
+    tracking.reset();
 }
-void cadenzium_core::reset_listening() {}
-void cadenzium_core::listening_set_score() {}
-void cadenzium_core::listening_set_position(int) {}
+
+// Back to the top of the score: the observations, the oscillator and the
+// onset bookkeeping start again.
+void cadenzium_core::reset_listening() {
+    if (!x_netscore || x_netscore->CountEvents() == 0) return;
+    align->setPointers(&obs_iomap, tempo.get());
+    tempo->init();
+    tracking->reset();
+}
+
+void cadenzium_core::listening_set_score() {
+    if (x_netscore) align->setScore(x_netscore);
+}
+
+void cadenzium_core::listening_set_position(int pos) { align->set_Position(pos); }
+
 void cadenzium_core::listening_front_end(const float*) {}
-void cadenzium_core::listening_step() {}
-void cadenzium_core::listening_observe(int, const float*) {}
-void cadenzium_core::listening_tempo_update(double) {}
-void cadenzium_core::listening_track_tempo(int) {}
-double cadenzium_core::current_tempo_bpm() { return 0; }
+
+void cadenzium_core::listening_step() {
+    align->tempo_update_on = tempo_update_on;
+    align->Align();
+}
+
+void cadenzium_core::listening_observe(int n, const float* values) {
+    align->set_observation(0, values, n);
+    align->MIDI_prepareObs();
+}
+
+void cadenzium_core::listening_tempo_update(double period) { tempo->TempoUpdate(period); }
+
+void cadenzium_core::listening_track_tempo(int pos) {
+    const auto& events = x_netscore->events;
+    PositionChange change;
+    change.new_index = pos;
+    change.current_index = position;
+    change.previous_event = position > 0 ? events[static_cast<size_t>(last_position)] : nullptr;
+    change.last_action_event = position > 0 ? events[static_cast<size_t>(last_action)] : nullptr;
+    change.now = GetTime();
+    change.tempo_update_on = tempo_update_on;
+    change.player_running = player_running;
+    change.verbosity = verbosity;
+    tracking->track_tempo_from_position_update(*x_netscore, *tempo, change);
+}
+
+double cadenzium_core::current_tempo_bpm() { return tempo ? tempo->get_tempo() : 0; }

@@ -25,7 +25,6 @@ void cadenzium_core::updatePosition(int pos) {
 }
 
 bool cadenzium_core::backward_allowed(int pos) {
-    if (pos == 0) return true;
     for (int target : x_netscore->find_jump(position))
         if (target == pos) return true;
     return false;

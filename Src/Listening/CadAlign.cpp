@@ -1,0 +1,233 @@
+#include "Listening/CadAlign.hpp"
+
+#include "Listening/State.hpp"
+#include "Listening/StateChain.hpp"
+#include "Listening/Tempo.hpp"
+#include "RunTime/CadenziumCore.hpp"
+#include "RunTime/Console.hpp"
+#include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
+
+#include <algorithm>
+
+void UniqueObs::push_back(double p) {
+    instant = p;
+    if (history_count < 1) return;
+    history.push_back(p);
+}
+
+CadAlign::CadAlign(cadenzium_core* c)
+    : core(c) {
+    set_nofharm(10);
+    midi_grid.resize(static_cast<size_t>(midi_size));
+    for (int i = 0; i < midi_size; ++i)
+        midi_grid[static_cast<size_t>(i)] = static_cast<float>(i) * 127.0f / 254.0f;
+    midi_active.assign(static_cast<size_t>(midi_size), 0.0f);
+    likelihood_scratch.reserve(static_cast<size_t>(midi_size));
+}
+
+CadAlign::~CadAlign() {
+    if (StateChain::x_alignment == this) StateChain::x_alignment = nullptr;
+}
+
+const char* CadAlign::name() const {
+    return core ? core->thisName() : "cadenzium";
+}
+
+int CadAlign::current_position() const {
+    return core ? core->Position() : -1;
+}
+
+// ---- setup ----
+
+void CadAlign::setPointers(const std::map<std::string, int>* in, t_tempo* tempo) {
+    inlets = in;
+    tempo_source = tempo;
+    if (const int m = MIDI_input(); m >= 0) inlet_kinds.try_emplace(m, INLET_KIND_MIDI);
+    if (const int a = AUDIO_input(); a >= 0) inlet_kinds.try_emplace(a, INLET_KIND_AUDIO);
+    if (chain) chain->initStates();
+    pedal_history.clear();
+    for (const auto& [inlet, kind] : inlet_kinds) {
+        std::vector<float>& v = observations[inlet];
+        v.reserve(8);
+        if (inlet >= 1 && kind == INLET_KIND_MIDI) v.assign(1, -100.0f);
+    }
+    frame_counter = 0;
+    std::fill(midi_active.begin(), midi_active.end(), 0.0f);
+    clear_observation_history();
+    if (print_enabled) trace.open("/tmp/cadenzium.inference.txt");
+}
+
+void CadAlign::setScore(Score* s) {
+    score = s;
+    chain = nullptr;
+    if (s && !s->without_states) {
+        if (!s->state_chain) {
+            s->state_chain = new StateChain(s, core);
+            s->state_chain->loadScore(s);
+        }
+        chain = s->state_chain;
+        chain->decodingwin_length = decode_window_length;
+    }
+    if (chain && StateChain::verbosity > 0)
+        post("CadAlign::setScore(): %d states for %d events (decode window %d)",
+             static_cast<int>(chain->size()), s->CountEvents(), decode_window_length);
+    StateChain::set_alignment(this);
+}
+
+void CadAlign::chain_deleted(StateChain* c) {
+    if (chain != c) return;
+    chain = nullptr;
+    score = nullptr;
+}
+
+// The audio front end sets its buffers; the frame time (hop / samplerate)
+// is what the listening machine needs from here.
+void CadAlign::setAnalysis(float sr, float n, float h) {
+    samplerate = sr;
+    nfft = n;
+    hop = h;
+    template_size = static_cast<int>(nfft * 0.125f + 1);
+}
+
+void CadAlign::set_Position(int i) {
+    if (!chain || !score) return;
+    if (i < 0 || i >= static_cast<int>(score->events.size())) return;
+    chain->setPosition(score->events[static_cast<size_t>(i)]);
+}
+
+// ---- the cycle ----
+
+// MIDI observations are consumed once: with no note left sounding the
+// machine stands still until the next note-on.
+void CadAlign::Align() {
+    if (!score || !chain || score->CountEvents() < 1) return;
+    Observer();
+    if (align_on) {
+        Inference();
+        Decode();
+        if (print_enabled) print_inference();
+    }
+    const int midi = MIDI_input();
+    if (midi >= 0 && inlets->size() > 1) observations[midi].clear();
+    if (midi >= 0 && !any_note_sounding()) align_on = false;
+    ++frame_counter;
+}
+
+void CadAlign::Observer() {
+    const bool audio = AUDIO_input() >= 0;
+    if (audio)
+        observe_audio();
+    else if (silence_prob < 1e-12f)
+        silence_prob = 1e-12f;
+    if (!chain) return;
+    for (State* s : chain->window())
+        s->assign_pitchclass(this);
+    const int midi = MIDI_input();
+    for (auto it = obs_map.begin(); it != obs_map.end();) {
+        UniqueObs& r = *it->second;
+        if (r.history_count == 0 && r.instant_count == 0) {
+            it = obs_map.erase(it);
+            continue;
+        }
+        const double p = observation_probability(it->first, r, midi, audio);
+        if (verbosity == 5) post("OBS %s is %.3f - kl is %f - KL temp:", it->first.toString().c_str(), p, p);
+        r.push_back(p);
+        r.history_count = r.instant_count = 0;
+        ++it;
+    }
+    chain->Observer();
+}
+
+double CadAlign::observation_probability(const PitchClass& pc, const UniqueObs& r, int midi_inlet,
+                                         bool audio) const {
+    if (dummy_observations != 0) return 1.0;
+    if (pc.isSilence()) return silence_prob;
+    if (midi_inlet >= 0) return midi_match(r.templ, r.positive_pitches, midi_active);
+    // The spectral match belongs to the audio observation: there it is the
+    // KL likelihood of the spectrum times the energy. Until it is wired the
+    // energy alone stands for it.
+    if (audio) return energy;
+    return 1.0;
+}
+
+// Audio observation: spectrum, pedal correction, energy and the silence
+// probability are computed here by the audio front end (not wired yet).
+void CadAlign::observe_audio() {}
+
+void CadAlign::Inference() {
+    occupancy_map.purge();
+    if (verbosity > 1)
+        post("CadAlign::Inference() \t the map of occupancy distributions has %d unique keys.",
+             occupancy_map.size());
+    if (chain) chain->Infere();
+}
+
+// Any change of the most likely state is an onset: no threshold, no
+// hysteresis. The only brake against a spurious backward move is the
+// engine's refusal of it.
+void CadAlign::Decode() {
+    if (!chain) return;
+    chain->Decode();
+    State* best = chain->best;
+    if (!best) {
+        if (jump_updated) chain->updatePosition(nullptr);
+        finish_quiet_frame();
+        return;
+    }
+    Event* ev = best->event;
+    State* inner = best->bestState();
+    Event* sub = inner ? inner->event : nullptr;
+    if (verbosity > 1 && ev)
+        post("CadAlign::Decode(): most likely event = index() %i, pitch list %s, position = %.2f beats, type "
+             "= %i\n",
+             ev->index(), ev->pitch_list_string().c_str(), ev->beatcum(), ev->type());
+    if (jump_updated) chain->updatePosition(ev);
+    const bool moved = ev && ev->index() != current_position();
+    const bool sub_moved = sub && inner_event && sub != inner_event;
+    if (moved || sub_moved) {
+        chain->updatePosition(ev);
+        if (verbosity >= 1) log_onset(sub);
+        return;
+    }
+    finish_quiet_frame();
+}
+
+// The engine's energy variable takes `energy` here once the environment
+// exposes it.
+void CadAlign::finish_quiet_frame() {
+    chain->frames_in_position += 1.0f;
+    if (verbosity > 1 && chain->best && chain->best->event)
+        post("CadAlign::Decode():  SHMM pos is %i corresponding to event %i ", current_position(),
+             chain->best->event->index());
+}
+
+void CadAlign::log_onset(const Event* sub) const {
+    const Score* s = score;
+    auto event_at = [s](int i) -> const Event* {
+        return s && i >= 0 && i < static_cast<int>(s->events.size()) ? s->events[static_cast<size_t>(i)]
+                                                                     : nullptr;
+    };
+    const Event* cur = event_at(current_position());
+    const Event* last = core ? event_at(core->lastPosition()) : nullptr;
+    const Event* action = core ? event_at(core->lastAction()) : nullptr;
+    post("CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - current "
+         "position: "
+         "index %i notenum %i beatcum %f - last position: index %i notenum %i - last_action: index %i "
+         "notenum %i",
+         static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
+         sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, cur ? cur->index() : -1,
+         cur ? cur->notenum() : -1, cur ? cur->beatcum() : 0.0, last ? last->index() : -1,
+         last ? last->notenum() : -1, action ? action->index() : -1, action ? action->notenum() : -1);
+    post("    \t  local_Nt is %.5f", chain->N_t.empty() ? 0.0 : chain->N_t.back());
+}
+
+// One line per frame: frame, position, normaliser, and the window.
+void CadAlign::print_inference() {
+    if (!trace.is_open()) trace.open("/tmp/cadenzium.inference.txt");
+    trace << frame_counter << ' ' << current_position() << ' '
+          << (chain->N_t.empty() ? 0.0 : chain->N_t.back());
+    for (const State* s : chain->window())
+        trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
+    trace << '\n';
+}

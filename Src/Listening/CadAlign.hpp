@@ -1,0 +1,206 @@
+// The driver of the listening machine: owns the observation templates and
+// the occupancy laws, knows the score and its state chain, turns MIDI notes
+// (and, later, audio spectra) into observation probabilities, and runs the
+// cycle of one frame: observe, infer, decide.
+#pragma once
+
+#include "Listening/History.hpp"
+#include "Listening/Occupancy.hpp"
+#include "Listening/PitchClass.hpp"
+#include "Listening/StateSemiMarkov.hpp"
+
+#include <cstdint>
+#include <deque>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+class cadenzium_core;
+class Event;
+class Score;
+class StateChain;
+class t_tempo;
+
+// One template and its observations, shared by every state of equal pitch
+// class. It lives while some state of the decode window asks for it.
+struct UniqueObs {
+    // How many semi-Markov / Markov states asked at this frame.
+    int history_count = 0;
+    int instant_count = 0;
+    History history{OBS_HISTORY};
+    double instant = 0;
+    std::vector<float> templ;
+    // Pitches above 0 in the pitch class: the denominator of a MIDI match.
+    int positive_pitches = 0;
+
+    // The newest probability; kept in the history only when a semi-Markov
+    // state asked for it.
+    void push_back(double p);
+};
+
+// Inlet kinds of the inlet-kinds map.
+constexpr int INLET_KIND_MIDI = 1;
+constexpr int INLET_KIND_AUDIO = 2;
+
+class CadAlign {
+public:
+    explicit CadAlign(cadenzium_core* core);
+    ~CadAlign();
+    CadAlign(const CadAlign&) = delete;
+    CadAlign& operator=(const CadAlign&) = delete;
+
+    // ---- setup (the caller holds the engine's align mutex) ----
+    // Starts a performance: inlets and tempo, the chain at its first state,
+    // observation history and sounding notes cleared.
+    void setPointers(const std::map<std::string, int>* inlets, t_tempo* tempo);
+    // Builds the score's chain if it has none (unless the score is read
+    // without states) and makes it the chain followed.
+    void setScore(Score* score);
+    void setAnalysis(float samplerate, float nfft, float hop);
+    // Called by a chain being destroyed.
+    void chain_deleted(StateChain* c);
+
+    // ---- the cycle of one frame ----
+    void Align();
+    void Observer();
+    void Inference();
+    void Decode();
+
+    // ---- MIDI observation ----
+    // The number of the "MIDI" inlet, or -1.
+    int MIDI_input() const;
+    int AUDIO_input() const;
+    // The raw input of an inlet for this frame (no allocation once the
+    // inlet has been seen).
+    void set_observation(int inlet, const float* values, int n);
+    // A pitch and velocity list has arrived at the MIDI inlet: update the
+    // sounding notes.
+    void MIDI_prepareObs();
+    bool MIDI_statecheck(int i) const;
+    bool AUDIO_statecheck(int i) const;
+    float MIDI_likelihood(const PitchClass& pc, const std::vector<float>& obs);
+    // A Gaussian bump per pitch on the 254-point half-semitone grid,
+    // normalised.
+    void MakeMIDItemplates(std::vector<float>& out, const PitchClass& pc) const;
+
+    // ---- templates ----
+    UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
+    History& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
+    const double& insert_PitchClass_Instant(const PitchClass& pc) {
+        return insert_PitchClass(pc, false).instant;
+    }
+    void clear_observation_history();
+    std::size_t template_count() const { return obs_map.size(); }
+
+    // ---- occupancy laws ----
+    void computeDurationDistributions(const std::vector<double>*& occupancy,
+                                      const std::vector<double>*& survivor, double frame_duration, int u_max);
+    UniqueOccupancy& insert_occupancy(double frame_duration, int u_max);
+    static void DiscreteOccupancies(std::vector<double>& out, double mean, int u_max, double model, bool log);
+    int occupancy_count() const { return occupancy_map.size(); }
+
+    // ---- durations at the live tempo ----
+    float FrameDurationFloat(const Event* e, double beats) const;
+    float FrameDurationFloat(int i) const;
+    int FrameDuration(int i) const;
+    float IOIFrameDurationFloat(int i) const;
+    int IOIFrameDuration(int i) const;
+    double SecondsDuration(int i) const;
+    double IOISecondsDuration(int i) const;
+    int eventToIndex(const Event* e) const;
+
+    // ---- position ----
+    // Forces the machine onto event i.
+    void set_Position(int i);
+    // The sub-event heard inside a trill or multi-event (null otherwise),
+    // and the flag of a dynamic jump: kept here for the engine to read.
+    Event* sub_position() const { return inner_event; }
+    void set_sub_position(Event* e) { inner_event = e; }
+    bool get_jump_updated() const { return jump_updated; }
+    void set_jump_updated(bool on) { jump_updated = on; }
+
+    // ---- parameters ----
+    void set_verbosity(int v);
+    void inference_decode_window_length(int n);
+    void inference_occupancymodel_set(double d);
+    void inference_rubato(int on);
+    void inference_dummysilences_set(double d);
+    void inference_version_set(int n);
+    void inference_common_transition(double d);
+    void inference_dummy_observations(int on);
+    void inference_print_enable(int on);
+    void set_nofharm(int n);
+
+    Score* score = nullptr;
+    const std::map<std::string, int>* inlets = nullptr;
+    t_tempo* tempo_source = nullptr;
+    // Inlet number to kind (INLET_KIND_MIDI, INLET_KIND_AUDIO); the host
+    // fills it, setPointers adds the inlets it knows.
+    std::map<int, int> inlet_kinds;
+    StateChain* chain = nullptr;
+    int verbosity = 0;
+    int pedal = 0;
+    float pedalcoeff = 0;
+    float pedaltime = 600.0f;
+    float energy = 0;
+    std::vector<double> harmlist;
+    std::map<int, std::vector<float>> observations;
+    float KLexp = -0.5f;
+    double KL_eps = 1e-19;
+    bool PianoMode = false;
+    // The probability of a silent template: 0.6 once no note sounds.
+    float silence_prob = 0.6f;
+    int dummy_observations = 0;
+    int KL_mode = 0;
+    bool print_enabled = false;
+    double gamma = -1.0;
+    double tune = 440.0;
+    double variance = -1.0;
+    std::deque<std::vector<float>> pedal_history;
+    int calibration_pitch = 6900;
+    int template_size = 513;
+    float samplerate = 44100.0f;
+    float nfft = 4096.0f;
+    float hop = 512.0f;
+    int decode_window_length = 21;
+    int frame_counter = 0;
+    // Audio analysis buffers, filled by the audio observation.
+    std::vector<float> window;
+    std::vector<double> fft_buffer;
+    float window_norm = 0;
+    std::vector<float> freqs;
+    std::vector<float> midi_grid;
+    int midi_size = 254;
+    // The notes now sounding: 1.0 on, 1e-12 released, 0 never played.
+    std::vector<float> midi_active;
+    std::map<float, std::vector<float>> piano_templates;
+    cadenzium_core* core;
+    bool align_on = true;
+    // Copied from the engine before each step; cleared while navigating.
+    std::uint8_t tempo_update_on = 1;
+
+private:
+    double observation_probability(const PitchClass& pc, const UniqueObs& r, int midi_inlet,
+                                   bool audio) const;
+    float midi_match(const std::vector<float>& templ, int positive, const std::vector<float>& obs) const;
+    int grid_index(float pitch) const;
+    bool any_note_sounding() const;
+    void build_template(UniqueObs& r, const PitchClass& pc) const;
+    void observe_audio();
+    int current_position() const;
+    double score_tempo_ratio(int i) const;
+    double beat_period(const Event* e) const;
+    const char* name() const;
+    void finish_quiet_frame();
+    void log_onset(const Event* sub) const;
+    void print_inference();
+
+    std::map<PitchClass, std::unique_ptr<UniqueObs>> obs_map;
+    OccupancyMap occupancy_map;
+    std::vector<float> likelihood_scratch;
+    Event* inner_event = nullptr;
+    bool jump_updated = false;
+    std::ofstream trace;
+};

@@ -1,0 +1,75 @@
+// Shared observation templates and occupancy laws: one of each per distinct
+// key, created when a state of the window first asks for it.
+#include "Listening/CadAlign.hpp"
+
+#include "Listening/StateChain.hpp"
+#include "RunTime/Console.hpp"
+
+UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
+    auto it = obs_map.find(pc);
+    const bool existed = it != obs_map.end();
+    if (!existed) it = obs_map.emplace(pc, std::make_unique<UniqueObs>()).first;
+    UniqueObs& r = *it->second;
+    const size_t expected = static_cast<size_t>(MIDI_input() >= 0 ? midi_size : template_size);
+    if (r.templ.size() != expected) build_template(r, pc);
+    if (history)
+        ++r.history_count;
+    else
+        ++r.instant_count;
+    if (verbosity > 2)
+        post("StateChain::insert_PitchClass: candidate pitches are %s (KL template size = %d) - already "
+             "exist = %d - "
+             "key = %s - value.size = %i (map size %i)",
+             pc.toString().c_str(), template_size, existed ? 1 : 0, pc.toString().c_str(),
+             static_cast<int>(r.templ.size()), static_cast<int>(obs_map.size()));
+    return r;
+}
+
+// The builder sees the driver's harmonics and piano mode, not the state's.
+void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) const {
+    PitchClass key = pc;
+    key.harmlist = harmlist;
+    key.piano = PianoMode;
+    r.positive_pitches = key.positive_count();
+    if (MIDI_input() >= 0) {
+        MakeMIDItemplates(r.templ, key);
+        return;
+    }
+    // Spectral templates (harmonic or piano) are built by the audio
+    // observation; until then a flat template of the spectrum's size.
+    r.templ.assign(static_cast<size_t>(template_size), 1.0f / static_cast<float>(template_size));
+}
+
+void CadAlign::clear_observation_history() {
+    for (auto& [pc, r] : obs_map)
+        r->history.clear();
+}
+
+void CadAlign::DiscreteOccupancies(std::vector<double>& out, double mean, int u_max, double model, bool log) {
+    ::DiscreteOccupancies(out, mean, u_max, model, log);
+}
+
+UniqueOccupancy& CadAlign::insert_occupancy(double frame_duration, int u_max) {
+    UniqueOccupancy* r = occupancy_map.find(frame_duration);
+    const bool existed = r != nullptr;
+    if (!r) r = &occupancy_map.acquire(frame_duration);
+    if (!existed || r->occupancy.size() < static_cast<size_t>(u_max)) {
+        ::DiscreteOccupancies(r->occupancy, frame_duration, u_max, StateChain::occupancyModel, false);
+        survivor_from_occupancy(r->occupancy, r->survivor);
+    }
+    r->used = true;
+    if (verbosity > 2)
+        post("CadAlign::insert_occupancy(): candidate frame_duration = %f and u_max = %i - already exist = "
+             "%d - flag "
+             "= %i",
+             frame_duration, u_max, existed ? 1 : 0, r->used ? 1 : 0);
+    return *r;
+}
+
+void CadAlign::computeDurationDistributions(const std::vector<double>*& occupancy,
+                                            const std::vector<double>*& survivor, double frame_duration,
+                                            int u_max) {
+    const UniqueOccupancy& r = insert_occupancy(frame_duration, u_max);
+    occupancy = &r.occupancy;
+    survivor = &r.survivor;
+}

@@ -1,0 +1,155 @@
+#include "Listening/State.hpp"
+
+#include "Listening/CadAlign.hpp"
+#include "Listening/StateChain.hpp"
+#include "RunTime/Console.hpp"
+#include "Tree/Event.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+namespace {
+
+std::vector<float> absolute_pitches(const Event* e) {
+    std::vector<float> pitches = e->pitch_list();
+    for (float& p : pitches)
+        p = std::fabs(p);
+    return pitches;
+}
+
+} // namespace
+
+// ---- State ----
+
+State::State(Event* e)
+    : event(e) {
+    if (!e) return;
+    beat_duration = e->beat_duration();
+    pitchclass = PitchClass(absolute_pitches(e), e->variance());
+}
+
+void State::show(std::ostream& out) const {
+    out << toString();
+}
+
+std::string State::toString() const {
+    const int index = event ? event->index() : -1;
+    return str_printf("%s [%d] (%s)", type_string(), index, pitchclass.toString().c_str());
+}
+
+std::string State::toStringInference() const {
+    return str_printf("%s ForwardLast %.4e Forward %.4e", toString().c_str(), ForwardLast, Forward);
+}
+
+void State::normalizeForward(double N) {
+    if (ForwardLast > 0) ForwardLast /= N;
+    if (Forward > 0) Forward /= N;
+}
+
+void State::addMultipleSuccessors(State*, std::vector<State*>&) {}
+
+float State::FrameDurationFloat() const {
+    if (!event) return 0.0f;
+    const CadAlign* align = StateChain::x_alignment;
+    const double frames = align ? align->FrameDurationFloat(event, beat_duration) : beat_duration;
+    const double d = frames - frame_offset;
+    return d > 0.1 ? static_cast<float>(d) : 0.1f;
+}
+
+void State::push_decodeWindow() {
+    if (window_count < 2) ++window_count;
+}
+
+void State::pop_decodeWindow() {
+    if (window_count > 0) {
+        --window_count;
+        return;
+    }
+    deleteInference();
+}
+
+// ---- StateRecursion ----
+
+void StateRecursion::propagateForward(double) {
+    if (Forward <= 0) return;
+    for (size_t i = 0; i < successors.size(); ++i)
+        successors[i]->StateIn += transitions[i] * Forward;
+}
+
+void StateRecursion::deleteInference() {
+    StateIn = 0;
+    Forward = 0;
+    ForwardLast = STATE_FLOOR;
+}
+
+void StateRecursion::addSuccessorUnique(State* s) {
+    if (!s || !s->firstSubState()) {
+        error("StateRecursion::addSuccessorUnique() state is NULL!");
+        return;
+    }
+    addSuccessorUnique(s->firstSubState());
+}
+
+void StateRecursion::add_transition(StateRecursion* s, double p) {
+    successors.push_back(s);
+    transitions.push_back(p);
+}
+
+// The targets share the mass equally; a target listed twice keeps one entry.
+void StateRecursion::addMultipleSuccessors(State*, std::vector<State*>& list) {
+    successors.clear();
+    transitions.clear();
+    const double weight = list.empty() ? 0.0 : 1.0 / static_cast<double>(list.size());
+    for (State* s : list) {
+        StateRecursion* target = s ? s->firstSubState() : nullptr;
+        if (!target) continue;
+        auto it = std::find(successors.begin(), successors.end(), target);
+        if (it != successors.end())
+            transitions[static_cast<size_t>(it - successors.begin())] = weight;
+        else
+            add_transition(target, weight);
+    }
+}
+
+void StateRecursion::stateInViterbi(double v) {
+    if (v > StateIn) StateIn = v;
+}
+
+void StateRecursion::propagateViterbi() {
+    for (size_t i = 0; i < successors.size(); ++i)
+        successors[i]->stateInViterbi(transitions[i] * Forward);
+}
+
+// ---- StateMarkov ----
+
+StateMarkov::StateMarkov(Event* e, double proba)
+    : StateRecursion(e)
+    , probaMarkov(proba) {
+    add_transition(this, probaMarkov);
+}
+
+void StateMarkov::Infere() {
+    const double o = get_obs();
+    ForwardLast = Forward = o * StateIn;
+    if (Forward > 1.0 && StateChain::verbosity >= 1)
+        error("too big forward in Markov - Forward = %.5f, obs = %.4e, StateIn = %.4e - event %s cuenum %i",
+              Forward, o, StateIn, event ? event->toString().c_str() : "none", event ? event->index() : -1);
+    StateIn = 0;
+}
+
+void StateMarkov::addMultipleSuccessors(State* self, std::vector<State*>& list) {
+    list.push_back(this);
+    StateRecursion::addMultipleSuccessors(self, list);
+}
+
+void StateMarkov::assign_pitchclass(CadAlign* align) {
+    obs = &align->insert_PitchClass_Instant(pitchclass);
+}
+
+// ---- StateDummyMarkov ----
+
+StateDummyMarkov::StateDummyMarkov(Event* e, double proba)
+    : StateMarkov(e, proba) {
+    pitchclass.pitches = {0.0f};
+}

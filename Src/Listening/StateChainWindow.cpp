@@ -1,0 +1,132 @@
+// The decode window: the states that may hold probability mass, one third
+// behind the position and two thirds ahead, plus the targets of jumps.
+#include "Listening/CadAlign.hpp"
+#include "Listening/State.hpp"
+#include "Listening/StateChain.hpp"
+#include "RunTime/CadenziumCore.hpp"
+#include "RunTime/Console.hpp"
+#include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+std::span<State* const> StateChain::window() const {
+    if (!window_open) return {};
+    return {decode_window.data(), decode_window.size()};
+}
+
+bool StateChain::in_window(const State* s) const {
+    return std::find(decode_window.begin(), decode_window.end(), s) != decode_window.end();
+}
+
+void StateChain::add_to_window(State* s) {
+    if (!in_window(s)) decode_window.push_back(s);
+}
+
+// The window follows the position the engine accepted, not the decoder's
+// candidate: a refused backward move leaves it where it was.
+void StateChain::updatePosition(Event* e) {
+    if (!e) {
+        frames_in_position = 1.0f;
+        return;
+    }
+    CadAlign* align = x_alignment;
+    Event* sub = nullptr;
+    if ((e->type() == 2 || e->type() == 4) && best && best->bestState()) sub = best->bestState()->event;
+    if (align) align->set_sub_position(sub);
+
+    cadenzium_core* core = pre ? pre->to_cadenzium() : nullptr;
+    if (score && core && e->notenum() >= 0) {
+        if (!align || !align->get_jump_updated()) {
+            core->updatePosition(e->index());
+        } else {
+            if (verbosity > 0) post("StateChain::updatePosition() by Dynamic Jump Update!");
+            align->set_jump_updated(false);
+        }
+    }
+    Event* accepted = e;
+    if (score && core) {
+        const int pos = core->Position();
+        if (pos >= 0 && pos < static_cast<int>(score->events.size()))
+            accepted = score->events[static_cast<size_t>(pos)];
+    }
+    updateDecodeWindow(accepted);
+    frames_in_position = 1.0f;
+}
+
+void StateChain::updateDecodeWindow(Event* e) {
+    old_window.assign(decode_window.begin(), decode_window.end());
+    decode_window.clear();
+    const int L = decodingwin_length;
+    const int n = static_cast<int>(size());
+    if (L >= n) {
+        for (State* s : *this)
+            Resampling(s, 1);
+        if (verbosity > 0)
+            post("StateChain::updateDecodeWindow(Event*)\t  Decoding window is reseted on ALL states "
+                 "(decodingwin_length = %i, chain size = %i)",
+                 L, n);
+    } else {
+        window_around(e);
+    }
+    window_open = true;
+    for (State* s : decode_window)
+        s->push_decodeWindow();
+    for (State* s : old_window)
+        s->pop_decodeWindow();
+}
+
+void StateChain::window_around(Event* e) {
+    const int L = decodingwin_length;
+    const int n = static_cast<int>(size());
+    const int target = e ? e->index() : 0;
+    int pos = 0;
+    while (pos < n &&
+           (!at(static_cast<size_t>(pos))->event || at(static_cast<size_t>(pos))->event->index() < target))
+        ++pos;
+    if (pos == n) {
+        if (verbosity > 0)
+            error("StateChain::updateDecodeWindow(Event*)\tproblem with decode window update -> no decode "
+                  "window");
+        for (State* s : *this)
+            Resampling(s, 1);
+        return;
+    }
+    int back = std::min(static_cast<int>(std::ceil(L / 3.0)), pos);
+    int fwd = L - 1 - back;
+    if (n - pos < fwd) {
+        fwd = n - pos;
+        back = L - 1 - fwd;
+    }
+    const int first = std::max(0, pos - back);
+    const int last = std::min(n - 1, pos + std::max(fwd, 0));
+    for (int i = first; i <= last; ++i)
+        Resampling(at(static_cast<size_t>(i)), 1);
+    if (verbosity > 0) {
+        const Event* a = at(static_cast<size_t>(first))->event;
+        const Event* b = at(static_cast<size_t>(last))->event;
+        post("StateChain::updateDecodeWindow(Event*)\t  Decoding window reseted between events (index) %i - "
+             "%i "
+             "(decodingwin_length = %i, distance = %i, chain size = %i)",
+             a ? a->index() : -1, b ? b->index() : -1, L, pos, n);
+    }
+}
+
+// The targets of a jump are always evaluated, however far from the window.
+void StateChain::Resampling(State* s, int depth) {
+    (void)depth;
+    add_to_window(s);
+    if (!score || !s->event) return;
+    const std::vector<int>& targets = score->find_jump(s->event->index());
+    if (targets.empty()) return;
+    jump_states.clear();
+    for (int t : targets) {
+        if (t < 0 || t >= static_cast<int>(score->events.size())) continue;
+        if (State* target = score->events[static_cast<size_t>(t)]->state()) jump_states.push_back(target);
+    }
+    const size_t count = jump_states.size();
+    s->addMultipleSuccessors(s, jump_states);
+    for (size_t i = 0; i < count; ++i)
+        add_to_window(jump_states[i]);
+}

@@ -1,0 +1,130 @@
+#include "Listening/StateCompound.hpp"
+
+#include "Listening/StateChain.hpp"
+#include "Listening/StateSemiMarkov.hpp"
+#include "Tree/Event.hpp"
+
+// ---- StateCompound ----
+
+StateCompound::~StateCompound() {
+    for (State* s : sub_states)
+        delete s;
+}
+
+void StateCompound::Observe() {
+    for (State* s : sub_states)
+        s->Observe();
+}
+
+void StateCompound::normalizeForward(double N) {
+    if (ForwardLast > 0) ForwardLast /= N;
+    for (State* s : sub_states)
+        s->normalizeForward(N);
+}
+
+void StateCompound::propagateForward(double x) {
+    for (State* s : sub_states)
+        s->propagateForward(x);
+}
+
+void StateCompound::deleteInference() {
+    ForwardLast = STATE_FLOOR;
+    for (State* s : sub_states)
+        s->deleteInference();
+}
+
+StateRecursion* StateCompound::firstSubState() {
+    return sub_states.empty() ? nullptr : sub_states.front()->firstSubState();
+}
+
+StateRecursion* StateCompound::lastSubState() {
+    return sub_states.empty() ? nullptr : sub_states.back()->lastSubState();
+}
+
+void StateCompound::assign_pitchclass(CadAlign* align) {
+    for (State* s : sub_states)
+        s->assign_pitchclass(align);
+}
+
+bool StateCompound::remove_pitchclass(StateChain* chain) {
+    bool all = true;
+    for (State* s : sub_states)
+        if (!s->remove_pitchclass(chain)) all = false;
+    return all;
+}
+
+std::string StateCompound::toStringInference() const {
+    std::string text = State::toStringInference();
+    for (const State* s : sub_states)
+        text += "\n\t" + s->toStringInference();
+    return text;
+}
+
+// ---- StateGroup ----
+
+StateGroup::StateGroup(Event* e, StateChain* chain)
+    : StateCompound(e) {
+    const std::vector<Event*>* subs = e ? e->get_sub_events() : nullptr;
+    if (subs)
+        for (Event* sub : *subs)
+            addMicrostate(sub, chain);
+    best_sub = sub_states.empty() ? nullptr : sub_states.front();
+}
+
+// Each new sub-state follows the exit state of the previous one.
+void StateGroup::addMicrostate(Event* e, StateChain* chain) {
+    State* s = chain->newStateFomEvent(e);
+    if (!s) return;
+    if (!sub_states.empty() && sub_states.back()->lastSubState())
+        sub_states.back()->lastSubState()->addSuccessorUnique(s);
+    sub_states.push_back(s);
+}
+
+// The group's Forward is a running sum that is never reset; nothing but the
+// common-transition sum reads it.
+void StateGroup::Infere() {
+    ForwardLast = STATE_FLOOR;
+    double best = -1.0;
+    for (State* s : sub_states) {
+        s->Infere();
+        ForwardLast += s->ForwardLast;
+        Forward += s->Forward;
+        if (s->ForwardLast > best) {
+            best_sub = s;
+            best = s->ForwardLast;
+        }
+    }
+}
+
+void StateGroup::addSuccessorUnique(State* s) {
+    if (StateRecursion* last = lastSubState()) last->addSuccessorUnique(s);
+}
+
+void StateGroup::addMultipleSuccessors(State* self, std::vector<State*>& list) {
+    if (StateRecursion* last = lastSubState()) last->addMultipleSuccessors(self, list);
+}
+
+// ---- StateAggregateSM ----
+
+StateAggregateSM::StateAggregateSM(Event* e, StateChain* chain)
+    : StateGroup(e, chain) {
+    semi = new StateSemiMarkov(e, &chain->N_t);
+    semi->frame_offset += 1.0;
+    markov = new StateMarkov(e, StateChain::occupancyModel);
+    semi->add_transition(markov, StateChain::occupancyModel);
+    sub_states.insert(sub_states.begin(), semi);
+    sub_states.push_back(markov);
+    best_sub = sub_states.front();
+}
+
+void StateAggregateSM::addSuccessorUnique(State* s) {
+    StateRecursion* entry = s ? s->firstSubState() : nullptr;
+    if (entry) semi->add_transition(entry, 1.0 - markov->probaMarkov);
+    markov->addSuccessorUnique(s);
+}
+
+void StateAggregateSM::addMultipleSuccessors(State* self, std::vector<State*>& list) {
+    (void)self;
+    list.push_back(markov);
+    semi->addMultipleSuccessors(semi, list);
+}

@@ -1,0 +1,216 @@
+#include "Listening/StateSemiMarkov.hpp"
+
+#include "Listening/CadAlign.hpp"
+#include "Listening/StateChain.hpp"
+#include "RunTime/Console.hpp"
+#include "Tree/Event.hpp"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+// ---- StateSemiMarkov ----
+
+StateSemiMarkov::StateSemiMarkov(Event* e, History* normalisers)
+    : StateRecursion(e)
+    , N_t(normalisers) {
+    assert(N_t && "a semi-Markov state reads its chain's normalisers");
+}
+
+void StateSemiMarkov::set_default_parameters() {
+    u_max_factor = 4.0f;
+    u_max = 1;
+}
+
+int StateSemiMarkov::compute_u_max() {
+    const int full = static_cast<int>(std::ceil(FrameDurationFloat() * u_max_factor));
+    long u = full;
+    const long history = obs ? static_cast<long>(obs->size()) : 0;
+    if (history < u) u = history;
+    if (static_cast<long>(N_t->size()) < u - 1) u = static_cast<long>(N_t->size()) + 1;
+    if (static_cast<long>(StateIns.size()) < u - 1) u = static_cast<long>(StateIns.size()) + 1;
+    if (StateChain::verbosity > 2 && u != full)
+        post("StateSemiMarkov::Observe: u_max=%d instead of %d (state pitch list: %s)", static_cast<int>(u),
+             full, pitchclass.toString().c_str());
+    return static_cast<int>(u);
+}
+
+void StateSemiMarkov::Observe() {
+    Observe(compute_u_max());
+}
+
+// The newest normaliser is that of the previous frame: this frame's does not
+// exist yet. A product that overflows keeps its last finite value.
+void StateSemiMarkov::Observe(int u) {
+    u_max = u;
+    if (obsCumNorm.capacity() < OBS_HISTORY) obsCumNorm.reserve(OBS_HISTORY);
+    obsCumNorm.clear();
+    if (!obs || obs->empty()) return;
+    const int limit = std::min<int>(u_max, static_cast<int>(std::min(obs->size(), N_t->size() + 1)));
+    double run = obs->back(0);
+    obsCumNorm.push_back(run);
+    for (int k = 1; k < limit; ++k) {
+        const double candidate =
+            (obs->back(static_cast<size_t>(k)) / N_t->back(static_cast<size_t>(k - 1))) * run;
+        if (std::fabs(candidate) <= DBL_MAX) run = candidate;
+        obsCumNorm.push_back(run);
+    }
+}
+
+// ForwardLast: entered u frames ago, heard what was heard, still here.
+// Forward: the same, leaving exactly now.
+void StateSemiMarkov::Infere() {
+    StateIns.push_back(StateIn);
+    CadAlign* align = StateChain::x_alignment;
+    if (obsCumNorm.empty()) {
+        if (StateChain::verbosity > 2) {
+            post("StateSemiMarkov::Infere: empty obsCumNorm and u_max=%d (frameduration %.3f, state pitch "
+                 "list: %s)",
+                 u_max, FrameDurationFloat(), pitchclass.toString().c_str());
+            post("StateSemiMarkov::Infere: \t\t - stateins-size %d, obs-size %d,  N_t-size %d",
+                 static_cast<int>(StateIns.size()), obs ? static_cast<int>(obs->size()) : 0,
+                 static_cast<int>(N_t->size()));
+        }
+    } else if (u_max > 0 && align) {
+        const std::vector<double>* occupancy = nullptr;
+        const std::vector<double>* survivor = nullptr;
+        align->computeDurationDistributions(occupancy, survivor, FrameDurationFloat(), u_max);
+        ForwardLast = STATE_FLOOR;
+        Forward = 0;
+        const size_t n =
+            std::min({static_cast<size_t>(u_max), obsCumNorm.size(), StateIns.size(), occupancy->size()});
+        for (size_t u = 0; u < n; ++u) {
+            const double in = StateIns.back(u);
+            const double O = obsCumNorm[u];
+            if (in > 0) {
+                if ((*survivor)[u] > 0) ForwardLast += (*survivor)[u] * in * O;
+                if ((*occupancy)[u] > 0) Forward += (*occupancy)[u] * in * O;
+            }
+            if (StateChain::verbosity > 1)
+                check_sums(static_cast<int>(u), (*survivor)[u], (*occupancy)[u], in, O);
+        }
+    }
+    StateIn = 0;
+}
+
+void StateSemiMarkov::check_sums(int u, double survivor, double occupancy, double in, double O) const {
+    const bool last_too_big = ForwardLast > 1.1;
+    const bool forward_too_big = Forward > 1.1;
+    if (last_too_big)
+        error(
+            "StateSemiMarkov::Infere: too big ForwardLast - state %s - u=%d - ForwardLast %.4e, Forward %.4e",
+            toString().c_str(), u, ForwardLast, Forward);
+    if (forward_too_big)
+        error("StateSemiMarkov::Infere: too big Forward - state %s - u=%d - ForwardLast %.4e, Forward %.4e",
+              toString().c_str(), u, ForwardLast, Forward);
+    if (last_too_big || forward_too_big)
+        post("StateSemiMarkov::Infere: state %s - u= %d\t\t - state in %.4e, obs %.4e, survivor %.2e, "
+             "occupancy "
+             "%.2e, forwardLast %.4e, forward %.4e",
+             toString().c_str(), u, in, O, survivor, occupancy, ForwardLast, Forward);
+}
+
+void StateSemiMarkov::deleteInference() {
+    StateRecursion::deleteInference();
+    StateIns.clear();
+    obsCumNorm.clear();
+}
+
+void StateSemiMarkov::assign_pitchclass(CadAlign* align) {
+    obs = &align->insert_PitchClass_History(pitchclass);
+}
+
+// ---- StateSemiMarkovCompound ----
+
+StateSemiMarkovCompound::~StateSemiMarkovCompound() {
+    for (StateMarkov* m : micro)
+        delete m;
+}
+
+// The observation of each look-back step is the best path through the
+// micro-states so far.
+void StateSemiMarkovCompound::Observe(int u) {
+    u_max = u;
+    obsCumNorm.clear();
+    initial_mask.resize(micro.size(), false);
+    for (size_t i = 0; i < micro.size(); ++i)
+        micro[i]->StateIn = initial_mask[i] ? 1.0 : 0.0;
+    best_micro = micro.empty() ? nullptr : micro.front();
+    for (int k = 0; k < u_max; ++k) {
+        double value = 0;
+        for (StateMarkov* m : micro) {
+            m->Infere();
+            if (m->ForwardLast > value) {
+                value = m->ForwardLast;
+                best_micro = m;
+            }
+        }
+        obsCumNorm.push_back(value);
+        for (StateMarkov* m : micro)
+            m->propagateViterbi();
+    }
+}
+
+void StateSemiMarkovCompound::deleteInference() {
+    StateSemiMarkov::deleteInference();
+    for (StateMarkov* m : micro)
+        m->deleteInference();
+}
+
+void StateSemiMarkovCompound::assign_pitchclass(CadAlign* align) {
+    for (StateMarkov* m : micro)
+        m->assign_pitchclass(align);
+}
+
+// ---- StateTrill ----
+
+StateTrill::StateTrill(Event* e, StateChain* chain)
+    : StateSemiMarkovCompound(e, &chain->N_t) {
+    obs = &own_obs;
+    const std::vector<Event*>* subs = e ? e->get_sub_events() : nullptr;
+    if (!subs) return;
+    for (Event* sub : *subs)
+        addMicrostate(sub, chain);
+}
+
+StateTrill::~StateTrill() {
+    for (StateSemiMarkov* m : trill_micro)
+        delete m;
+}
+
+void StateTrill::addMicrostate(Event* e, StateChain* chain) {
+    if (!e) return;
+    if (e->type() == 0 || e->type() == 1) {
+        trill_micro.push_back(new StateSemiMarkov(e, &chain->N_t));
+        return;
+    }
+    if (e->type() != 2 || !e->get_sub_events()) return;
+    for (Event* sub : *e->get_sub_events())
+        addMicrostate(sub, chain);
+}
+
+void StateTrill::Observe() {
+    double best = -1.0;
+    for (StateSemiMarkov* m : trill_micro) {
+        const double v = m->get_obs();
+        if (v > best) {
+            best = v;
+            best_micro = m;
+        }
+    }
+    own_obs.push_back(best);
+    Observe(compute_u_max());
+}
+
+void StateTrill::deleteInference() {
+    own_obs.clear();
+    StateSemiMarkovCompound::deleteInference();
+    for (StateSemiMarkov* m : trill_micro)
+        m->deleteInference();
+}
+
+void StateTrill::assign_pitchclass(CadAlign* align) {
+    obs = &own_obs;
+    for (StateSemiMarkov* m : trill_micro)
+        m->assign_pitchclass(align);
+}

@@ -1,0 +1,93 @@
+// Semi-Markov states: the stay in the state follows an explicit duration law
+// (the event's duration at the live tempo), and the forward recursion looks
+// back over the frames since the possible entry times.
+#pragma once
+
+#include "Listening/History.hpp"
+#include "Listening/State.hpp"
+
+#include <vector>
+
+// Histories are bounded: at most this many frames of entering mass, and one
+// more for observation histories.
+constexpr std::size_t STATE_HISTORY = 1000;
+constexpr std::size_t OBS_HISTORY = 1001;
+
+class StateSemiMarkov : public StateRecursion {
+public:
+    // `N_t` is the chain's history of frame normalisers.
+    StateSemiMarkov(Event* e, History* N_t);
+
+    const char* type_string() const override { return "StateSemiMarkov"; }
+    // Bounds the look-back (compute_u_max), then Observe(u_max).
+    void Observe() override;
+    // obsCumNorm[u]: the observation of the last u + 1 frames, each past
+    // frame divided by that frame's normaliser.
+    virtual void Observe(int u_max);
+    void Infere() override;
+    void deleteInference() override;
+    double get_obs() const override { return obs && !obs->empty() ? obs->back() : 0; }
+    void assign_pitchclass(CadAlign* align) override;
+    bool hasObsHistory() const override { return true; }
+
+    // Four times the expected stay, cut to the histories available.
+    int compute_u_max();
+    void set_default_parameters();
+
+    History StateIns{STATE_HISTORY};
+    // The observation history of this state's template, owned by the driver.
+    History* obs = nullptr;
+    History* N_t;
+    std::vector<double> obsCumNorm;
+    float u_max_factor = 4.0f;
+    int u_max = 1;
+
+private:
+    void check_sums(int u, double survivor, double occupancy, double in, double O) const;
+};
+
+// A semi-Markov state whose observation is the result of a small Viterbi
+// pass over Markov micro-states.
+class StateSemiMarkovCompound : public StateSemiMarkov {
+public:
+    using StateSemiMarkov::StateSemiMarkov;
+    ~StateSemiMarkovCompound() override;
+
+    const char* type_string() const override { return "StateSemiMarkovCompound"; }
+    using StateSemiMarkov::Observe;
+    void Observe(int u_max) override;
+    void deleteInference() override;
+    State* bestState() override { return best_micro ? best_micro->bestState() : this; }
+    double get_obs() const override {
+        return best_micro ? best_micro->get_obs() : StateSemiMarkov::get_obs();
+    }
+    void assign_pitchclass(CadAlign* align) override;
+
+    // Owned micro-states and whether each starts with mass.
+    std::vector<StateMarkov*> micro;
+    std::vector<bool> initial_mask;
+    State* best_micro = nullptr;
+};
+
+// A trill: a semi-Markov state whose observation at each frame is that of
+// its best-heard note. The notes only provide observations.
+class StateTrill : public StateSemiMarkovCompound {
+public:
+    StateTrill(Event* e, StateChain* chain);
+    ~StateTrill() override;
+
+    const char* type_string() const override { return "StateTrill"; }
+    void Observe() override;
+    void Observe(int u_max) override { StateSemiMarkov::Observe(u_max); }
+    void deleteInference() override;
+    void assign_pitchclass(CadAlign* align) override;
+    // Adds one micro-state per note of the sub-event (recursively for a
+    // nested trill).
+    void addMicrostate(Event* e, StateChain* chain);
+
+    std::vector<StateSemiMarkov*> trill_micro;
+
+private:
+    // The history of best-note observations, created at construction.
+    History own_obs{OBS_HISTORY};
+};

@@ -1,0 +1,73 @@
+// A listening machine driven by hand: an engine that keeps the positions it
+// accepts, a driver and a tempo tracker of the test's own on a MIDI inlet,
+// and helpers that play notes and run decoding steps.
+#pragma once
+
+#include "Listening/CadAlign.hpp"
+#include "Listening/StateChain.hpp"
+#include "Listening/Tempo.hpp"
+#include "TestEngine.hpp"
+
+#include <cmath>
+#include <map>
+#include <string>
+
+// Restores the shared parameters of inference when a test ends.
+struct ParameterGuard {
+    ~ParameterGuard() { StateChain::restore_default_parameters(); }
+};
+
+// Decoding steps per second at the default analysis (hop 512 at 44.1 kHz).
+constexpr double FRAMES_PER_SECOND = 44100.0 / 512.0;
+
+class ListeningRig {
+public:
+    explicit ListeningRig(const std::string& score_text) {
+        StateChain::restore_default_parameters();
+        loaded = engine.load(score_text);
+        if (!loaded) return;
+        inlets["MIDI"] = 0;
+        align.setAnalysis(44100.0f, 4096.0f, 512.0f);
+        align.setScore(&engine.score());
+        tempo.TempoUpdate(std::fabs(engine.score().events[1]->ScoreTempo()));
+        align.setPointers(&inlets, &tempo);
+    }
+
+    void note_on(float pitch) { send(pitch, 100); }
+    void note_off(float pitch) { send(pitch, 0); }
+    // One list at the MIDI inlet and its decoding step.
+    void send(float pitch, float velocity) {
+        receive(pitch, velocity);
+        align.Align();
+    }
+    // A list that arrives within the same hop as the next one: no step.
+    void press(float pitch) { receive(pitch, 100); }
+    void release(float pitch) { receive(pitch, 0); }
+    void receive(float pitch, float velocity) {
+        const float values[2] = {pitch, velocity};
+        align.set_observation(0, values, 2);
+        align.MIDI_prepareObs();
+    }
+    void frames(int n) {
+        for (int i = 0; i < n; ++i)
+            align.Align();
+    }
+    // Holds a note for `beats` at `period` seconds per beat, released just
+    // before the next one.
+    void play(float pitch, double beats, double period = 1.0) {
+        const int length = static_cast<int>(beats * period * FRAMES_PER_SECOND);
+        note_on(pitch);
+        frames(length - 3);
+        note_off(pitch);
+        frames(1);
+    }
+    StateChain& chain() { return *align.chain; }
+    int position() const { return engine.Position(); }
+
+    ConsoleCapture console;
+    TestEngine engine;
+    std::map<std::string, int> inlets;
+    t_tempo tempo{&engine};
+    CadAlign align{&engine};
+    bool loaded = false;
+};
