@@ -120,7 +120,9 @@ int MapValue::_compare(const std::shared_ptr<map_t>& x) const {
         if (const int c = compare_elements(a->first, b->first)) return c;
         if (const int c = compare_elements(a->second, b->second)) return c;
     }
-    return 1;
+    // Same size and no difference: the maps are equal, so that a map equals
+    // itself and can be a key or a tested value.
+    return 0;
 }
 
 // Differences below 1 count as equal; two imaps never end the walk equal.
