@@ -1,6 +1,7 @@
 // Construction, loading, starting and stopping of the engine.
 #include "RunTime/CadenziumCore.hpp"
 
+#include "Exp/Environment.hpp"
 #include "RunTime/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -65,11 +66,12 @@ void cadenzium_core::cadenzium_init() {
         return;
     }
     {
-        std::lock_guard lock(env_mutex);
+        std::lock_guard lock(env_lock());
         Killall();
     }
     frame_fill = 0;
     tempo_update_on = 1;
+    global_env->reset();
     set_static_context();
     reset_listening();
     reset_position();
@@ -78,6 +80,7 @@ void cadenzium_core::cadenzium_init() {
 
 void cadenzium_core::cadenzium_init_preloaded() {
     set_static_context();
+    global_env->reset();
     reset_position();
     apply_first_event_tempo();
 }
@@ -167,4 +170,6 @@ void cadenzium_core::terminate_timer(CadTimer* timer) {
 }
 
 // The global environment is the root of the stack of environments.
-Environment* cadenzium_core::get_globalenv_as_env() { return reinterpret_cast<Environment*>(global_env); }
+Environment* cadenzium_core::get_globalenv_as_env() { return global_env; }
+
+std::recursive_mutex& cadenzium_core::env_lock() { return *global_env->mutex; }

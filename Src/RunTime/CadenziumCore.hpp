@@ -121,6 +121,8 @@ public:
     float analysis_window_size() const { return window_size; }
 
     static int instance_count();
+    // The environment lock: every logical instant runs under it.
+    std::recursive_mutex& env_lock();
 
 protected:
     std::set<std::string> included_files;
@@ -163,7 +165,6 @@ protected:
     std::condition_variable_any align_cond;
     std::recursive_mutex frame_mutex;
     std::condition_variable_any frame_cond;
-    std::recursive_mutex env_mutex;
     int pedal_mode = 0;
     int play_state = 0;
     int play_state_at_end = 0;

@@ -1,6 +1,7 @@
 // The engine's calls into the listening machine, in one place.
 #include "RunTime/CadenziumCore.hpp"
 
+#include "Exp/Environment.hpp"
 #include "Exp/TempoVar.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/Tempo.hpp"
@@ -20,7 +21,8 @@ int cadenzium_core::instance_count() { return instances; }
 // the listening machine the engine owns.
 cadenzium_core::cadenzium_core() {
     x_netscore = new Score(this, "", false);
-    init_envs.clear();
+    global_env = new GlobalEnvironment(this, this);
+    init_envs.assign(1, global_env);
     envs = &init_envs;
     construct_listening();
     frame_buffer.assign(static_cast<size_t>(window_size), 0.0f);
@@ -37,6 +39,7 @@ cadenzium_core::~cadenzium_core() {
     }
     delete x_netscore;
     for (Score* s : retired_scores) delete s;
+    delete global_env;
 }
 
 void cadenzium_core::construct_listening() {

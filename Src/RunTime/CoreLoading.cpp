@@ -1,4 +1,5 @@
 // Reading scores into the engine: files, strings, preloaded scores.
+#include "Exp/Environment.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/CadenziumCore.hpp"
 #include "RunTime/Console.hpp"
@@ -21,7 +22,8 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     Score* fresh = nullptr;
     bool read = false;
     {
-        std::lock_guard lock(env_mutex);
+        std::lock_guard lock(env_lock());
+        global_env->clear();
         delete_macros(macro_table);
         fresh = new Score(this, path, false);
         read = fresh->ParseFile(path);
@@ -63,7 +65,7 @@ bool cadenzium_core::StringParsing(const std::string& text) {
     Score* host = previous ? previous : new Score(this, "<dummy score>", false);
     Score* small = nullptr;
     {
-        std::lock_guard lock(env_mutex);
+        std::lock_guard lock(env_lock());
         small = host->driver->parseString(code);
     }
     if (!small) {
@@ -85,7 +87,7 @@ bool cadenzium_core::StringParsing(const std::string& text) {
 void cadenzium_core::fire_string_events(Score* small) {
     for (size_t i = 0; i < small->events.size(); ++i) {
         if (!small->events[i]->action()) continue;
-        std::lock_guard lock(env_mutex);
+        std::lock_guard lock(env_lock());
         set_static_context();
     }
 }
@@ -139,5 +141,6 @@ void cadenzium_core::clearScore() {
         preloaded_names.clear();
         post("%s - Preloaded scores cleared.", thisName());
     }
+    global_env->reset();
     macro_table.clear();
 }

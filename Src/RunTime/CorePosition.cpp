@@ -14,7 +14,7 @@ void cadenzium_core::updatePosition(int pos) {
         CAD_INTERNAL_ERROR(str_printf("position %d out of the score", pos));
         return;
     }
-    std::lock_guard lock(env_mutex);
+    std::lock_guard lock(env_lock());
     // A backward move is a jump only the score may allow.
     if (pos < position && prevent_zigzag && !backward_allowed(pos)) return;
     listening_track_tempo(pos);
