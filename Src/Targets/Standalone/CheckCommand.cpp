@@ -19,15 +19,7 @@ double first_bpm(const Score& score) {
 int run_check(const CheckOptions& options, std::ostream& out) {
     StandaloneHost host;
     host.set_verbosity(options.verbosity);
-    ConsoleSink previous;
-    if (options.quiet) {
-        previous = set_console_sink([](ConsoleLevel level, std::string_view line) {
-            if (level == ConsoleLevel::Error) fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
-        });
-    }
-    const bool read = host.ScoreParsing(options.score);
-    if (options.quiet) set_console_sink(previous);
-    if (!read) return 1;
+    if (!host.ScoreParsing(options.score)) return 1;
 
     const Score& score = *host.get_x_netscore();
     out << options.score << ": " << score.CountEvents() << " events, " << score.CountActions() << " actions, tempo "

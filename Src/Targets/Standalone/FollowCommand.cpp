@@ -14,14 +14,6 @@
 
 namespace {
 
-// Console lines go to standard error; posts only when not quiet.
-ConsoleSink terminal_console(bool quiet) {
-    return set_console_sink([quiet](ConsoleLevel level, std::string_view line) {
-        if (quiet && level == ConsoleLevel::Post) return;
-        std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
-    });
-}
-
 struct TraceTarget {
     std::ostream* stream = nullptr;
     std::ofstream file;
@@ -45,12 +37,6 @@ bool open_trace(const std::string& path, TraceTarget& target) {
 } // namespace
 
 int run_follow(const FollowOptions& options, std::ostream& out) {
-    ConsoleSink previous = terminal_console(options.quiet);
-    struct Restore {
-        ConsoleSink& sink;
-        ~Restore() { set_console_sink(sink); }
-    } restore{previous};
-
     MidiReadResult performance = read_midi_file(options.midi);
     if (!performance.ok()) {
         error("cadenzium: cannot read '%s': %s", options.midi.c_str(), performance.error.c_str());
@@ -67,7 +53,12 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     FollowReport report(human, trace.stream);
     report.show_progress(!options.quiet && isatty(STDERR_FILENO) && !options.realtime);
 
+    // Notes inside a trill or a multi-event report their event again: one
+    // line per change of event is what a reader wants.
+    int last_index = -1;
     host.on_position([&](int index, const Event* e) {
+        if (index == last_index) return;
+        last_index = index;
         report.position({host.GetTime(), index, e ? e->beatcum() : 0.0, host.tempo_bpm(), e ? e->cuename() : ""});
     });
     host.cadenzium_start("");

@@ -1,8 +1,24 @@
 // cadenzium: the standalone program.
 #include "Commands.hpp"
+#include "RunTime/Console.hpp"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <iostream>
+
+namespace {
+
+// The engine's console on the terminal: everything on standard error, so
+// that standard output carries only the command's results; posts are
+// dropped when quiet.
+void terminal_console(bool quiet) {
+    set_console_sink([quiet](ConsoleLevel level, std::string_view line) {
+        if (quiet && level == ConsoleLevel::Post) return;
+        std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+    });
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Cadenzium: a score follower joined to a reactive language for live electronic music"};
@@ -25,7 +41,13 @@ int main(int argc, char** argv) {
     follow_cmd->add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
 
     CLI11_PARSE(app, argc, argv);
-    if (check_cmd->parsed()) return run_check(check, std::cout);
-    if (follow_cmd->parsed()) return run_follow(follow, std::cout);
+    if (check_cmd->parsed()) {
+        terminal_console(check.quiet);
+        return run_check(check, std::cout);
+    }
+    if (follow_cmd->parsed()) {
+        terminal_console(follow.quiet);
+        return run_follow(follow, std::cout);
+    }
     return 1;
 }
