@@ -19,7 +19,7 @@ class CadTimer;
 class FunctionDefinition;
 class ProcDefinition;
 class Event;
-class message;
+struct message;
 class GlobalEnvironment;
 
 class Environment {
@@ -140,7 +140,8 @@ public:
     bool is_defined_function(const std::string& name) const;
     bool is_defined_function(unique_identifier uid) const { return get_function(uid) != nullptr; }
     int count_user_defined_functions() const;
-    // Keeps a forward reference alive as long as the environment.
+    // Keeps a forward reference alive as long as the environment, one per
+    // name: for a name already seen, `f` is freed and the first one given.
     FunctionDefinition* adopt_forward(FunctionDefinition* f);
 
     // Registry of processes (owned by the score that defines them).
@@ -192,6 +193,14 @@ public:
     double last_utime = 0.0;
     double last_rnow_sent = -1.0;
     std::vector<message*> pending;
+    // Instants opened and not yet closed; only the outermost close counts in
+    // the statistics.
+    int logical_nesting = 0;
+    // False while a transport command places the position: no action fires.
+    bool actions_enabled = true;
+    // A position accepted under the lock, reported to the host with the
+    // messages once the lock is released (-1: none).
+    int position_to_report = -1;
 
     // Run-time operations of the instant, defined with the runtime.
     void reset();
@@ -205,9 +214,32 @@ public:
     void update_energy_var(double v);
     void ExternalUpdateVar(const std::string& name, const TaggedValue& v);
     void clear_messages();
+    // Appends a message to the instant's queue, dated now.
+    void queue_message(message* m);
+    // Launches the actions of the current position.
+    void cadenzium_actions();
+    bool rt_tempo_is_undef() const;
+    bool rt_tempo_is_not_undef() const { return !rt_tempo_is_undef(); }
+    bool score_tempo_is_undef() const;
+    bool get_jump_updated() const;
+    void set_jump_updated(bool on);
+    // Several variables changed at one date: the reactions run once.
+    void start_multiple_ExternalUpdateVar();
+    void multiple_ExternalUpdateVar(std::vector<var_management*>& changed, const std::string& name,
+                                    const TaggedValue& v);
+    void set_multiple_var(std::vector<var_management*>& changed, unique_identifier uid, const TaggedValue& v);
+    void end_multiple_ExternalUpdateVar(std::vector<var_management*>& changed);
+    void propagate_multiple_var(std::vector<var_management*>& changed);
 
 private:
+    // Steps of the position update.
+    void record_missed_events(Event& e);
+    void set_position_variables(Event& e);
+    bool update_rt_tempo();
+    void launch_position_actions();
+
     std::map<unique_identifier, FunctionDefinition*> functions;
     std::vector<std::unique_ptr<FunctionDefinition>> retired;
+    std::map<unique_identifier, FunctionDefinition*> forwards; // held by `retired`
     std::map<unique_identifier, std::pair<ProcDefinition*, bool>> procs;
 };

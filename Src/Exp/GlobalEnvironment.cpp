@@ -92,7 +92,16 @@ int GlobalEnvironment::count_user_defined_functions() const {
     return count;
 }
 
+// One forward reference per name: a score that calls an undefined function
+// a thousand times keeps one. A forward outlives the reading that made it,
+// so it keeps no place in the text.
 FunctionDefinition* GlobalEnvironment::adopt_forward(FunctionDefinition* f) {
+    auto [it, fresh] = forwards.emplace(f->uid, f);
+    if (!fresh) {
+        delete f;
+        return it->second;
+    }
+    f->location = nullptr;
     retired.emplace_back(f);
     return f;
 }

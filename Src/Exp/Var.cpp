@@ -144,6 +144,11 @@ void Var::set_env(Environment* env, const std::list<std::string>& locals, int le
     depth = level;
 }
 
+void Var::set_ambiant_action(const Action* action) {
+    if (history_index) history_index->set_ambiant_action(action);
+    if (history_date) history_date->set_ambiant_action(action);
+}
+
 Expression* Var::adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const {
     const auto found = std::find(parameters.begin(), parameters.end(), name);
     if (found == parameters.end()) return clone();

@@ -47,6 +47,8 @@ public:
     void change_var_name(const std::string& from, const std::string& to) override;
     const Var* is_a_variable() const override { return this; }
     void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    // The expressions of a history read learn the action too.
+    void set_ambiant_action(const Action* action) override;
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;
@@ -142,6 +144,7 @@ public:
     void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
         var->set_env(env, locals, level);
     }
+    void set_ambiant_action(const Action* a) override { var->set_ambiant_action(a); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -167,6 +170,7 @@ public:
     void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
         var->set_env(env, locals, level);
     }
+    void set_ambiant_action(const Action* a) override { var->set_ambiant_action(a); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

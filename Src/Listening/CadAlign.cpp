@@ -24,6 +24,7 @@ CadAlign::CadAlign(cadenzium_core* c)
         midi_grid[static_cast<size_t>(i)] = static_cast<float>(i) * 127.0f / 254.0f;
     midi_active.assign(static_cast<size_t>(midi_size), 0.0f);
     likelihood_scratch.reserve(static_cast<size_t>(midi_size));
+    setAnalysis(samplerate, nfft, hop);
 }
 
 CadAlign::~CadAlign() {
@@ -54,6 +55,7 @@ void CadAlign::setPointers(const std::map<std::string, int>* in, t_tempo* tempo)
     }
     frame_counter = 0;
     std::fill(midi_active.begin(), midi_active.end(), 0.0f);
+    heard.clear();
     clear_observation_history();
     if (print_enabled) trace.open("/tmp/cadenzium.inference.txt");
 }
@@ -81,15 +83,6 @@ void CadAlign::chain_deleted(StateChain* c) {
     score = nullptr;
 }
 
-// The audio front end sets its buffers; the frame time (hop / samplerate)
-// is what the listening machine needs from here.
-void CadAlign::setAnalysis(float sr, float n, float h) {
-    samplerate = sr;
-    nfft = n;
-    hop = h;
-    template_size = static_cast<int>(nfft * 0.125f + 1);
-}
-
 void CadAlign::set_Position(int i) {
     if (!chain || !score) return;
     if (i < 0 || i >= static_cast<int>(score->events.size())) return;
@@ -111,6 +104,7 @@ void CadAlign::Align() {
     const int midi = MIDI_input();
     if (midi >= 0 && inlets->size() > 1) observations[midi].clear();
     if (midi >= 0 && !any_note_sounding()) align_on = false;
+    heard.advance(hop / samplerate);
     ++frame_counter;
 }
 
@@ -121,6 +115,7 @@ void CadAlign::Observer() {
     else if (silence_prob < 1e-12f)
         silence_prob = 1e-12f;
     if (!chain) return;
+    rebuild_stale_templates();
     for (State* s : chain->window())
         s->assign_pitchclass(this);
     const int midi = MIDI_input();
@@ -139,21 +134,13 @@ void CadAlign::Observer() {
     chain->Observer();
 }
 
-double CadAlign::observation_probability(const PitchClass& pc, const UniqueObs& r, int midi_inlet,
-                                         bool audio) const {
+double CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio) {
     if (dummy_observations != 0) return 1.0;
     if (pc.isSilence()) return silence_prob;
-    if (midi_inlet >= 0) return midi_match(r.templ, r.positive_pitches, midi_active);
-    // The spectral match belongs to the audio observation: there it is the
-    // KL likelihood of the spectrum times the energy. Until it is wired the
-    // energy alone stands for it.
-    if (audio) return energy;
+    if (midi_inlet >= 0) return heard.match(r.templ, r.positive_pitches);
+    if (audio) return spectral_match(r) * energy;
     return 1.0;
 }
-
-// Audio observation: spectrum, pedal correction, energy and the silence
-// probability are computed here by the audio front end (not wired yet).
-void CadAlign::observe_audio() {}
 
 void CadAlign::Inference() {
     occupancy_map.purge();

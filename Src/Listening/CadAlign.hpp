@@ -1,14 +1,19 @@
 // The driver of the listening machine: owns the observation templates and
 // the occupancy laws, knows the score and its state chain, turns MIDI notes
-// (and, later, audio spectra) into observation probabilities, and runs the
+// and audio spectra into observation probabilities, and runs the
 // cycle of one frame: observe, infer, decide.
 #pragma once
 
+#include "Listening/AudioFrontEnd.hpp"
+#include "Listening/AudioLikelihood.hpp"
+#include "Listening/AudioTemplates.hpp"
+#include "Listening/HeardNotes.hpp"
 #include "Listening/History.hpp"
 #include "Listening/Occupancy.hpp"
 #include "Listening/PitchClass.hpp"
 #include "Listening/StateSemiMarkov.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <fstream>
@@ -32,6 +37,8 @@ struct UniqueObs {
     History history{OBS_HISTORY};
     double instant = 0;
     std::vector<float> templ;
+    // The spectral template's logarithms, for the audio match.
+    KLTemplate kl;
     // Pitches above 0 in the pitch class: the denominator of a MIDI match.
     int positive_pitches = 0;
 
@@ -81,9 +88,23 @@ public:
     bool MIDI_statecheck(int i) const;
     bool AUDIO_statecheck(int i) const;
     float MIDI_likelihood(const PitchClass& pc, const std::vector<float>& obs);
+    // The envelope of heard notes (see HeardNotes): 0, 1, 0 is the plain
+    // rule, a note heard from its note-on to its note-off.
+    void midi_envelope_set(double release_ms, double sustain_level, double sustain_ms);
     // A Gaussian bump per pitch on the 254-point half-semitone grid,
     // normalised.
     void MakeMIDItemplates(std::vector<float>& out, const PitchClass& pc) const;
+
+    // ---- audio observation ----
+    // One magnitude spectrum of a full analysis window, into the observation
+    // of the "KL" inlet.
+    void SigProc_frontend(const float* samples);
+    // exp(KLexp * divergence) in the driver's KL mode; floors zero bins of
+    // both vectors in place.
+    float KL_likelihood(std::vector<float>& spectrum, std::vector<float>& templ) const;
+    void MakeKLtemplates(std::vector<float>& out, const PitchClass& pc);
+    void PreparePianoTemplates(std::vector<float>& out, const PitchClass& pc);
+    void harmlistgen(std::vector<float>& pitches) const { templates.harmlistgen(pitches, harmlist); }
 
     // ---- templates ----
     UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
@@ -132,6 +153,17 @@ public:
     void inference_dummy_observations(int on);
     void inference_print_enable(int on);
     void set_nofharm(int n);
+    // Settings of the audio observation, with their console messages.
+    void set_harmlist(const std::vector<double>& list);
+    void cadenzium_variance(double v);
+    void gamma_set(double g);
+    void tuning_set(double hz);
+    void KLexp_set(double e);
+    void observation_kl_mode(int mode);
+    void set_piano_mode(bool on);
+    // Templates are rebuilt at their next use (after a change of harmonics,
+    // tuning or piano mode).
+    void invalidate_templates() { templates_stale = true; }
 
     Score* score = nullptr;
     const std::map<std::string, int>* inlets = nullptr;
@@ -166,29 +198,33 @@ public:
     float hop = 512.0f;
     int decode_window_length = 21;
     int frame_counter = 0;
-    // Audio analysis buffers, filled by the audio observation.
-    std::vector<float> window;
-    std::vector<double> fft_buffer;
-    float window_norm = 0;
-    std::vector<float> freqs;
+    // The audio front end (window, FFT) and the spectral templates with
+    // their frequency axis and stored piano spectra.
+    AudioFrontEnd front_end;
+    AudioTemplates templates;
+    // The frame's compared spectrum: the first template_size bins of the
+    // "KL" observation, normalised.
+    std::vector<float> spectrum;
     std::vector<float> midi_grid;
     int midi_size = 254;
     // The notes now sounding: 1.0 on, 1e-12 released, 0 never played.
     std::vector<float> midi_active;
-    std::map<float, std::vector<float>> piano_templates;
+    // What the templates are compared with.
+    HeardNotes heard{254};
     cadenzium_core* core;
     bool align_on = true;
     // Copied from the engine before each step; cleared while navigating.
     std::uint8_t tempo_update_on = 1;
 
 private:
-    double observation_probability(const PitchClass& pc, const UniqueObs& r, int midi_inlet,
-                                   bool audio) const;
+    double observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio);
     float midi_match(const std::vector<float>& templ, int positive, const std::vector<float>& obs) const;
     int grid_index(float pitch) const;
     bool any_note_sounding() const;
-    void build_template(UniqueObs& r, const PitchClass& pc) const;
+    void build_template(UniqueObs& r, const PitchClass& pc);
     void observe_audio();
+    void rebuild_stale_templates();
+    float spectral_match(UniqueObs& r);
     int current_position() const;
     double score_tempo_ratio(int i) const;
     double beat_period(const Event* e) const;
@@ -202,5 +238,7 @@ private:
     std::vector<float> likelihood_scratch;
     Event* inner_event = nullptr;
     bool jump_updated = false;
+    std::atomic<bool> templates_stale{false};
+    KLFrame kl_frame;
     std::ofstream trace;
 };

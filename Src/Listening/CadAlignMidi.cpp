@@ -81,6 +81,7 @@ void CadAlign::MIDI_prepareObs() {
     bool note_on = true;
     if (velocity <= 0) {
         if (bin >= 0) midi_active[static_cast<size_t>(bin)] = 1e-12f;
+        heard.note_off(bin);
         if (!any_note_sounding()) {
             silence_prob = 0.6f;
             note_on = false;
@@ -90,7 +91,10 @@ void CadAlign::MIDI_prepareObs() {
         // A note-off with other notes still sounding keeps the machine
         // listening, but the released pitch stays released: re-sounding it
         // would leave every overlapped (legato) note sounding for ever.
-        if (bin >= 0 && velocity > 0) midi_active[static_cast<size_t>(bin)] = 1.0f;
+        if (bin >= 0 && velocity > 0) {
+            midi_active[static_cast<size_t>(bin)] = 1.0f;
+            heard.note_on(bin);
+        }
         align_on = true;
         silence_prob = 1e-12f;
     }
@@ -98,6 +102,12 @@ void CadAlign::MIDI_prepareObs() {
     if (verbosity > 2)
         post("MIDI observation prepared in %.3f ms",
              std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+}
+
+void CadAlign::midi_envelope_set(double release_ms, double sustain_level, double sustain_ms) {
+    heard.set_envelope(release_ms, sustain_level, sustain_ms);
+    post("%s - MIDI observation: release %.0f ms, sustain level %.2f reached in %.0f ms.", name(),
+         heard.release_time(), heard.sustain(), heard.sustain_time());
 }
 
 // Pitches above 127 are midicents. A bump whose span reaches the end of the

@@ -95,6 +95,7 @@ void CadAlign::set_nofharm(int n) {
     harmlist.clear();
     for (int h = n; h >= 1; --h)
         harmlist.push_back(h);
+    invalidate_templates();
 }
 
 // ---- durations ----

@@ -26,7 +26,7 @@ UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
 }
 
 // The builder sees the driver's harmonics and piano mode, not the state's.
-void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) const {
+void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
     PitchClass key = pc;
     key.harmlist = harmlist;
     key.piano = PianoMode;
@@ -35,9 +35,11 @@ void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) const {
         MakeMIDItemplates(r.templ, key);
         return;
     }
-    // Spectral templates (harmonic or piano) are built by the audio
-    // observation; until then a flat template of the spectrum's size.
-    r.templ.assign(static_cast<size_t>(template_size), 1.0f / static_cast<float>(template_size));
+    if (PianoMode)
+        PreparePianoTemplates(r.templ, key);
+    else
+        MakeKLtemplates(r.templ, key);
+    r.kl.build(r.templ);
 }
 
 void CadAlign::clear_observation_history() {

@@ -5,6 +5,7 @@
 // blocks as the ring slides).
 #pragma once
 
+#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <vector>
@@ -35,6 +36,16 @@ public:
     double back(std::size_t u = 0) const {
         assert(u < count && "history read past its oldest entry");
         return storage[wrap(head + count - 1 - u)];
+    }
+
+    // The entries from back(u) towards the oldest that lie side by side in
+    // memory: `first` points at back(u) and first[-j] is back(u + j), for j
+    // below the returned length. Loops over a history walk such runs.
+    std::size_t newest_run(std::size_t u, const double*& first) const {
+        assert(u < count && "history read past its oldest entry");
+        const std::size_t i = wrap(head + count - 1 - u);
+        first = storage.data() + i;
+        return std::min(i + 1, count - u);
     }
 
     std::size_t size() const { return count; }

@@ -94,6 +94,9 @@ private:
     bool in_window(const State* s) const;
     void add_to_window(State* s);
     void window_around(Event* e);
+    // The position of the first state whose event's index is not below
+    // `index` (the chain's size when there is none).
+    int first_state_from(int index) const;
     void reserve_window();
     int verbose_pre() const;
 

@@ -77,14 +77,18 @@ void StateChain::updateDecodeWindow(Event* e) {
         s->pop_decodeWindow();
 }
 
+// States stand in score order (a dummy carries the index of the event it
+// follows or precedes), so the first state at or after an event is found by
+// halving, and moving the window does not cost the length of the chain.
+int StateChain::first_state_from(int target) const {
+    const auto below = [](const State* s, int index) { return !s->event || s->event->index() < index; };
+    return static_cast<int>(std::lower_bound(begin(), end(), target, below) - begin());
+}
+
 void StateChain::window_around(Event* e) {
     const int L = decodingwin_length;
     const int n = static_cast<int>(size());
-    const int target = e ? e->index() : 0;
-    int pos = 0;
-    while (pos < n &&
-           (!at(static_cast<size_t>(pos))->event || at(static_cast<size_t>(pos))->event->index() < target))
-        ++pos;
+    const int pos = first_state_from(e ? e->index() : 0);
     if (pos == n) {
         if (verbosity > 0)
             error("StateChain::updateDecodeWindow(Event*)\tproblem with decode window update -> no decode "

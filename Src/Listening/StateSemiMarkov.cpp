@@ -44,16 +44,27 @@ void StateSemiMarkov::Observe() {
 void StateSemiMarkov::Observe(int u) {
     u_max = u;
     if (obsCumNorm.capacity() < OBS_HISTORY) obsCumNorm.reserve(OBS_HISTORY);
-    obsCumNorm.clear();
-    if (!obs || obs->empty()) return;
-    const int limit = std::min<int>(u_max, static_cast<int>(std::min(obs->size(), N_t->size() + 1)));
+    if (!obs || obs->empty()) {
+        obsCumNorm.clear();
+        return;
+    }
+    const int reach = std::min<int>(u_max, static_cast<int>(std::min(obs->size(), N_t->size() + 1)));
+    const size_t limit = static_cast<size_t>(std::max(reach, 1));
+    obsCumNorm.resize(limit);
+    double* out = obsCumNorm.data();
     double run = obs->back(0);
-    obsCumNorm.push_back(run);
-    for (int k = 1; k < limit; ++k) {
-        const double candidate =
-            (obs->back(static_cast<size_t>(k)) / N_t->back(static_cast<size_t>(k - 1))) * run;
-        if (std::fabs(candidate) <= DBL_MAX) run = candidate;
-        obsCumNorm.push_back(run);
+    out[0] = run;
+    // Both histories are rings: walk them in runs of side-by-side entries.
+    for (size_t k = 1; k < limit;) {
+        const double* b = nullptr;
+        const double* n = nullptr;
+        const size_t m = std::min({obs->newest_run(k, b), N_t->newest_run(k - 1, n), limit - k});
+        for (size_t j = 0; j < m; ++j) {
+            const double candidate = (b[-static_cast<long>(j)] / n[-static_cast<long>(j)]) * run;
+            if (std::fabs(candidate) <= DBL_MAX) run = candidate;
+            out[k + j] = run;
+        }
+        k += m;
     }
 }
 
@@ -75,22 +86,49 @@ void StateSemiMarkov::Infere() {
         const std::vector<double>* occupancy = nullptr;
         const std::vector<double>* survivor = nullptr;
         align->computeDurationDistributions(occupancy, survivor, FrameDurationFloat(), u_max);
-        ForwardLast = STATE_FLOOR;
-        Forward = 0;
         const size_t n =
             std::min({static_cast<size_t>(u_max), obsCumNorm.size(), StateIns.size(), occupancy->size()});
-        for (size_t u = 0; u < n; ++u) {
-            const double in = StateIns.back(u);
-            const double O = obsCumNorm[u];
-            if (in > 0) {
-                if ((*survivor)[u] > 0) ForwardLast += (*survivor)[u] * in * O;
-                if ((*occupancy)[u] > 0) Forward += (*occupancy)[u] * in * O;
-            }
-            if (StateChain::verbosity > 1)
-                check_sums(static_cast<int>(u), (*survivor)[u], (*occupancy)[u], in, O);
-        }
+        if (StateChain::verbosity > 1)
+            accumulate_checked(n, survivor->data(), occupancy->data());
+        else
+            accumulate(n, survivor->data(), occupancy->data());
     }
     StateIn = 0;
+}
+
+// Mass entering u frames ago never is negative and the laws never are, so a
+// term with no entering mass adds nothing: the sums need no tests.
+void StateSemiMarkov::accumulate(size_t n, const double* survivor, const double* occupancy) {
+    const double* O = obsCumNorm.data();
+    double last = STATE_FLOOR;
+    double leaving = 0;
+    for (size_t u = 0; u < n;) {
+        const double* in = nullptr;
+        const size_t m = std::min(StateIns.newest_run(u, in), n - u);
+        for (size_t j = 0; j < m; ++j) {
+            const double entered = in[-static_cast<long>(j)];
+            last += survivor[u + j] * entered * O[u + j];
+            leaving += occupancy[u + j] * entered * O[u + j];
+        }
+        u += m;
+    }
+    ForwardLast = last;
+    Forward = leaving;
+}
+
+// The same sums, checked term by term for the traces.
+void StateSemiMarkov::accumulate_checked(size_t n, const double* survivor, const double* occupancy) {
+    ForwardLast = STATE_FLOOR;
+    Forward = 0;
+    for (size_t u = 0; u < n; ++u) {
+        const double in = StateIns.back(u);
+        const double O = obsCumNorm[u];
+        if (in > 0) {
+            if (survivor[u] > 0) ForwardLast += survivor[u] * in * O;
+            if (occupancy[u] > 0) Forward += occupancy[u] * in * O;
+        }
+        check_sums(static_cast<int>(u), survivor[u], occupancy[u], in, O);
+    }
 }
 
 void StateSemiMarkov::check_sums(int u, double survivor, double occupancy, double in, double O) const {

@@ -43,6 +43,9 @@ public:
     int u_max = 1;
 
 private:
+    // The sums of ForwardLast and Forward over the first n look-back steps.
+    void accumulate(size_t n, const double* survivor, const double* occupancy);
+    void accumulate_checked(size_t n, const double* survivor, const double* occupancy);
     void check_sums(int u, double survivor, double occupancy, double in, double O) const;
 };
 

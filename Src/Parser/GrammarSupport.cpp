@@ -1,5 +1,6 @@
 #include "Parser/GrammarSupport.hpp"
 
+#include "Exp/Expression.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/Console.hpp"
 
@@ -8,13 +9,15 @@
 std::vector<Pitch*>* release_pitches(PitchList list) {
     auto* out = new std::vector<Pitch*>;
     out->reserve(list.size());
-    for (PitchPtr& p : list) out->push_back(p.release());
+    for (PitchPtr& p : list)
+        out->push_back(p.release());
     return out;
 }
 
 std::vector<std::vector<Pitch*>*>* release_trill(TrillList list) {
     auto* out = new std::vector<std::vector<Pitch*>*>;
-    for (PitchList& element : list) out->push_back(release_pitches(std::move(element)));
+    for (PitchList& element : list)
+        out->push_back(release_pitches(std::move(element)));
     return out;
 }
 
@@ -24,14 +27,47 @@ std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element) {
 
 std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list) {
     auto* out = new std::vector<std::pair<std::vector<Pitch*>*, bool>>;
-    for (MultiElement& element : list) out->push_back(release_element(std::move(element)));
+    for (MultiElement& element : list)
+        out->push_back(release_element(std::move(element)));
     return out;
 }
 
 AttributeList* release_attributes(AttrVec list) {
     auto* out = new AttributeList;
-    for (AttrPtr& a : list) out->push_back(a.release());
+    for (AttrPtr& a : list)
+        out->push_back(a.release());
     return out;
+}
+
+ExpressionList release_expressions(ExpVec list) {
+    ExpressionList out;
+    out.reserve(list.size());
+    for (ExpPtr& e : list)
+        out.push_back(e.release());
+    return out;
+}
+
+ExpressionList* release_expression_list(ExpVec list) {
+    return new ExpressionList(release_expressions(std::move(list)));
+}
+
+ActionList* release_actions(ActionVec list) {
+    auto* out = new ActionList;
+    for (ActionPtr& a : list)
+        if (a) out->push_back(a.release());
+    return out;
+}
+
+std::vector<Var*> release_vars(VarVec list) {
+    std::vector<Var*> out;
+    out.reserve(list.size());
+    for (VarPtr& v : list)
+        out.push_back(v.release());
+    return out;
+}
+
+TimedEnd TimedEndValue::release() {
+    return {count.release(), duration.release()};
 }
 
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc) {
@@ -41,7 +77,9 @@ PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, co
     return pitch;
 }
 
-void end_event(ParseDriver& driver) { driver.ignore_eol = true; }
+void end_event(ParseDriver& driver) {
+    driver.ignore_eol = true;
+}
 
 std::string number_label(double value) {
     std::ostringstream out;
@@ -49,14 +87,60 @@ std::string number_label(double value) {
     return out.str();
 }
 
-JumpSpec jump_to_labels(StringList labels) {
-    JumpSpec spec;
-    spec.labels = std::move(labels);
-    return spec;
+// ---- modes ----
+
+void push_eol(ParseDriver& driver) {
+    ignore_eol_stack().push_back(driver.ignore_eol);
+    driver.ignore_eol = true;
 }
 
-JumpSpec jump_to_variable(const std::string& variable) {
-    JumpSpec spec;
-    spec.variable = variable;
-    return spec;
+void pop_eol(ParseDriver& driver) {
+    std::vector<bool>& stack = ignore_eol_stack();
+    if (stack.empty()) return;
+    driver.ignore_eol = stack.back();
+    stack.pop_back();
+}
+
+void keywords_back(ParseDriver& driver) {
+    driver.ignore_keyword = driver.saved_ignore_keyword;
+}
+
+void end_attribute_block(ParseDriver& driver, bool ignore_keyword) {
+    pop_eol(driver);
+    driver.ignore_keyword = ignore_keyword;
+}
+
+// ---- lists ----
+
+ExpVec single(ExpPtr e) {
+    ExpVec list;
+    list.push_back(std::move(e));
+    return list;
+}
+
+ExpVecList single_part(ExpVec part) {
+    ExpVecList parts;
+    parts.push_back(std::move(part));
+    return parts;
+}
+
+ActionVec append_action(ActionVec list, ActionPtr action) {
+    if (action) list.push_back(std::move(action));
+    return list;
+}
+
+ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c) {
+    return {a.release(), b.release(), c.release()};
+}
+
+ExpressionList* strategy_list(ExpVec events) {
+    if (events.empty()) return nullptr;
+    return release_expression_list(std::move(events));
+}
+
+std::vector<Reference*> release_references(RefVec list) {
+    std::vector<Reference*> out;
+    for (RefPtr& r : list)
+        out.push_back(r.release());
+    return out;
 }

@@ -1,10 +1,16 @@
 // The semantic values of the grammar and small helpers of its actions, kept
 // out of the grammar file. Values own what they hold, so a syntax error in
-// the middle of a rule leaks nothing; the builders of the score take plain
+// the middle of a rule leaks nothing; the builders of the tree take plain
 // pointers, released from these at the last moment.
 #pragma once
 
+#include "Exp/Nim.hpp"
+#include "Exp/NimDefinition.hpp"
+#include "Exp/Var.hpp"
+#include "Tree/Action.hpp"
 #include "Tree/Attributes.hpp"
+#include "Tree/Bloc.hpp"
+#include "Tree/DspActions.hpp"
 #include "Tree/Event.hpp"
 
 #include <memory>
@@ -23,11 +29,77 @@ using AttrPtr = std::unique_ptr<Attribute>;
 using AttrVec = std::vector<AttrPtr>;
 using StringList = std::vector<std::string>;
 
+using ExpPtr = std::unique_ptr<Expression>;
+using ExpVec = std::vector<ExpPtr>;
+using ExpVecList = std::vector<ExpVec>;
+using VarPtr = std::unique_ptr<Var>;
+using VarVec = std::vector<VarPtr>;
+using RefPtr = std::unique_ptr<Reference>;
+using RefVec = std::vector<RefPtr>;
+using DurPtr = std::unique_ptr<CadDuration>;
+using ActionPtr = std::unique_ptr<Action>;
+using ActionVec = std::vector<ActionPtr>;
+using ExpPair = std::pair<ExpPtr, ExpPtr>;
+using ExpPairs = std::vector<ExpPair>;
+using Binding = std::pair<VarPtr, ExpPtr>;
+using Bindings = std::vector<Binding>;
+using Declared = std::vector<std::pair<VarPtr, int>>;
+using NimPointPtr = std::unique_ptr<NimPoint>;
+using NimPoints = std::vector<NimPointPtr>;
+using NimListPtr = std::unique_ptr<NimList>;
+using EquationPtr = std::unique_ptr<DspEquation>;
+using Equations = std::vector<EquationPtr>;
+
+// "during [...]": a count or a duration.
+struct TimedEndValue {
+    ExpPtr count;
+    DurPtr duration;
+    TimedEnd release();
+};
+
+// One "case e: actions" of a switch.
+struct CaseValue {
+    ExpPtr test;
+    ActionVec actions;
+};
+using CaseValues = std::vector<CaseValue>;
+
+// The easing of a curve point: a name, or a computed type.
+struct InterpolValue {
+    interpolate_type type = INTERPOLATE_LINEAR;
+    ExpPtr dynamic;
+};
+
+// The receiver of a message: a name, or an expression computing it.
+struct MaxName {
+    std::string name;
+    ExpPtr computed;
+};
+
+// A point of a curve as read: delay, values, easing.
+struct BreakPointValue {
+    DurPtr delay;
+    ExpVec values;
+    InterpolValue interpolation;
+};
+using BreakPoints = std::vector<BreakPointValue>;
+
+// One list of variables of a curve with its points.
+struct CurveListValue {
+    RefVec variables;
+    BreakPoints points;
+};
+using CurveLists = std::vector<CurveListValue>;
+
 std::vector<Pitch*>* release_pitches(PitchList list);
 std::vector<std::vector<Pitch*>*>* release_trill(TrillList list);
 std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element);
 std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list);
 AttributeList* release_attributes(AttrVec list);
+ExpressionList release_expressions(ExpVec list);
+ExpressionList* release_expression_list(ExpVec list);
+ActionList* release_actions(ActionVec list);
+std::vector<Var*> release_vars(VarVec list);
 
 // A pitch written as a name; a bad name is reported with its place.
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc);
@@ -38,5 +110,97 @@ void end_event(ParseDriver& driver);
 // The text of a numeric label, as a stream prints it.
 std::string number_label(double value);
 
-JumpSpec jump_to_labels(StringList labels);
-JumpSpec jump_to_variable(const std::string& variable);
+// ---- expressions ----
+// A variable by name (the predefined ones get their own class).
+ExpPtr make_var_expr(ParseDriver& driver, const std::string& name, const yy::location& loc);
+VarPtr make_var(ParseDriver& driver, const std::string& name, const yy::location& loc);
+// `e` folded when constant; a null `e` is reported.
+ExpPtr fold(ExpPtr e);
+ExpPtr binary(ParseDriver& driver, e_binop op, ExpPtr left, ExpPtr right, const yy::location& loc);
+// `[n#]:$x`, `[d]:$x`, `[d s]:$x` (`ms` divides by 1000 first).
+ExpPtr history_by_count(ParseDriver& driver, ExpPtr count, const std::string& var, const yy::location& loc);
+ExpPtr history_by_date(ParseDriver& driver, ExpPtr date, duration_type unit, const std::string& var,
+                       const yy::location& loc);
+ExpPtr milliseconds(ParseDriver& driver, ExpPtr e, const yy::location& loc);
+// A duration in beats or seconds; "ms" divides by 1000.
+DurPtr make_duration(ParseDriver& driver, ExpPtr e, int unit_token, const yy::location& loc);
+ExpPtr symbol(const std::string& name);
+ExpPtr map_definition(ParseDriver& driver, ExpPairs pairs, bool interpolated, const yy::location& loc);
+ExpPtr comprehension_over(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr set, ExpPair step_guard,
+                          const yy::location& loc);
+ExpPtr comprehension_range(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr from, ExpPtr to,
+                           ExpPair step_guard, const yy::location& loc);
+ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, const yy::location& loc);
+ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc);
+ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc);
+
+// ---- line-end and keyword modes ----
+// Saves the line-end mode and ignores line ends (brackets, braces).
+void push_eol(ParseDriver& driver);
+// Restores the saved line-end mode.
+void pop_eol(ParseDriver& driver);
+// Restores the keyword mode saved by the rule keywords_on.
+void keywords_back(ParseDriver& driver);
+// Back to the modes of the line around an attribute block.
+void end_attribute_block(ParseDriver& driver, bool ignore_keyword);
+
+// ---- lists ----
+ExpVec single(ExpPtr e);
+ExpVecList single_part(ExpVec part);
+ActionVec append_action(ActionVec list, ActionPtr action);
+ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c);
+// The events of "@tight := {...}"; null when none is given.
+ExpressionList* strategy_list(ExpVec events);
+std::vector<Reference*> release_references(RefVec list);
+
+// ---- more expressions ----
+ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc);
+ExpPtr history(ParseDriver& driver, VarPtr var, int which, bool as_map, const yy::location& loc);
+ExpPtr tab(ParseDriver& driver, ExpVec elements, const yy::location& loc);
+ExpPtr negated(ParseDriver& driver, ExpPtr e, const yy::location& loc);
+
+// ---- actions ----
+// `action` with the delay; a null action stays null.
+ActionPtr delayed(ActionPtr action, DurPtr delay);
+// A message to a receiver; an empty message (no argument list) is reported
+// at the receiver's place.
+ActionPtr make_message(ParseDriver& driver, MaxName receiver, ExpVecList parts, AttrVec attributes,
+                       const yy::location& receiver_loc, const yy::location& loc);
+// Reports "Empty message" for an empty part of a message.
+void empty_message(ParseDriver& driver, const yy::location& loc);
+// Adds a part behind a comma; an empty part before it is reported.
+ExpVecList append_part(ParseDriver& driver, ExpVecList parts, ExpVec part, const yy::location& comma);
+// "kill name" and "abort name": the label is the prefix and the name.
+ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, DurPtr delay,
+                    AttrVec attributes, const yy::location& loc);
+ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
+                       DurPtr delay, AttrVec attributes, const yy::location& loc);
+ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
+                     ActionVec body, ExpPtr until, TimedEndValue timed_end, const yy::location& loc);
+ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attributes, CurveLists lists,
+                     ExpPtr until, TimedEndValue timed_end, const yy::location& loc);
+ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
+                            AttrVec attributes, const yy::location& loc);
+ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const yy::location& loc);
+ActionPtr make_switch(ParseDriver& driver, ExpPtr subject, AttrVec attributes, CaseValues cases,
+                      const yy::location& loc);
+ActionPtr make_let(ParseDriver& driver, ExpPtr target, ExpPtr value, AttrVec attributes,
+                   const yy::location& loc);
+// "@action := receiver args" or "@action := { ... }".
+AttrPtr action_attribute(ParseDriver& driver, ActionPtr action);
+ActionPtr attribute_block(ParseDriver& driver, const char* name, ActionVec body, const yy::location& loc);
+ActionPtr make_patch(ParseDriver& driver, const std::string& name, AttrVec attributes, Equations equations,
+                     const yy::location& loc);
+EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string& node, StringList arguments,
+                     const yy::location& loc);
+// A patch of a single equation, labelled "_patch_<n>".
+ActionPtr single_equation(ParseDriver& driver, StringList outputs, const std::string& node,
+                          StringList arguments, AttrVec attributes, const yy::location& loc);
+
+// ---- NIM breakpoints ----
+NimPointPtr nim_point(ExpPtr abscissa, ExpPtr start, ExpPtr value, ExpPtr tween);
+NimPointPtr nim_shape(NimPoint::Shape shape, int count, ExpPtr a, ExpPtr b, ExpPtr c);
+NimListPtr nim_list(ExpPtr x0, ExpPtr y0, NimPoints points);
+// A named easing, checked at once ("linear" after a bad name).
+interpolate_type static_interpolation(ParseDriver& driver, const std::string& name, const yy::location& loc);
+ExpPtr interpolation_type(ParseDriver& driver, const std::string& name, const yy::location& loc);

@@ -1,14 +1,19 @@
 #include "Parser/ParseDriver.hpp"
 
+#include "Exp/Environment.hpp"
+#include "Exp/Expression.hpp"
 #include "Parser/Scanner.hpp"
 #include "RunTime/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
+#include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
+#include "Tree/TreeExpressions.hpp"
 
 #include <chrono>
 #include <cmath>
 #include <iostream>
+#include <sstream>
 
 std::vector<bool>& ignore_eol_stack() {
     static std::vector<bool> stack;
@@ -87,9 +92,27 @@ Score* ParseDriver::read_with(Scanner& scan, Score* target) {
     return result;
 }
 
+namespace {
+
+// The score under construction for the time of one reading.
+class ReadingScope {
+public:
+    explicit ReadingScope(Score* score)
+        : previous(score_under_construction()) {
+        set_score_under_construction(score);
+    }
+    ~ReadingScope() { set_score_under_construction(previous); }
+    ReadingScope(const ReadingScope&) = delete;
+    ReadingScope& operator=(const ReadingScope&) = delete;
+
+private:
+    Score* previous;
+};
+
+} // namespace
+
 Score* ParseDriver::launch_parser() {
-    yy::Parser parser(*this);
-    parser.set_debug_level(trace_parsing ? 1 : 0);
+    ReadingScope reading(score);
     const double start = now_ms();
     ignore_eol = true;
     ignore_keyword = saved_ignore_keyword = false;
@@ -97,12 +120,19 @@ Score* ParseDriver::launch_parser() {
     reset_global_error_counter();
     error_count = 0;
 
-    const int status = parser.parse();
+    int status = 0;
+    {
+        yy::Parser parser(*this);
+        parser.set_debug_level(trace_parsing ? 1 : 0);
+        status = parser.parse();
+    }
     if (status != 0 || !ok() || get_global_error_counter() > 0) return nullptr;
 
     const double parsed = now_ms();
-    score->finalizeIOI();
-    score->finalize_events();
+    if (!finalize()) {
+        ::error("Abort parsing: Error in reference propagation");
+        return nullptr;
+    }
     const double finalized = now_ms();
     if (trace_parsing || (core && core->verbose() > 0)) {
         std::cerr << *score;
@@ -113,14 +143,34 @@ Score* ParseDriver::launch_parser() {
     return score;
 }
 
-bool ParseDriver::ok() const { return scanner && scanner->ok && error_count == 0; }
+bool ParseDriver::finalize() {
+    score->finalizeIOI();
+    score->finalize_events();
+    for (Event* e : score->events)
+        if (Action* a = e->action()) a->compute_and_propage({}, score);
+    if (core) {
+        core->compute_and_propage_in_proc(score);
+        core->finalize_action_in_clause(score, load_clauses);
+    }
+    if (get_global_error_counter() >= 1) return false;
+    if (!Anchor::check_all_references(true)) return false;
+    return !core || core->eval_clause(load_clauses);
+}
 
+bool ParseDriver::ok() const {
+    return scanner && scanner->ok && error_count == 0;
+}
+
+// The parser moves the location of each token it shifts, file name
+// included; the name is given back to the next token.
 int ParseDriver::tokenify(void* value, yy::location* loc) {
     if (first_token) {
         const Scanner::Input* top = scanner->current_input();
-        loc->initialize(std::make_shared<const std::string>(top ? top->name : file_name));
+        reading_file = std::make_shared<const std::string>(top ? top->name : file_name);
+        loc->initialize(reading_file);
         first_token = false;
     }
+    if (!loc->end.filename) loc->begin.filename = loc->end.filename = reading_file;
     return scanner->yylex(static_cast<yy::Parser::value_type*>(value), loc);
 }
 
@@ -146,8 +196,8 @@ void ParseDriver::report_location(const yy::location& loc) {
         if (l1 == l2)
             ::error("in macro '%s' line %d, characters %d-%d", in->name.c_str(), l1, c1, c2);
         else
-            ::error("in macro '%s' line %d, characters %d -> line %d, characters %d", in->name.c_str(), l1, c1,
-                    l2, c2);
+            ::error("in macro '%s' line %d, characters %d -> line %d, characters %d", in->name.c_str(), l1,
+                    c1, l2, c2);
         ::error("expanded as\n'%s'", in->text.c_str());
     }
     bool first = true;
@@ -156,7 +206,8 @@ void ParseDriver::report_location(const yy::location& loc) {
             first = false;
             continue;
         }
-        post("%s '%s' line %d", outer.file ? "in file" : "in macro", outer.name.c_str(), outer.saved.begin.line);
+        post("%s '%s' line %d", outer.file ? "in file" : "in macro", outer.name.c_str(),
+             outer.saved.begin.line);
     }
 }
 
@@ -165,10 +216,60 @@ void ParseDriver::error(const std::string& message) {
     ::error("Parser error: %s", message.c_str());
 }
 
-void ParseDriver::set_static_bpm(double value, const yy::location& loc, bool modulate) {
-    if (!std::isfinite(value) || value == 0) {
-        error(loc, str_printf("Parser: Incorrect BPM specification '%g'", value));
+void ParseDriver::set_static_bpm(Expression* e, const yy::location& loc, bool modulate) {
+    std::unique_ptr<Expression> owned(e);
+    const std::string text = e ? e->show() : "";
+    ScoreEval known = e ? e->eval_in_score() : ScoreEval{VARIABILITY_DYNAMIC, undef_value()};
+    if (known.variability != VARIABILITY_STATIC || !known.value->is_numeric()) {
+        ::error("BPM syntax: only numeric constant expression are allowed. Got '%s'", text.c_str());
+        post_location("bpm specification", &loc);
+        return;
     }
+    const double value = known.value->get_double();
+    if (!std::isfinite(value) || value == 0)
+        error(loc, str_printf("Parser: Incorrect BPM specification '%s'", text.c_str()));
     const double bpm = modulate ? -std::fabs(value) : value;
     score->parsing_bpm(static_cast<float>(bpm));
+}
+
+const yy::location* ParseDriver::keep(const yy::location& loc) {
+    return score->keep_location(loc);
+}
+
+namespace {
+
+// "event_" and the event's label, or its beat when it has none.
+std::string top_group_name(const Event* e) {
+    if (!e->cuename().empty() && !is_an_anonymous_name(e->cuename())) return "event_" + e->cuename();
+    std::ostringstream beat;
+    beat << e->beatcum();
+    return "event_" + beat.str();
+}
+
+} // namespace
+
+void ParseDriver::set_top_level_group(std::list<Action*>* list, const yy::location& loc) {
+    if (!list || list->empty() || !current_event) {
+        delete_actions(list);
+        return;
+    }
+    Environment* global = core ? core->get_globalenv_as_env() : nullptr;
+    const Origin origin{Origin::EVENT, current_event, score};
+    Action::restructure_sequence(list);
+    if (list->size() == 1 && is_zero_delay(&list->front()->delay)) {
+        Action* only = list->front();
+        delete list;
+        only->set_env(global, {}, GLOBAL_SCOPE_LEVEL);
+        score->attach_top_action(only);
+        only->compute_origin(origin);
+        return;
+    }
+    const std::string name = anonymous_name(top_group_name(current_event), false);
+    const CadDuration zero(0.0, DURATION_BEATS);
+    const yy::location* where = loc.begin.filename ? &loc : current_event->location();
+    auto* group = new Gfwd(core, name, &zero, nullptr, list, nullptr, {}, where);
+    group->hidden = true;
+    group->finalize_env(global);
+    score->attach_top_action(group);
+    group->compute_origin(origin);
 }

@@ -5,6 +5,7 @@
 
 #include "Parser/Location.hpp"
 
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@ class Event;
 class Scanner;
 class pre_cadenzium;
 class Action;
+class Expression;
 
 namespace yy {
 class Parser;
@@ -48,8 +50,17 @@ public:
     // The parser's token source.
     int tokenify(void* value, yy::location* loc);
 
-    // `bpm` statement: a numeric constant, negative for a modulation.
-    void set_static_bpm(double value, const yy::location& loc, bool modulate);
+    // `bpm` statement: the expression must fold to a number; negative for a
+    // modulation. Takes `e`.
+    void set_static_bpm(Expression* e, const yy::location& loc, bool modulate);
+
+    // The actions of one block of the top level go to the current event: a
+    // single undelayed action as it is, several (or a delayed one) in a
+    // hidden group. Takes the list.
+    void set_top_level_group(std::list<Action*>* list, const yy::location& loc);
+
+    // A place of the text kept as long as the score (for expressions).
+    const yy::location* keep(const yy::location& loc);
 
     bool trace_scanning = false;
     bool trace_parsing = false;
@@ -67,8 +78,12 @@ public:
 
 private:
     bool first_token = true;
+    std::shared_ptr<const std::string> reading_file;
     void set_file(const std::string& path);
     Score* read_with(Scanner& scanner, Score* target);
+    // What the tree needs to know of itself once the text is read: numbers,
+    // tempo map, propagation, references. False on a failure.
+    bool finalize();
 };
 
 // The process-wide stack of saved line-end modes (brackets, blocks).

@@ -153,6 +153,7 @@ void t_scheduler::insert(Lane l, CadTimer* t, double d) {
     assert(t && "a scheduled timer exists");
     if (d < l.epsilon()) {
         // Due now: the timer runs in the caller's instant and never waits.
+        t->pending_type = SCHED_NONE;
         t->callback(nullptr);
         return;
     }
@@ -222,6 +223,7 @@ void t_scheduler::walk(Lane l) {
     do {
         CadTimer* t = l.list.front().timer;
         release(l.list, l.list.begin());
+        t->pending_type = SCHED_NONE; // it leaves the list: nothing to remove later
         lock.unlock();
         t->callback(nullptr);
         lock.lock();

@@ -1,13 +1,26 @@
-// A running compound action as the scheduler sees it: something to wake at
-// a date, with the few facts about its position and tempo that a change of
-// tempo needs. The group, loop, reaction and curve executions derive from it
-// and add their own life (children, environments, ends of life).
+// A running compound action: the run-time image of one instance of a group
+// (and later of a loop, a reaction, a curve). It carries the instance's
+// date, its environments, its children and the ends of its life; the
+// scheduler wakes it at its dates. A timer frees itself at the end of its
+// life: once finished, with no callback running and no child alive.
 #pragma once
 
+#include "Exp/ExpTypes.hpp"
+
 #include <cstdint>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
 
 class t_scheduler;
 class var_management;
+class cadenzium_core;
+class GlobalEnvironment;
+class Environment;
+class Expression;
+class Bloc;
+class Score;
 
 // The list of the scheduler where a timer waits.
 enum sched_type : std::uint8_t {
@@ -17,11 +30,20 @@ enum sched_type : std::uint8_t {
     SCHED_LOCAL = 3,    // seconds under a tempo of the action's own
 };
 
+// How a timer runs its steps: as written, catching up with a past that was
+// missed, or simulated.
+enum cadTimer_mode : int { MODE_NORMAL = 0, MODE_LATE = 1, MODE_SIMULATION = 2 };
+
 class CadTimer {
 public:
-    explicit CadTimer(t_scheduler* sched = nullptr)
-        : sched(sched) {}
-    virtual ~CadTimer() = default;
+    // A bare timer, for the scheduler alone.
+    explicit CadTimer(t_scheduler* sched = nullptr);
+    // The instance of `bloc` that starts at beat `date`, `delay` (in `unit`)
+    // after its reference. It may be finished on return ("dead on
+    // arrival"): its life was over before it began.
+    CadTimer(cadenzium_core* engine, Bloc& bloc, double date, const Expression* until, double delay,
+             duration_type unit);
+    virtual ~CadTimer();
     CadTimer(const CadTimer&) = delete;
     CadTimer& operator=(const CadTimer&) = delete;
 
@@ -29,6 +51,13 @@ public:
     // of a variable the timer waits on. Runs with no scheduler lock held, so
     // it may schedule again.
     virtual void callback(var_management* var) = 0;
+    // The wake-ups of a past that was missed, and of a simulation.
+    virtual void callback_late(var_management* var) { callback(var); }
+    virtual void callback_sim(var_management* var) { callback(var); }
+    // The score position moved to event `pos` (timers waiting on events).
+    virtual void UpdatePosition(int) {}
+    // Drops the future child labelled `label` ("abort label of group").
+    virtual void cancel_action(const std::string&) {}
 
     // Conversions between a span of seconds and a span of beats at the
     // timer's tempo, from position `pos`. `env_pos` and `tempo` are the
@@ -48,21 +77,107 @@ public:
     // Attaches the timer to the variables of its tempo expression.
     virtual void attach_tempo_vars() {}
 
-    // The environment's logical now (seconds); 0 without a scheduler.
+    // ---- time ----
+    // The environment's logical now (seconds), rnow and rcnow (beats).
     double now() const;
+    double rnow() const;
+    double rcnow() const;
 
+    // ---- life ----
+    // Whether the timer is still one of the engine's active timers.
+    bool exist() const;
+    // A callback begins: the timer's references are taken now.
+    void start_run();
+    // A callback ends. True when the timer is finished, in which case it
+    // may have been freed: the caller returns at once.
+    bool stop_run();
+    // Ends the timer's life. True when it was freed at once; otherwise it
+    // lives on for its running callback or its children.
+    bool terminate();
+    // Leaves the scheduler's lists and the variables it waits on.
+    void stop_waiting();
+    // The end of life by a "during" clause or an "until" condition. True
+    // when the life has ended (the timer is then terminated).
+    bool end_duration();
+    bool end_until();
+    // Makes this timer the context of evaluation: its stack of
+    // environments is the engine's current one.
+    void set_context();
+
+    // ---- scheduling ----
+    // Wakes the timer after `delay` in `unit`: seconds on the absolute list,
+    // beats of the followed tempo on the relative list.
+    void schedule(double delay, duration_type unit);
+    // The same for a step whose date may lie in the past: a past date is
+    // due now, in late mode.
+    void schedule_late(double delay, duration_type unit);
+
+    // ---- children and kill ----
+    // Stops the timer, and with `rec` every timer started by it; the
+    // group's abort handler, if any, fires first.
+    void Child_kill(bool rec);
+    void active_childs_insert(const CadTimer* child);
+    void active_childs_erase(const CadTimer* child);
+    // A copy of the children, taken under the timer's lock.
+    std::vector<CadTimer*> fill_active_childs() const;
+    bool has_children() const;
+
+    // ---- fields ----
+    std::uint64_t id = 0;
     t_scheduler* sched;
-    // The list where the timer waits, SCHED_NONE when none. Kept by the code
-    // that schedules the timer.
+    cadenzium_core* engine = nullptr;
+    GlobalEnvironment* env = nullptr;
+    // The environments of this instance, the innermost last.
+    std::vector<Environment*> stack;
+    // The list where the timer waits, SCHED_NONE when none.
     sched_type pending_type = SCHED_NONE;
     // Tempo (BPM) of the timer's own scope.
     double local_tempo = 60.0;
     // Position and tempo of reference taken at `real_beat_position`.
     double last_env_pos = -1.0;
     double last_tempo = -1.0;
+    std::uint8_t run_first = 1;
+    // The event the instance belongs to.
+    int wait_index = 0;
     // Beat position of the next wake-up.
     double date = 0.0;
+    double delay_in_beats = 0.0;
     // Beat position and logical time (seconds) of the last reference.
     double last_pos = 0.0;
     double last_ref_time = 0.0;
+    // What remains of a delay that was late, and its unit.
+    double late = 0.0;
+    duration_type late_unit = DURATION_BEATS;
+    int awaited_event = -1;
+    std::set<var_management*> waited_vars;
+    std::uint8_t finished = 0;
+    std::uint8_t dead_on_arrival = 0;
+    // Callbacks of this timer in progress.
+    int running = 0;
+    Bloc* bloc = nullptr;
+    // Limits of life: what remains of a "during" (NaN: none), in
+    // `during_unit` (1 beats, 0 seconds), or a count of steps (-1: none).
+    double start_time = 0.0;
+    double start_rnow = 0.0;
+    int during_unit = 1;
+    double during_left = 0.0;
+    int during_count = -1;
+    const Expression* until = nullptr;
+    CadTimer* father = nullptr;
+    std::uint8_t in_kill = 0;
+
+private:
+    void take_life_limits();
+    bool over_before_start() const;
+    void register_active();
+    void unregister_active();
+    void notify_father_child_is_deleted();
+    void finish_father();
+    void leave_context();
+
+    mutable std::recursive_mutex childs_mutex;
+    std::set<const CadTimer*> active_childs;
 };
+
+// The active timer of execution number `id`, or null.
+CadTimer* find_exe_static(std::uint64_t id);

@@ -1,14 +1,12 @@
 // Construction, loading, starting and stopping of the engine.
 #include "RunTime/CadenziumCore.hpp"
 
-#include "Exp/Environment.hpp"
+#include "RunTime/CadClock.hpp"
+#include "RunTime/CadScheduler.hpp"
 #include "RunTime/Console.hpp"
+#include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
-
-#include <atomic>
-#include <chrono>
-
 
 std::string cadenzium_core::cadenzium_version() const { return CAD_VERSION; }
 std::string cadenzium_core::cadenzium_commit_version() const { return CAD_VERSION; }
@@ -41,11 +39,7 @@ void cadenzium_core::napro_trace_init(const std::string& host, int port) {
     napro_trace_on = 1;
 }
 
-double cadenzium_core::GetTime() const {
-    using namespace std::chrono;
-    static const auto origin = steady_clock::now();
-    return duration<double>(steady_clock::now() - origin).count();
-}
+double cadenzium_core::GetTime() const { return CadClock::GetTime(); }
 
 void cadenzium_core::cadenzium_suivi(bool on) {
     follow_on = on ? 1 : 0;
@@ -66,7 +60,7 @@ void cadenzium_core::cadenzium_init() {
         return;
     }
     {
-        std::lock_guard lock(env_lock());
+        EnvironmentLock lock(*global_env);
         Killall();
     }
     frame_fill = 0;
@@ -74,20 +68,23 @@ void cadenzium_core::cadenzium_init() {
     global_env->reset();
     set_static_context();
     reset_listening();
-    reset_position();
+    global_env->send_messages(false);
+    {
+        EnvironmentLock lock(*global_env);
+        scheduler->reset();
+    }
+    reset_practice();
     apply_first_event_tempo();
 }
 
 void cadenzium_core::cadenzium_init_preloaded() {
+    global_env->send_messages(false);
     set_static_context();
     global_env->reset();
-    reset_position();
     apply_first_event_tempo();
 }
 
-void cadenzium_core::reset_position() {
-    position = last_position = last_action = 0;
-}
+void cadenzium_core::reset_practice() { practice = PracticeCounters(); }
 
 void cadenzium_core::wait_for_decoder() {
     running = 0;
@@ -117,7 +114,7 @@ void cadenzium_core::cadenzium_start(const std::string& name) {
         post("%s - Start follower... .", thisName());
     }
     updatePosition(0);
-    last_action = position;
+    global_env->last_action_event = global_env->current_event;
     listening_set_position(0);
 }
 
@@ -162,11 +159,6 @@ void cadenzium_core::Killall() {
     }
     for (CadTimer* timer : copy)
         if (active(timer)) terminate_timer(timer);
-}
-
-void cadenzium_core::terminate_timer(CadTimer* timer) {
-    std::lock_guard lock(timers_mutex);
-    active_timers.erase(timer);
 }
 
 // The global environment is the root of the stack of environments.

@@ -21,6 +21,8 @@ class TempoTracking;
 class Event;
 class EventPlayer;
 struct message;
+struct PositionChange;
+class t_scheduler;
 
 class cadenzium_core : public pre_cadenzium {
 public:
@@ -55,13 +57,25 @@ public:
     void cadenzium_analysisParameters(int window, int hop);
     void cadenzium_init_dsp();
 
+    // ---- settings of the audio observation ----
+    void cadenzium_variance(double v);
+    void gamma_set(double g);
+    void tuning_set(double hz);
+    void nofharm_set(int n);
+    void harmlist_set(const std::vector<double>& list);
+    void KLexp_set(double e);
+    // Piano spectra as templates; forces a window of 4096 samples.
+    void PianoMode(int on);
+
     // ---- position ----
-    // The decoder's decision: the musician is at event `pos`. Refuses a
-    // backward move the score does not allow, tracks the tempo, reports.
+    // The decoder's decision: the musician is at event `pos`. The logical
+    // instant of the environment does the rest (tempo, variables, actions).
     virtual void updatePosition(int pos);
-    int Position() const { return position; }
-    int lastPosition() const { return last_position; }
-    int lastAction() const { return last_action; }
+    // Indexes of the environment's current event, of the one before it, and
+    // of the last event whose actions were launched.
+    int Position() const;
+    int lastPosition() const;
+    int lastAction() const;
 
     // ---- switches ----
     void cadenzium_suivi(bool on);
@@ -82,7 +96,7 @@ public:
     OscSend* get_osc_send(const std::string& name) override;
     Score* get_x_netscore() override { return x_netscore; }
     void set_x_netscore(Score* score) override { x_netscore = score; }
-    t_scheduler* get_x_sched() override { return nullptr; }
+    t_scheduler* get_x_sched() override { return scheduler.get(); }
     int verbose() const override { return verbosity; }
     const std::map<std::string, int>* get_obs_iomap() const override { return &obs_iomap; }
     void napro_trace_init(const std::string& host, int port) override;
@@ -91,7 +105,7 @@ public:
     cadenzium_core* to_cadenzium() override { return this; }
     bool PreloadedMode() const override;
     void compute_and_propage_in_proc(Score*) override {}
-    CadTimer* find_exe(int) override { return nullptr; }
+    CadTimer* find_exe(int id) override;
     bool active(const CadTimer* timer) override;
     void finalize_action_in_clause(Score*, std::vector<Action*>&) override {}
     bool eval_clause(std::vector<Action*>&) override { return true; }
@@ -119,6 +133,22 @@ public:
     float analysis_sample_rate() const { return sample_rate; }
     float analysis_hop_size() const { return hop_size; }
     float analysis_window_size() const { return window_size; }
+
+    // ---- running compound actions ----
+    // The context of evaluation: the running timer and its environments.
+    void set_exe_context(CadTimer* timer, std::vector<Environment*>* stack) {
+        current_exe = timer;
+        envs = stack;
+    }
+    // Counts a new timer against the limits of simultaneous timers; false
+    // when it may not live (everything is then stopped).
+    bool admit_timer(CadTimer* timer);
+    void register_timer(CadTimer* timer);
+    void unregister_timer(CadTimer* timer);
+    std::size_t active_timer_count();
+    void notify_var_observer(CadTimer* timer, int kind, int event_index, var_management& var) override;
+    bool timer_time(const CadTimer* timer, double& position, double& tempo) const override;
+    unsigned long ambient_exe(const Action* ambient) const override;
 
     static int instance_count();
     // The environment lock: every logical instant runs under it.
@@ -173,10 +203,18 @@ protected:
     std::uint8_t tempo_from_first_event = 1;
     std::uint8_t prevent_zigzag = 1;
 
-    // Position bookkeeping until the full logical instant exists.
-    int position = 0;
-    int last_position = 0;
-    int last_action = 0;
+    // Practice counters, grown by the position update (missed events).
+    struct PracticeCounters {
+        float missed_count = 0;
+        float missed_duration = 0;
+        float timing_misses = 0;
+        float jumps = 0;
+        float timing_error_sum = 0;
+        std::vector<int> missed_events;
+    };
+    PracticeCounters practice;
+    // Built after the global environment, destroyed before it.
+    std::unique_ptr<t_scheduler> scheduler;
 
     // Scores that lost their place after a failed load: the engine has no
     // score then, but keeps them until it dies.
@@ -186,15 +224,23 @@ protected:
     std::uint8_t napro_trace_on = 0;
 
 private:
+    // The instant's side of a position change reads and counts here.
+    friend class GlobalEnvironment;
+
     void wait_for_decoder();
-    void reset_position();
-    bool backward_allowed(int pos);
+    void reset_practice();
+    // The actions of event `index`, in an instant of their own nested in the
+    // position's; the missed events from `first` up to `last` (excluded),
+    // in late mode.
+    void launch_event_actions(int index);
+    void launch_missed_events(int first, int last);
     void apply_first_event_tempo();
     void start_preloaded(const std::string& name);
     void terminate_timer(CadTimer* timer);
     void report_loaded_score();
     void fire_string_events(Score* small);
     void window_full();
+    void apply_analysis(int window, int hop);
     template <class Sample>
     void next_frame(const Sample* block);
 
@@ -209,5 +255,6 @@ private:
     void listening_step();
     void listening_observe(int n, const float* values);
     void listening_tempo_update(double period);
-    void listening_track_tempo(int pos);
+    void listening_track_tempo(const PositionChange& change);
+    float listening_energy() const;
 };

@@ -2,6 +2,7 @@
 // a full window is analysed, and a decoding step runs when following.
 #include "RunTime/CadenziumCore.hpp"
 
+#include "Listening/CadAlign.hpp"
 #include "RunTime/Console.hpp"
 
 #include <algorithm>
@@ -59,19 +60,50 @@ void cadenzium_core::cadenzium_doit(int n, const float* values) {
     align_cond.notify_all();
 }
 
+// -1 asks for defaults: a window of 4096 with a hop of 512 (or the block
+// size, if larger); a hop of -1 is the block size when below half the
+// window, else half the window. A hop below the block size could not be
+// kept by frames that arrive a block at a time: it becomes the block size.
 void cadenzium_core::cadenzium_analysisParameters(int window, int hop) {
-    if (window <= 0 || hop <= 0 || hop > window) {
+    const int was_running = running.exchange(0);
+    {
+        std::lock_guard lock(frame_mutex);
+        frame_busy = true;
+        const int block = static_cast<int>(Blocksize());
+        if (window == -1) {
+            window = 4096;
+            hop = std::max(block, 512);
+        } else if (hop == -1) {
+            hop = block > 0 && block < window / 2 ? block : window / 2;
+        }
+        if (block > 0 && hop < block) {
+            error("%s: Hopsize must be greater than or equal to system vector size!", thisName());
+            error("Hopsize is set to system blocksize: %i", block);
+            hop = block;
+        }
+        apply_analysis(window, hop);
+        frame_busy = false;
+    }
+    frame_cond.notify_all();
+    if (was_running == 1) running = 1;
+}
+
+// Called with frame_mutex held and frames held off.
+void cadenzium_core::apply_analysis(int window, int hop) {
+    if (window < 8 || hop <= 0 || hop > window) {
         error("%s - Bad analysis parameters: window %d, hop %d", thisName(), window, hop);
         return;
     }
-    std::lock_guard lock(frame_mutex);
-    frame_busy = true;
+    const CadAlign& a = get_align();
+    if (window == static_cast<int>(a.nfft) && hop == static_cast<int>(a.hop) && sample_rate == a.samplerate &&
+        static_cast<int>(window_size) == window && static_cast<int>(hop_size) == hop)
+        return;
     window_size = static_cast<float>(window);
     hop_size = static_cast<float>(hop);
     frame_buffer.assign(static_cast<size_t>(window), 0.0f);
     frame_fill = 0;
-    frame_busy = false;
-    frame_cond.notify_all();
+    get_align().setAnalysis(sample_rate, window_size, hop_size);
+    post("%s - Analysis parameters set to %i (winsz) %i (hopsz)", thisName(), window, hop);
 }
 
 void cadenzium_core::cadenzium_init_dsp() {

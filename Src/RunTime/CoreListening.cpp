@@ -6,6 +6,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/Tempo.hpp"
 #include "Listening/TempoTracking.hpp"
+#include "RunTime/CadScheduler.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -24,6 +25,7 @@ cadenzium_core::cadenzium_core() {
     global_env = new GlobalEnvironment(this, this);
     init_envs.assign(1, global_env);
     envs = &init_envs;
+    scheduler = std::make_unique<t_scheduler>(*this);
     construct_listening();
     frame_buffer.assign(static_cast<size_t>(window_size), 0.0f);
     ++instances;
@@ -32,6 +34,7 @@ cadenzium_core::cadenzium_core() {
 cadenzium_core::~cadenzium_core() {
     running = 0;
     Killall();
+    scheduler.reset(); // its clocks call into the environment
     destroy_listening();
     for (auto& [name, score] : preloaded_scores) {
         if (score == x_netscore) x_netscore = nullptr;
@@ -71,7 +74,7 @@ void cadenzium_core::listening_set_score() {
 
 void cadenzium_core::listening_set_position(int pos) { align->set_Position(pos); }
 
-void cadenzium_core::listening_front_end(const float*) {}
+void cadenzium_core::listening_front_end(const float* window) { align->SigProc_frontend(window); }
 
 void cadenzium_core::listening_step() {
     align->tempo_update_on = tempo_update_on;
@@ -85,18 +88,10 @@ void cadenzium_core::listening_observe(int n, const float* values) {
 
 void cadenzium_core::listening_tempo_update(double period) { tempo->TempoUpdate(period); }
 
-void cadenzium_core::listening_track_tempo(int pos) {
-    const auto& events = x_netscore->events;
-    PositionChange change;
-    change.new_index = pos;
-    change.current_index = position;
-    change.previous_event = position > 0 ? events[static_cast<size_t>(last_position)] : nullptr;
-    change.last_action_event = position > 0 ? events[static_cast<size_t>(last_action)] : nullptr;
-    change.now = GetTime();
-    change.tempo_update_on = tempo_update_on;
-    change.player_running = player_running;
-    change.verbosity = verbosity;
+void cadenzium_core::listening_track_tempo(const PositionChange& change) {
     tracking->track_tempo_from_position_update(*x_netscore, *tempo, change);
 }
+
+float cadenzium_core::listening_energy() const { return align->energy; }
 
 double cadenzium_core::current_tempo_bpm() { return tempo ? tempo->get_tempo() : 0; }

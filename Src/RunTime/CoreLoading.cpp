@@ -3,6 +3,7 @@
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/CadenziumCore.hpp"
 #include "RunTime/Console.hpp"
+#include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -22,7 +23,7 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     Score* fresh = nullptr;
     bool read = false;
     {
-        std::lock_guard lock(env_lock());
+        EnvironmentLock lock(*global_env);
         global_env->clear();
         delete_macros(macro_table);
         fresh = new Score(this, path, false);
@@ -65,7 +66,7 @@ bool cadenzium_core::StringParsing(const std::string& text) {
     Score* host = previous ? previous : new Score(this, "<dummy score>", false);
     Score* small = nullptr;
     {
-        std::lock_guard lock(env_lock());
+        EnvironmentLock lock(*global_env);
         small = host->driver->parseString(code);
     }
     if (!small) {
@@ -87,7 +88,7 @@ bool cadenzium_core::StringParsing(const std::string& text) {
 void cadenzium_core::fire_string_events(Score* small) {
     for (size_t i = 0; i < small->events.size(); ++i) {
         if (!small->events[i]->action()) continue;
-        std::lock_guard lock(env_lock());
+        EnvironmentLock lock(*global_env);
         set_static_context();
     }
 }

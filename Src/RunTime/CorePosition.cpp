@@ -1,38 +1,43 @@
-// The engine's side of a decoded position: accept or refuse the move, let
-// the tempo tracker see it, and report it to the host.
+// The engine's side of a decoded position: the environment's instant does
+// the work; the engine answers where the performance stands.
 #include "RunTime/CadenziumCore.hpp"
 
+#include "Exp/Environment.hpp"
+#include "Listening/CadAlign.hpp"
+#include "RunTime/CadScheduler.hpp"
 #include "RunTime/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
 #include <cmath>
 
+namespace {
+int index_of(const Event* e) { return e ? e->index() : 0; }
+} // namespace
+
 void cadenzium_core::updatePosition(int pos) {
     if (!x_netscore) return;
-    if (pos < 0 || pos > x_netscore->get_cur_index()) {
+    if (pos > x_netscore->get_cur_index()) {
         CAD_INTERNAL_ERROR(str_printf("position %d out of the score", pos));
         return;
     }
-    std::lock_guard lock(env_lock());
-    // A backward move is a jump only the score may allow.
-    if (pos < position && prevent_zigzag && !backward_allowed(pos)) return;
-    listening_track_tempo(pos);
-    last_position = position;
-    position = pos;
-    if (remote_forwarding) last_action = pos;
-    report_position(pos, x_netscore->events[static_cast<size_t>(pos)]);
+    // The sub-event of a trill or multi-event that the decoder heard.
+    global_env->inner_event = align->sub_position();
+    global_env->updatePosition(pos);
 }
 
-bool cadenzium_core::backward_allowed(int pos) {
-    for (int target : x_netscore->find_jump(position))
-        if (target == pos) return true;
-    return false;
-}
+int cadenzium_core::Position() const { return index_of(global_env->current_event); }
+int cadenzium_core::lastPosition() const { return index_of(global_env->previous_event); }
+int cadenzium_core::lastAction() const { return index_of(global_env->last_action_event); }
 
-// At the top of a score the tempo starts from the first event's.
+// At the top of a score the tempo starts from the first event's: the
+// listening machine, the scheduler and the environment take its period.
 void cadenzium_core::apply_first_event_tempo() {
     if (!x_netscore || x_netscore->CountEvents() == 0) return;
     const float t = x_netscore->events[1]->ScoreTempo();
-    if (tempo_from_first_event && t > 0) listening_tempo_update(std::fabs(t));
+    if (!tempo_from_first_event || !(t > 0)) return;
+    const double period = std::fabs(t);
+    listening_tempo_update(period);
+    scheduler->reset_data(period);
+    global_env->last_tempo = static_cast<float>(period);
 }

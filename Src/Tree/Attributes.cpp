@@ -1,5 +1,11 @@
 #include "Tree/Attributes.hpp"
 
+#include "Exp/Expression.hpp"
+#include "Tree/Action.hpp"
+#include "Tree/ActionAttributes.hpp"
+
+#include <ostream>
+
 namespace {
 
 template <class T>
@@ -10,17 +16,37 @@ const T* first_of(const AttributeList* attributes) {
     return nullptr;
 }
 
+template <class T>
+const ExpressionList* strategy_list(const AttributeList* attributes) {
+    const T* a = first_of<T>(attributes);
+    return a ? a->events : nullptr;
+}
+
+template <class T>
+Expression* expression_of(const AttributeList* attributes) {
+    const T* a = first_of<T>(attributes);
+    return a ? a->expression : nullptr;
+}
+
+const TargetAttribute* target_of(const AttributeList* attributes) {
+    return first_of<TargetAttribute>(attributes);
+}
+
 } // namespace
 
-void LabelAttribute::show(std::ostream& out) const { out << keyword() << ' ' << label; }
+// ---- event attributes ----
+
+void LabelAttribute::show(std::ostream& out) const {
+    out << keyword() << ' ' << label;
+}
+
+JumpAttribute::~JumpAttribute() {
+    delete jump;
+}
 
 void JumpAttribute::show(std::ostream& out) const {
     out << keyword() << ' ';
-    if (!jump.variable.empty()) {
-        out << jump.variable;
-        return;
-    }
-    for (size_t i = 0; i < jump.labels.size(); ++i) out << (i ? ", " : "") << jump.labels[i];
+    if (jump) jump->show(out, 0);
 }
 
 const std::string* get_label(const AttributeList* attributes) {
@@ -28,18 +54,152 @@ const std::string* get_label(const AttributeList* attributes) {
     return a ? &a->label : nullptr;
 }
 
-bool get_hook(const AttributeList* attributes) { return first_of<HookAttribute>(attributes); }
-bool get_pizz(const AttributeList* attributes) { return first_of<PizzAttribute>(attributes); }
-bool get_staccato(const AttributeList* attributes) { return first_of<StaccatoAttribute>(attributes); }
-bool get_fermata(const AttributeList* attributes) { return first_of<FermataAttribute>(attributes); }
+bool get_hook(const AttributeList* attributes) {
+    return first_of<HookAttribute>(attributes);
+}
+bool get_pizz(const AttributeList* attributes) {
+    return first_of<PizzAttribute>(attributes);
+}
+bool get_staccato(const AttributeList* attributes) {
+    return first_of<StaccatoAttribute>(attributes);
+}
+bool get_fermata(const AttributeList* attributes) {
+    return first_of<FermataAttribute>(attributes);
+}
 
-const JumpSpec* get_jump(const AttributeList* attributes) {
+Expression* get_jump(const AttributeList* attributes) {
     const JumpAttribute* a = first_of<JumpAttribute>(attributes);
-    return a ? &a->jump : nullptr;
+    return a ? a->jump : nullptr;
+}
+
+Expression* from_ident_list_to_tab(const std::vector<std::string>& labels) {
+    tab_t elements;
+    elements.reserve(labels.size());
+    for (const std::string& label : labels)
+        elements.push_back(string_value(label));
+    return new ScoreConstant(tab_value(std::move(elements)));
+}
+
+// ---- action attributes ----
+
+int get_locality(const AttributeList* attributes) {
+    const LocalAttribute* a = first_of<LocalAttribute>(attributes);
+    return a ? a->locality : LOCALITY_UNSET;
+}
+
+bool get_tight(const AttributeList* attributes) {
+    return first_of<TightAttribute>(attributes);
+}
+bool get_loose(const AttributeList* attributes) {
+    return first_of<LooseAttribute>(attributes);
+}
+bool get_ante(const AttributeList* attributes) {
+    return first_of<AnteAttribute>(attributes);
+}
+bool get_post(const AttributeList* attributes) {
+    return first_of<PostAttribute>(attributes);
+}
+
+const ExpressionList* get_tight_l(const AttributeList* a) {
+    return strategy_list<TightAttribute>(a);
+}
+const ExpressionList* get_loose_l(const AttributeList* a) {
+    return strategy_list<LooseAttribute>(a);
+}
+const ExpressionList* get_ante_l(const AttributeList* a) {
+    return strategy_list<AnteAttribute>(a);
+}
+const ExpressionList* get_post_l(const AttributeList* a) {
+    return strategy_list<PostAttribute>(a);
+}
+
+int get_prog(const AttributeList* attributes) {
+    const ConservativeAttribute* a = first_of<ConservativeAttribute>(attributes);
+    return a ? a->mode : 2;
+}
+
+Expression* get_tempo(const AttributeList* a) {
+    return expression_of<TempoAttribute>(a);
+}
+Expression* get_cond(const AttributeList* a) {
+    return expression_of<CondAttribute>(a);
+}
+
+const ExpressionList* get_events_tempo(const AttributeList* attributes) {
+    const EventsTempo* a = first_of<EventsTempo>(attributes);
+    return a ? a->events : nullptr;
+}
+
+const Var* get_sync_var(const AttributeList* attributes) {
+    const SyncVarAttribute* a = first_of<SyncVarAttribute>(attributes);
+    return a ? a->var : nullptr;
+}
+
+const std::string* get_bsym(const AttributeList* attributes) {
+    const BsymAttribute* a = first_of<BsymAttribute>(attributes);
+    return a ? &a->symbol : nullptr;
+}
+
+Action* get_action(const AttributeList* attributes) {
+    const ActionAttribute* a = first_of<ActionAttribute>(attributes);
+    return a ? a->action : nullptr;
+}
+
+Action* get_action_at_kill(const AttributeList* attributes) {
+    const AtKillAttribute* a = first_of<AtKillAttribute>(attributes);
+    return a ? a->action : nullptr;
+}
+
+double get_beta(const AttributeList* attributes) {
+    const Expression* e = expression_of<BetaAttribute>(attributes);
+    if (!e) return 0.0;
+    Value v = e->eval();
+    return v->is_numeric() ? v->get_double() : 0.0;
+}
+
+const CadDuration* get_grain(const AttributeList* attributes) {
+    const GrainAttribute* a = first_of<GrainAttribute>(attributes);
+    return a ? a->grain : nullptr;
+}
+
+bool get_noRec(const AttributeList* attributes) {
+    return first_of<NoRecAttribute>(attributes);
+}
+bool get_immediate(const AttributeList* attributes) {
+    return first_of<ImmediateAttribute>(attributes);
+}
+bool get_static_scope(const AttributeList* attributes) {
+    return first_of<StaticScopeAttribute>(attributes);
+}
+
+const ExpressionList* get_events_list_target(const AttributeList* attributes) {
+    const TargetAttribute* t = target_of(attributes);
+    return t ? t->events : nullptr;
+}
+
+const CadDuration* get_duration_target(const AttributeList* attributes) {
+    const TargetAttribute* t = target_of(attributes);
+    return t ? t->duration : nullptr;
+}
+
+const Expression* get_logic_target(const AttributeList* attributes) {
+    const TargetAttribute* t = target_of(attributes);
+    return t ? t->logic : nullptr;
+}
+
+const Expression* get_phase_target(const AttributeList* attributes) {
+    const TargetAttribute* t = target_of(attributes);
+    return t ? t->phase : nullptr;
+}
+
+const Expression* get_period_target(const AttributeList* attributes) {
+    const TargetAttribute* t = target_of(attributes);
+    return t ? t->period : nullptr;
 }
 
 void delete_attributes(AttributeList* attributes) {
     if (!attributes) return;
-    for (Attribute* a : *attributes) delete a;
+    for (Attribute* a : *attributes)
+        delete a;
     delete attributes;
 }

@@ -106,8 +106,9 @@ public:
     Action* action() const { return action_; }
     // Stores the top action of the event, overwriting any previous one.
     void attach_action(Action* a) { action_ = a; }
-    const JumpSpec* jump() const { return jump_; }
-    void jump(const JumpSpec* j) { jump_ = j; }
+    // The "@jump" targets (held by the attribute list), or null.
+    const Expression* jump() const { return jump_; }
+    void jump(const Expression* j) { jump_ = j; }
 
     // Forgets the label.
     void clear() { cuename_.clear(); }
@@ -131,7 +132,7 @@ private:
     bool scoretempochange_ = false;
     bool fermata_ = false;
     bool withdummy_ = false;
-    const JumpSpec* jump_ = nullptr;
+    const Expression* jump_ = nullptr;
     std::string cuename_;
     Action* action_ = nullptr;
     int index_ = 0;

@@ -1,9 +1,11 @@
 #include "Tree/Score.hpp"
 
+#include "Exp/Expression.hpp"
 #include "Listening/StateChain.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
+#include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>
@@ -22,9 +24,44 @@ Score::Score(pre_cadenzium* c, const std::string& file, bool no_states)
 }
 
 Score::~Score() {
+    if (score_under_construction() == this) set_score_under_construction(nullptr);
+    for (auto& [index, action] : actions_by_event) delete action;
     delete_state_chain(state_chain);
     for (Event* e : events) delete e;
     delete driver;
+}
+
+namespace {
+
+Score*& reading_score() {
+    static Score* score = nullptr;
+    return score;
+}
+
+} // namespace
+
+Score* score_under_construction() { return reading_score(); }
+void set_score_under_construction(Score* score) { reading_score() = score; }
+
+const yy::location* Score::keep_location(const yy::location& loc) {
+    locations.push_back(loc);
+    return &locations.back();
+}
+
+// The top action of the current event; a later block replaces (and frees)
+// an earlier one.
+void Score::attach_top_action(Action* action) {
+    const int index = get_cur_index();
+    Action*& slot = actions_by_event[index];
+    if (slot != action) delete slot;
+    slot = action;
+    events[static_cast<size_t>(index)]->attach_action(action);
+}
+
+int Score::CountActions() const {
+    int n = 0;
+    for (const auto& [index, action] : actions_by_event) n += action->countActions();
+    return n;
 }
 
 bool Score::ParseFile(const std::string& path) { return driver->parseFile(path, this) != nullptr; }
@@ -113,7 +150,9 @@ void Score::finish_event(Event* e, float duration, AttributeList* attributes, bo
     e->index(get_cur_index());
     beat_position += duration;
     if (is_note) last_note_index = get_cur_index();
-    e->jump(get_jump(attributes));
+    Expression* jump = get_jump(attributes);
+    Expression::finalize(jump, core);
+    e->jump(jump);
 }
 
 // A note, a chord or a pitchless event: a grace event (duration <= 0) adds
@@ -290,9 +329,11 @@ void Score::register_label(const std::string& name, double beat, Event* event) {
 void Score::register_label(const std::string& name, Action* action, const yy::location* loc) {
     if (name.empty()) return;
     auto old = label_to_action.find(name);
-    if (old != label_to_action.end() && core && core->verbose())
+    if (old != label_to_action.end() && core && core->verbose()) {
+        const yy::location* before = old->second ? old->second->location : nullptr;
         post("Warning: redefining label  %s  at location %s previously defined at %s)", name.c_str(),
-             loc ? location_string(*loc).c_str() : "", "");
+             loc ? location_string(*loc).c_str() : "", before ? location_string(*before).c_str() : "");
+    }
     label_to_action[name] = action;
 }
 
@@ -416,14 +457,37 @@ double Score::get_label_rdate(const std::string& label) const {
 
 // ---- jumps ----
 
+int Score::scalar_value_as_jump(const Value& v) const {
+    if (v->is_tab()) return -1;
+    if (v->is_undef()) return -2; // a variable not set yet: no target
+    if (v->is_string_or_symb()) {
+        auto it = label_to_event.find(v->get_string());
+        return it == label_to_event.end() ? -2 : it->second->index();
+    }
+    if (v->is_int()) {
+        const long target = v->get_int();
+        return target > 0 && target <= get_cur_index() ? static_cast<int>(target) : -2;
+    }
+    error("Dynamic @JUMP: expression has type %s", v->kind_name());
+    return -3;
+}
+
+// A constant target is read statically, anything else in the current state
+// of the variables.
 const std::vector<int>& Score::find_jump(int i) {
     jump_scratch.clear();
     if (i < 0 || i > get_cur_index()) return jump_scratch;
-    const JumpSpec* jump = events[static_cast<size_t>(i)]->jump();
+    const Expression* jump = events[static_cast<size_t>(i)]->jump();
     if (!jump) return jump_scratch;
-    for (const std::string& label : jump->labels) {
-        auto it = label_to_event.find(label);
-        if (it != label_to_event.end()) jump_scratch.push_back(it->second->index());
+    ScoreEval known = jump->eval_in_score();
+    const Value targets = known.variability == VARIABILITY_STATIC ? known.value : jump->eval();
+    const int single = scalar_value_as_jump(targets);
+    if (single > 0) jump_scratch.push_back(single);
+    if (single == -1) {
+        for (const Value& element : *value_cast<TabValue>(*targets).val) {
+            const int target = scalar_value_as_jump(element);
+            if (target > 0) jump_scratch.push_back(target);
+        }
     }
     jump_table[i] = jump_scratch;
     return jump_scratch;
@@ -436,6 +500,22 @@ void Score::print_events(std::ostream& out) const {
 }
 
 void Score::show(std::ostream& out) const {
-    out << "// score " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
-    print_events(out);
+    out << "// SCORE: " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
+    for (size_t i = 0; i < events.size(); ++i) {
+        if (i > 0) out << events[i]->toString() << '\n';
+        if (const Action* a = events[i]->action()) {
+            ShowNesting nested(out);
+            a->show(out);
+        }
+    }
+}
+
+void Score::show_actions(std::ostream& out) const {
+    for (const auto& [index, action] : actions_by_event) {
+        const Event* e = events[static_cast<size_t>(index)];
+        out << "// event " << index;
+        if (!e->cuename().empty()) out << ' ' << e->cuename();
+        out << " (beat " << e->beatcum() << ")\n";
+        action->show(out);
+    }
 }

@@ -7,6 +7,7 @@
 #include "Tree/ASTNode.hpp"
 #include "Tree/Attributes.hpp"
 
+#include <deque>
 #include <map>
 #include <string>
 #include <utility>
@@ -14,6 +15,7 @@
 
 class Event;
 class Pitch;
+class Value;
 class Action;
 class ParseDriver;
 class StateChain;
@@ -84,14 +86,27 @@ public:
     // ---- jumps ----
     // Fills and returns the jump targets of event i (empty when none).
     const std::vector<int>& find_jump(int i);
+    // The event a jump value names (a label or an event number), -1 for a
+    // tab (each element is then converted), below -1 when it names none.
+    int scalar_value_as_jump(const Value& v) const;
 
     // ---- actions ----
-    int CountActions() const { return static_cast<int>(actions_by_event.size()); }
+    // Makes `action` the top action of the current event (replacing, and
+    // freeing, an earlier one).
+    void attach_top_action(Action* action);
+    // The count of actions that the score writes.
+    int CountActions() const;
     int CountEvents() const { return static_cast<int>(events.size()) - 1; }
+
+    // A place in the text that lives as long as the score, for the
+    // expressions read from it.
+    const yy::location* keep_location(const yy::location& loc);
 
     void show(std::ostream& out) const override;
     // Prints one event per line, with its index and beat position.
     void print_events(std::ostream& out) const;
+    // Prints the action tree of each event that has one.
+    void show_actions(std::ostream& out) const;
 
     // ---- state (names as the reader and listening use them) ----
     float period = 1.0f;
@@ -123,6 +138,7 @@ public:
     pre_cadenzium* core = nullptr;
     bool bpm_pending = false;
     std::vector<int> jump_scratch;
+    std::deque<yy::location> locations;
 
 private:
     // Common tail of every event builder: flags, label, push, IOI bookkeeping.
@@ -135,6 +151,11 @@ private:
     Event* add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
                      AttributeList* attributes, const yy::location& loc);
 };
+
+// The score that a reading is filling, or null outside readings. Actions
+// register their labels there.
+Score* score_under_construction();
+void set_score_under_construction(Score* score);
 
 // Frees a vector of pitches built by the grammar.
 void delete_pitches(std::vector<Pitch*>* pitches);

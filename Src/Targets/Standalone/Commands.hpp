@@ -23,6 +23,10 @@ struct FollowOptions {
     bool realtime = false;
     bool quiet = false;
     int verbosity = 0;
+    // Seconds the follower and the electronics go on after the last note.
+    double tail = 2.0;
+    // Listen with the engine's defaults rather than the piano profile.
+    bool design_listening = false;
 };
 
 // Follows a recorded performance against a score and reports each position

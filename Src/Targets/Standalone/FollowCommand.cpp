@@ -1,6 +1,8 @@
 #include "Commands.hpp"
 
+#include "ClockSession.hpp"
 #include "FollowReport.hpp"
+#include "ListeningProfile.hpp"
 #include "MidiFile.hpp"
 #include "MidiFollower.hpp"
 #include "RunTime/Console.hpp"
@@ -10,6 +12,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -42,15 +45,20 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
         error("cadenzium: cannot read '%s': %s", options.midi.c_str(), performance.error.c_str());
         return 1;
     }
+    // The clocks first: the engine's are made with it. The report outlives
+    // the engine, whose clock thread may be delivering until it dies.
+    ClockSession clocks(options.realtime);
+    TraceTarget trace;
+    std::optional<FollowReport> reporting;
     StandaloneHost host;
     host.set_verbosity(options.verbosity);
+    apply_listening_profile(host, options.design_listening ? design_profile() : piano_midi_profile());
     if (!host.ScoreParsing(options.score)) return 1;
 
-    TraceTarget trace;
     if (!open_trace(options.trace, trace)) return 1;
     // With the trace on standard output the human lines stay quiet.
     std::ostream* human = options.trace == "-" ? nullptr : &out;
-    FollowReport report(human, trace.stream);
+    FollowReport& report = reporting.emplace(human, trace.stream);
     report.show_progress(!options.quiet && isatty(STDERR_FILENO) && !options.realtime);
 
     // Notes inside a trill or a multi-event report their event again: one
@@ -61,9 +69,13 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
         last_index = index;
         report.position({host.GetTime(), index, e ? e->beatcum() : 0.0, host.tempo_bpm(), e ? e->cuename() : ""});
     });
+    host.on_message([&](const message& m) { report.message(m); });
+    // In real time logical time 0 is the start of the performance.
+    if (options.realtime) host.start_wall_clock();
     host.cadenzium_start("");
     MidiFollower follower(host, std::move(performance.notes), performance.duration);
-    follower.run(options.realtime, 1.0, [&](double t) { report.progress(t, performance.duration + 1.0); });
+    const double end = performance.duration + options.tail;
+    follower.run(options.realtime, options.tail, [&](double t) { report.progress(t, end); });
     report.end_progress();
     host.cadenzium_stop();
     return 0;

@@ -1,15 +1,18 @@
 // What `cadenzium follow` says about a performance: one human line per
-// position change (and later per fired message), and the same as JSON Lines
-// in a trace file.
+// position change and per message of the score, and the same as JSON Lines
+// in a trace file. Lines come from the decoding thread and, in real time,
+// from the clock thread: each is written whole.
 #pragma once
 
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <string>
 
 class Event;
+struct message;
 
 struct PositionReport {
     double time = 0;
@@ -24,6 +27,8 @@ public:
     FollowReport(std::ostream* human, std::ostream* trace) : human(human), trace(trace) {}
 
     void position(const PositionReport& report);
+    // A message at its logical date.
+    void message(const ::message& m);
 
     // The progress bar on a terminal: fraction done of the performance.
     void progress(double done, double total);
@@ -33,6 +38,7 @@ public:
 private:
     std::ostream* human;
     std::ostream* trace;
+    std::mutex lines;
     bool progress_on = false;
     int last_percent = -1;
 };

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include <pthread.h>
+#include <sched.h>
 #ifdef __linux__
 #include <sys/prctl.h>
 #endif
@@ -14,6 +16,9 @@ constexpr std::size_t not_pending = std::numeric_limits<std::size_t>::max();
 // Longest delay the clock takes (about 30 years): more would overflow the
 // time point.
 constexpr double max_delay_ms = 1e12;
+// The real-time priority asked for the clock thread: above ordinary work,
+// below the system's own real-time threads.
+constexpr int clock_priority = 40;
 } // namespace
 
 struct SchedulerThread::Timer : HostClock {
@@ -113,6 +118,11 @@ void SchedulerThread::run() {
     // by default; a clock thread asks for none.
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
 #endif
+    // Clock callbacks are short and must not wait behind other work: a
+    // real-time priority when the system grants it, the normal one else.
+    sched_param priority{};
+    priority.sched_priority = clock_priority;
+    pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority);
     std::unique_lock lock(mutex);
     while (!stopping) {
         if (heap.empty()) {

@@ -1,5 +1,8 @@
 #include "StandaloneHost.hpp"
 
+#include "RunTime/CadClock.hpp"
+#include "RunTime/VirtualTime.hpp"
+
 #include <thread>
 
 StandaloneHost::StandaloneHost() {
@@ -12,14 +15,21 @@ void StandaloneHost::report_position(int index, const Event* event) {
     if (position_sink) position_sink(index, event);
 }
 
-double StandaloneHost::GetTime() const {
-    if (!wall_clock) return virtual_now;
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - wall_origin).count();
+void StandaloneHost::send_one_message(const message& m) {
+    if (message_sink) message_sink(m);
+}
+
+void StandaloneHost::set_time(double seconds) {
+    if (wall_clock || !CadClock::virtual_mode()) return;
+    VirtualTime::run_until(seconds);
+    if (seconds > CadClock::GetTime()) CadClock::SetTime(seconds);
 }
 
 void StandaloneHost::start_wall_clock() {
+    if (wall_clock) return;
     wall_clock = true;
     wall_origin = std::chrono::steady_clock::now();
+    CadClock::init_now();
 }
 
 void StandaloneHost::wait_until(double seconds) const {

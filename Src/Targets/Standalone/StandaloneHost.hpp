@@ -1,5 +1,6 @@
 // The engine's host in the standalone program: no patching environment, a
-// console on the terminal, observations by MIDI on inlet 0.
+// console on the terminal, observations by MIDI on inlet 0, and the
+// messages of the score handed to whoever listens.
 #pragma once
 
 #include "RunTime/CadenziumCore.hpp"
@@ -24,11 +25,17 @@ public:
     void on_position(PositionSink sink) { position_sink = std::move(sink); }
     void report_position(int index, const Event* event) override;
 
+    // Where the score's messages go, in the order of their instants.
+    using MessageSink = std::function<void(const message&)>;
+    void on_message(MessageSink sink) { message_sink = std::move(sink); }
+    void send_one_message(const message& m) override;
+
     // ---- time ----
-    // Offline the engine reads a virtual clock that the driver sets; in real
-    // time it reads the wall clock from the start of the performance.
-    double GetTime() const override;
-    void set_time(double seconds) { virtual_now = seconds; }
+    // Offline the engine's clocks are virtual and the driver moves time on:
+    // the timers due meanwhile fire at their own dates first. In real time
+    // the clocks are the host's and time is the wall clock's.
+    void set_time(double seconds);
+    // Logical time 0 is now; the first call only counts.
     void start_wall_clock();
     // Sleeps until `seconds` after the start of the wall clock.
     void wait_until(double seconds) const;
@@ -46,7 +53,7 @@ private:
     float block_size = 512.0f;
     float sample_rate_hz = 44100.0f;
     PositionSink position_sink;
-    double virtual_now = 0;
+    MessageSink message_sink;
     bool wall_clock = false;
     std::chrono::steady_clock::time_point wall_origin;
 };

@@ -36,7 +36,11 @@ int main(int argc, char** argv) {
     follow_cmd->add_option("score", follow.score, "The score file")->required();
     follow_cmd->add_option("--midi", follow.midi, "A Standard MIDI File of the performance")->required();
     follow_cmd->add_flag("--realtime", follow.realtime, "Pace the performance by the wall clock");
+    follow_cmd->add_flag("--design-listening", follow.design_listening,
+                         "Listen with the engine's default observation instead of the piano profile");
     follow_cmd->add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
+    follow_cmd->add_option("--tail", follow.tail, "Seconds the follower and the electronics go on after the last note")
+        ->check(CLI::NonNegativeNumber);
     follow_cmd->add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     follow_cmd->add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
 

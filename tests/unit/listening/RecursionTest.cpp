@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -155,6 +157,46 @@ TEST_F(Recursion, OverflowingProductKeepsItsLastFiniteValue) {
     EXPECT_EQ(s->obsCumNorm[0], 2.0);
     EXPECT_EQ(s->obsCumNorm[1], 2.0) << "1e300 / 1e-300 * 2 is infinite";
     EXPECT_EQ(s->obsCumNorm[2], 2.0);
+}
+
+// The histories are rings of 1,000 entries: long after they have wrapped,
+// the products and sums still run over the right frames, newest first.
+TEST_F(Recursion, LookBackReadsWrappedHistoriesInFrameOrder) {
+    StateSemiMarkov* s = semi(1, 400.0); // four stays reach past the bound
+    StateMarkov* next = markov(2);
+    History obs{OBS_HISTORY};
+    double next_obs = 0.3;
+    s->obs = &obs;
+    next->obs = &next_obs;
+    chain.setPosition(static_cast<State*>(s));
+    int checked = 0;
+    for (int t = 0; t < 2500; ++t) {
+        obs.push_back(0.2 + 0.6 * std::fabs(std::sin(0.37 * t)));
+        s->StateIn += 0.01 * (1 + t % 7);
+        frame();
+        if (t < 1200 || t % 433 != 0) continue;
+
+        const std::vector<double>* occupancy = nullptr;
+        const std::vector<double>* survivor = nullptr;
+        align.computeDurationDistributions(occupancy, survivor, s->FrameDurationFloat(), s->u_max);
+        // After the frame the normalisers hold this frame's too, and the
+        // oldest one the products used is gone.
+        const size_t n = std::min(chain.N_t.size(), s->StateIns.size());
+        ASSERT_GE(s->obsCumNorm.size(), n);
+        double run = obs.back(0);
+        double last = 1e-12, leaving = 0;
+        for (size_t u = 0; u < n; ++u) {
+            if (u > 0) run *= obs.back(u) / chain.N_t.back(u);
+            ASSERT_DOUBLE_EQ(s->obsCumNorm[u], run) << "frame " << t << ", u " << u;
+            last += (*survivor)[u] * s->StateIns.back(u) * run;
+            leaving += (*occupancy)[u] * s->StateIns.back(u) * run;
+        }
+        const double N = chain.N_t.back(0);
+        EXPECT_NEAR(s->ForwardLast, last / N, 1e-12 * last / N) << "frame " << t;
+        EXPECT_NEAR(s->Forward, leaving / N, 1e-12 * leaving / N) << "frame " << t;
+        ++checked;
+    }
+    EXPECT_EQ(checked, 3);
 }
 
 TEST_F(Recursion, TiesGoToTheEarlierStateAndSubState) {

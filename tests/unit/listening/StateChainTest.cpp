@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -145,6 +146,28 @@ TEST(DecodeWindow, OneThirdBehindTwoThirdsAhead) {
     const std::vector<int> end = window_events(rig.chain());
     EXPECT_EQ(end.back(), 60) << "the end state";
     EXPECT_EQ(end.front(), 42);
+}
+
+// Dummy silences and a waiting state share the index of an event: the
+// window is placed from the first state of the event asked for.
+TEST(DecodeWindow, PlacedFromTheEventsOwnStatePastDummies) {
+    std::string text = "bpm 60\n";
+    for (int i = 0; i < 40; ++i)
+        text += "NOTE " + std::to_string(60 + i % 12) + (i % 3 == 0 ? " 1 @staccato\n" : " 1\n");
+    ListeningRig rig(text);
+    rig.align.inference_decode_window_length(4);
+    Score& score = rig.engine.score();
+    for (int i : {2, 3, 4, 20, 22, 40}) {
+        rig.chain().updateDecodeWindow(score.events[static_cast<size_t>(i)]);
+        const std::span<State* const> window = rig.chain().window();
+        ASSERT_EQ(window.size(), 4u) << "event " << i;
+        EXPECT_EQ(window[2], score.events[static_cast<size_t>(i)]->state())
+            << "two states behind, event " << i;
+    }
+    rig.chain().waitPosition(score.events[23], score.events[22]);
+    rig.chain().updateDecodeWindow(score.events[23]);
+    EXPECT_EQ(rig.chain().window()[2], score.events[23]->state()) << "the waiting state stands behind";
+    EXPECT_TRUE(rig.chain().window()[1]->isDummy());
 }
 
 TEST(DecodeWindow, LengthOneKeepsTheStateBehind) {

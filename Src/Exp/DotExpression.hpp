@@ -1,0 +1,49 @@
+// Reads of variables through a scope other than the current one:
+// "e.$x" (the variable $x of the process instance that e gives) and
+// "$$x" (a signal or control variable of the audio graph).
+#pragma once
+
+#include "Exp/Var.hpp"
+
+class DotExpression : public Var {
+public:
+    // Takes `left` and `var` (whose name is kept).
+    DotExpression(pre_cadenzium* pre, Expression* left, Var* var, const yy::location* loc = nullptr);
+    DotExpression(const DotExpression& other);
+    DotExpression& operator=(const DotExpression&) = delete;
+    ~DotExpression() override;
+
+    Value eval() const override;
+    void set_var(const TaggedValue& v) const override;
+    Expression* clone() const override { return new DotExpression(*this); }
+    Expression* adjust_parameter(const UserFunction* f,
+                                 const std::vector<std::string>& parameters) const override;
+    void get_variables(VarSet& out) const override { left->get_variables(out); }
+    std::string dot_access_name() const override { return name; }
+    const Expression* head_access() const override { return left; }
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
+        left->set_env(env, locals, level);
+    }
+    void set_ambiant_action(const Action* a) override { left->set_ambiant_action(a); }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+    // Whether `left` names an execution that still runs; its number in `exe`.
+    bool alive(unsigned long& exe) const;
+
+    Expression* left;
+
+private:
+    var_management* vm_in_scope(const char* mode) const;
+};
+
+class DspVar : public Reference {
+public:
+    DspVar(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr)
+        : Reference(pre, name, loc) {}
+    Value eval() const override;
+    void set_reference(const TaggedValue& v) const override;
+    Expression* clone() const override { return new DspVar(*this); }
+    int etag() const override;
+};

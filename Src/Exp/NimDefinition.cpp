@@ -1,0 +1,195 @@
+#include "Exp/NimDefinition.hpp"
+
+#include "Exp/Expression.hpp"
+#include "Exp/Nim.hpp"
+#include "RunTime/Console.hpp"
+
+#include <ostream>
+
+namespace {
+
+void show_or_default(std::ostream& out, const Expression* e, const char* otherwise) {
+    if (e)
+        e->show(out, 0);
+    else
+        out << otherwise;
+}
+
+} // namespace
+
+// ---- NimPoint ----
+
+NimPoint::NimPoint(const NimPoint& o)
+    : shape(o.shape)
+    , count(o.count)
+    , dimension(o.dimension)
+    , abscissa(clone_or_null(o.abscissa))
+    , start(clone_or_null(o.start))
+    , value(clone_or_null(o.value))
+    , extra(clone_or_null(o.extra))
+    , tween(clone_or_null(o.tween)) {}
+
+NimPoint::~NimPoint() {
+    for (Expression* e : expressions())
+        delete e;
+}
+
+std::vector<Expression*> NimPoint::expressions() const {
+    return {abscissa, start, value, extra, tween};
+}
+
+void NimPoint::show(std::ostream& out) const {
+    static const char* const marks[] = {"", "+", "-", "*", "\\", "="};
+    if (shape != PLAIN) {
+        for (int i = 0; i < count; ++i)
+            out << marks[shape];
+        const std::vector<Expression*> args = {abscissa, value, extra};
+        bool first = true;
+        for (const Expression* e : args) {
+            if (!e) continue;
+            out << (first ? "(" : ", ");
+            e->show(out, 0);
+            first = false;
+        }
+        if (!first) out << ')';
+        return;
+    }
+    show_or_default(out, abscissa, "1");
+    out << ' ';
+    if (start) {
+        start->show(out, 0);
+        out << ' ';
+    }
+    show_or_default(out, value, "?");
+    out << ' ';
+    show_or_default(out, tween, "\"linear\"");
+}
+
+int NimPoint::compare_with(const NimPoint& o) const {
+    if (shape != o.shape) return shape < o.shape ? -1 : 1;
+    if (count != o.count) return count < o.count ? -1 : 1;
+    const std::vector<Expression*> mine = expressions(), theirs = o.expressions();
+    for (size_t i = 0; i < mine.size(); ++i)
+        if (const int c = compare_nodes(mine[i], theirs[i])) return c;
+    return 0;
+}
+
+// ---- NimList ----
+
+NimList::NimList(const NimList& o)
+    : x0(clone_or_null(o.x0))
+    , y0(clone_or_null(o.y0)) {
+    for (const NimPoint* p : o.points)
+        points.push_back(new NimPoint(*p));
+}
+
+NimList::~NimList() {
+    delete x0;
+    delete y0;
+    for (NimPoint* p : points)
+        delete p;
+}
+
+std::vector<Expression*> NimList::expressions() const {
+    std::vector<Expression*> all{x0, y0};
+    for (const NimPoint* p : points) {
+        const std::vector<Expression*> more = p->expressions();
+        all.insert(all.end(), more.begin(), more.end());
+    }
+    std::erase(all, nullptr);
+    return all;
+}
+
+void NimList::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
+    for (const Expression* e : expressions())
+        e->set_env(env, locals, level);
+}
+
+void NimList::set_ambiant_action(const Action* a) {
+    for (Expression* e : expressions())
+        e->set_ambiant_action(a);
+}
+
+void NimList::show(std::ostream& out) const {
+    show_or_default(out, x0, "0");
+    if (y0) {
+        out << ' ';
+        y0->show(out, 0);
+    }
+    for (const NimPoint* p : points) {
+        out << ", ";
+        p->show(out);
+    }
+}
+
+int NimList::compare_with(const NimList& o) const {
+    if (const int c = compare_nodes(x0, o.x0)) return c;
+    if (const int c = compare_nodes(y0, o.y0)) return c;
+    if (points.size() != o.points.size()) return points.size() < o.points.size() ? -1 : 1;
+    for (size_t i = 0; i < points.size(); ++i)
+        if (const int c = points[i]->compare_with(*o.points[i])) return c;
+    return 0;
+}
+
+// ---- NimDefinition ----
+
+NimDefinition::NimDefinition(NimList* l, const yy::location* loc)
+    : NonConstantExpression(loc)
+    , list(l) {}
+
+NimDefinition::NimDefinition(const NimDefinition& o)
+    : NonConstantExpression(o)
+    , list(o.list ? o.list->clone() : nullptr) {}
+
+NimDefinition::~NimDefinition() {
+    delete list;
+}
+
+Value NimDefinition::bad_nim() const {
+    post_location("Bad argument in NIM construction", location);
+    return Value::make<NimValue>(std::make_shared<NewInterpolatedMap>());
+}
+
+// Breakpoints are turned into values by the interpolation library; until it
+// is there, a written NIM is reported and evaluates to the empty one.
+Value NimDefinition::eval() const {
+    if (!list) return Value::make<NimValue>(std::make_shared<NewInterpolatedMap>());
+    if (list->points.empty()) {
+        error("Bad Nim construction (?) [nim10]");
+        CAD_INTERNAL_ERROR("empty NIM list");
+        return bad_nim();
+    }
+    error("NIM values are not supported yet");
+    return bad_nim();
+}
+
+void NimDefinition::get_variables(VarSet& out) const {
+    if (!list) return;
+    for (const Expression* e : list->expressions())
+        e->get_variables(out);
+}
+
+void NimDefinition::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
+    if (list) list->set_env(env, locals, level);
+}
+
+void NimDefinition::set_ambiant_action(const Action* a) {
+    if (list) list->set_ambiant_action(a);
+}
+
+void NimDefinition::show(std::ostream& out, int) const {
+    out << "NIM {";
+    if (list) list->show(out);
+    out << '}';
+}
+
+int NimDefinition::etag() const {
+    static const int tag = new_etag();
+    return tag;
+}
+
+int NimDefinition::compare_with(const Expression* other) const {
+    const auto* o = static_cast<const NimDefinition*>(other);
+    if (!list || !o->list) return (list != nullptr) - (o->list != nullptr);
+    return list->compare_with(*o->list);
+}

@@ -1,0 +1,129 @@
+#include "Exp/With.hpp"
+
+#include "Exp/Expression.hpp"
+
+#include <algorithm>
+#include <ostream>
+
+LetHelper::LetHelper(const std::vector<std::string>& names, ExpressionList written, Expression* body)
+    : UserFunction("lethelper", names, body) {
+    exprs.reserve(written.size());
+    for (Expression* e : written) {
+        exprs.push_back(e->adjust_parameter(this, parameters));
+        delete e;
+    }
+}
+
+LetHelper::~LetHelper() {
+    delete_list(exprs);
+}
+
+Value LetHelper::letapply() const {
+    std::vector<Value> frame(static_cast<size_t>(arity));
+    const std::vector<Value>* saved = current_args;
+    current_args = &frame;
+    for (size_t i = 0; i < exprs.size(); ++i)
+        frame[i] = exprs[i]->eval();
+    Value result = body ? body->eval() : undef_value();
+    current_args = saved;
+    return result;
+}
+
+WithExpression::WithExpression(std::vector<Binding> bindings, Expression* body, const yy::location* loc)
+    : NonConstantExpression(loc)
+    , written_body(body) {
+    for (auto& [var, e] : bindings) {
+        names.push_back(var->name);
+        written.push_back(e);
+        delete var;
+    }
+    build_helper();
+}
+
+WithExpression::WithExpression(std::vector<std::string> n, ExpressionList w, Expression* body,
+                               const yy::location* loc)
+    : NonConstantExpression(loc)
+    , names(std::move(n))
+    , written(std::move(w))
+    , written_body(body) {
+    build_helper();
+}
+
+WithExpression::WithExpression(const WithExpression& other)
+    : NonConstantExpression(other)
+    , names(other.names)
+    , written(clone_list(other.written))
+    , written_body(other.written_body->clone()) {
+    build_helper();
+}
+
+WithExpression::~WithExpression() {
+    delete helper;
+    delete_list(written);
+    delete written_body;
+}
+
+void WithExpression::build_helper() {
+    helper = new LetHelper(names, clone_list(written), written_body->clone());
+}
+
+// The names bound here hide the parameters of the enclosing function.
+Expression* WithExpression::adjust_parameter(const UserFunction* f,
+                                             const std::vector<std::string>& parameters) const {
+    std::vector<std::string> visible = parameters;
+    for (std::string& p : visible)
+        if (std::find(names.begin(), names.end(), p) != names.end()) p.clear();
+    ExpressionList adjusted;
+    for (const Expression* e : written)
+        adjusted.push_back(e->adjust_parameter(f, visible));
+    return new WithExpression(names, std::move(adjusted), written_body->adjust_parameter(f, visible),
+                              location);
+}
+
+void WithExpression::get_variables(VarSet& out) const {
+    VarSet inner;
+    for (const Expression* e : written)
+        e->get_variables(inner);
+    written_body->get_variables(inner);
+    for (const Var* v : inner)
+        if (std::find(names.begin(), names.end(), v->name) == names.end()) out.insert(v);
+}
+
+void WithExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
+    for (const Expression* e : helper->exprs)
+        e->set_env(env, locals, level);
+    if (helper->body) helper->body->set_env(env, locals, level);
+}
+
+// The trees as written are told too: they are what copies are made from.
+void WithExpression::set_ambiant_action(const Action* a) {
+    for (Expression* e : written) e->set_ambiant_action(a);
+    written_body->set_ambiant_action(a);
+    for (Expression* e : helper->exprs) e->set_ambiant_action(a);
+    if (helper->body) helper->body->set_ambiant_action(a);
+}
+
+void WithExpression::show(std::ostream& out, int precedence) const {
+    if (precedence > 0) out << '(';
+    out << "with ";
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (i) out << " and ";
+        out << names[i] << " := ";
+        written[i]->show(out, 0);
+    }
+    out << " in ";
+    written_body->show(out, 0);
+    if (precedence > 0) out << ')';
+}
+
+int WithExpression::etag() const {
+    static const int tag = new_etag();
+    return tag;
+}
+
+int WithExpression::compare_with(const Expression* other) const {
+    const auto* o = static_cast<const WithExpression*>(other);
+    if (names != o->names) return names < o->names ? -1 : 1;
+    if (const int c = compare_lists(written, o->written)) return c;
+    return compare_nodes(written_body, o->written_body);
+}

@@ -1,0 +1,54 @@
+// "with $x := e1 and $y := e2 in body": local bindings in an expression. The
+// bindings are the parameters of a hidden function, evaluated in order (a
+// binding may read those before it), then the body.
+#pragma once
+
+#include "Exp/Function.hpp"
+#include "Exp/Var.hpp"
+
+#include <utility>
+
+class LetHelper : public UserFunction {
+public:
+    // Closes `exprs` and `body` over `names` (the trees are consumed).
+    LetHelper(const std::vector<std::string>& names, ExpressionList exprs, Expression* body);
+    ~LetHelper() override;
+
+    // Binds each name in order, then evaluates the body.
+    Value letapply() const;
+
+    ExpressionList exprs;
+};
+
+class WithExpression : public NonConstantExpression {
+public:
+    using Binding = std::pair<Var*, Expression*>;
+    // Takes the variables, their expressions and the body.
+    WithExpression(std::vector<Binding> bindings, Expression* body, const yy::location* loc = nullptr);
+    WithExpression(const WithExpression& other);
+    WithExpression& operator=(const WithExpression&) = delete;
+    ~WithExpression() override;
+
+    Expression* clone() const override { return new WithExpression(*this); }
+    Value eval() const override { return helper->letapply(); }
+    Expression* adjust_parameter(const UserFunction* f,
+                                 const std::vector<std::string>& parameters) const override;
+    void get_variables(VarSet& out) const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    void set_ambiant_action(const Action* a) override;
+    bool auto_delimited() const override { return false; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+    // The bindings and the body as written; the helper holds their closed form.
+    std::vector<std::string> names;
+    ExpressionList written;
+    Expression* written_body;
+    LetHelper* helper;
+
+private:
+    WithExpression(std::vector<std::string> names, ExpressionList written, Expression* body,
+                   const yy::location* loc);
+    void build_helper();
+};

@@ -1,0 +1,155 @@
+// The actions that grammar rules build.
+#include "Exp/Expression.hpp"
+#include "Parser/GrammarSupport.hpp"
+#include "Parser/ParseDriver.hpp"
+#include "RunTime/Console.hpp"
+#include "Tree/ActionAttributes.hpp"
+#include "Tree/Assignments.hpp"
+#include "Tree/AtomicActions.hpp"
+#include "Tree/Compound.hpp"
+#include "Tree/Curve.hpp"
+#include "Tree/DspActions.hpp"
+
+ActionPtr delayed(ActionPtr action, DurPtr delay) {
+    if (action && delay) action->delay = *delay;
+    return action;
+}
+
+void empty_message(ParseDriver& driver, const yy::location& loc) {
+    driver.error(loc, "Empty message");
+}
+
+ExpVecList append_part(ParseDriver& driver, ExpVecList parts, ExpVec part, const yy::location& comma) {
+    if (parts.empty()) empty_message(driver, comma);
+    parts.push_back(std::move(part));
+    return parts;
+}
+
+ActionPtr make_message(ParseDriver& driver, MaxName receiver, ExpVecList parts, AttrVec attributes,
+                       const yy::location& receiver_loc, const yy::location& loc) {
+    std::vector<ExpressionList> arguments;
+    for (ExpVec& part : parts)
+        arguments.push_back(release_expressions(std::move(part)));
+    if (arguments.empty()) {
+        empty_message(driver, receiver_loc);
+        arguments.push_back({new StringValue(std::string("Empty Message"))});
+    }
+    return std::make_unique<Message>(driver.core, receiver.name, receiver.computed.release(),
+                                     std::move(arguments), nullptr, release_attributes(std::move(attributes)),
+                                     &loc);
+}
+
+ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, DurPtr delay,
+                    AttrVec attributes, const yy::location& loc) {
+    return std::make_unique<KillAction>(driver.core, prefix + name, name, nullptr, delay.get(),
+                                        release_attributes(std::move(attributes)), &loc);
+}
+
+ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
+                       DurPtr delay, AttrVec attributes, const yy::location& loc) {
+    return std::make_unique<KillActionOf>(driver.core, prefix + name + "_of_" + of, name, of, nullptr,
+                                          nullptr, delay.get(), release_attributes(std::move(attributes)),
+                                          &loc);
+}
+
+ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
+                     ActionVec body, ExpPtr until, TimedEndValue timed_end, const yy::location& loc) {
+    return ActionPtr(Gfwd::make(driver.core, name, delay.get(), release_attributes(std::move(attributes)),
+                                release_actions(std::move(body)), until.release(), timed_end.release(),
+                                &loc));
+}
+
+namespace {
+
+CurveBreakpoint release_point(BreakPointValue& p) {
+    CurveBreakpoint point;
+    if (p.delay) point.delay = *p.delay;
+    point.values = release_expressions(std::move(p.values));
+    point.type = p.interpolation.type;
+    point.dynamic_type = p.interpolation.dynamic.release();
+    return point;
+}
+
+} // namespace
+
+ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attributes, CurveLists lists,
+                     ExpPtr until, TimedEndValue timed_end, const yy::location& loc) {
+    std::vector<SeqContFunction> functions;
+    for (CurveListValue& list : lists) {
+        std::vector<CurveBreakpoint> points;
+        for (BreakPointValue& p : list.points)
+            points.push_back(release_point(p));
+        functions.emplace_back(release_references(std::move(list.variables)), std::move(points));
+    }
+    return std::make_unique<Curve>(driver.core, name, nullptr, release_attributes(std::move(attributes)),
+                                   std::move(functions), until.release(), timed_end.release(), &loc);
+}
+
+ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
+                            AttrVec attributes, const yy::location& loc) {
+    return ActionPtr(Curve::make_simple(driver.core, release_expressions(std::move(message)), nullptr,
+                                        release_attributes(std::move(attributes)), from.release(),
+                                        to.release(), *duration, &loc));
+}
+
+ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const yy::location& loc) {
+    std::vector<Var*> list;
+    std::vector<int> histories;
+    for (auto& [var, history] : vars) {
+        list.push_back(var.release());
+        histories.push_back(history);
+    }
+    if (kind == 1)
+        return std::make_unique<LocalDec>(driver.core, std::move(list), std::move(histories), &loc);
+    return std::make_unique<GlobalDec>(driver.core, std::move(list), std::move(histories), &loc);
+}
+
+ActionPtr make_switch(ParseDriver& driver, ExpPtr subject, AttrVec attributes, CaseValues cases,
+                      const yy::location& loc) {
+    CaseList list;
+    for (CaseValue& c : cases)
+        list.emplace_back(c.test.release(), release_actions(std::move(c.actions)));
+    return std::make_unique<SwitchAction>(driver.core, subject.release(),
+                                          release_attributes(std::move(attributes)), std::move(list), &loc);
+}
+
+ActionPtr make_let(ParseDriver& driver, ExpPtr target, ExpPtr value, AttrVec attributes,
+                   const yy::location& loc) {
+    const int errors = get_global_error_counter();
+    Action* made = make_let_assignment(driver.core, target.release(), value.release(),
+                                       release_attributes(std::move(attributes)), &loc);
+    if (get_global_error_counter() != errors) driver.report_location(loc);
+    return ActionPtr(made);
+}
+
+AttrPtr action_attribute(ParseDriver&, ActionPtr action) {
+    return std::make_unique<ActionAttribute>(action.release());
+}
+
+ActionPtr attribute_block(ParseDriver& driver, const char* name, ActionVec body, const yy::location& loc) {
+    return ActionPtr(Action::make_action_from_actionlist(driver.core, anonymous_name(name, false), nullptr,
+                                                         nullptr, release_actions(std::move(body)), &loc,
+                                                         true));
+}
+
+ActionPtr make_patch(ParseDriver& driver, const std::string& name, AttrVec attributes, Equations equations,
+                     const yy::location& loc) {
+    std::vector<DspEquation*> list;
+    for (EquationPtr& eq : equations)
+        list.push_back(eq.release());
+    return std::make_unique<DspPatch>(driver.core, name, std::move(list),
+                                      release_attributes(std::move(attributes)), &loc);
+}
+
+EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string& node, StringList arguments,
+                     const yy::location& loc) {
+    return std::make_unique<DspEquation>(driver.core, std::move(outputs), node, std::move(arguments), nullptr,
+                                         &loc);
+}
+
+ActionPtr single_equation(ParseDriver& driver, StringList outputs, const std::string& node,
+                          StringList arguments, AttrVec attributes, const yy::location& loc) {
+    Equations one;
+    one.push_back(equation(driver, std::move(outputs), node, std::move(arguments), loc));
+    return make_patch(driver, next_patch_label(), std::move(attributes), std::move(one), loc);
+}

@@ -1,0 +1,154 @@
+// The expressions that grammar rules build.
+#include "Exp/DotExpression.hpp"
+#include "Exp/Expression.hpp"
+#include "Exp/Interpolation.hpp"
+#include "Exp/With.hpp"
+#include "Parser/GrammarSupport.hpp"
+#include "Parser/ParseDriver.hpp"
+#include "RunTime/Console.hpp"
+#include "RunTime/PreCadenzium.hpp"
+#include "Tree/Bloc.hpp"
+#include "Tree/TreeExpressions.hpp"
+
+ExpPtr make_var_expr(ParseDriver& driver, const std::string& name, const yy::location& loc) {
+    return ExpPtr(SpecialVariable::make_variable(driver.core, name, driver.keep(loc)));
+}
+
+VarPtr make_var(ParseDriver& driver, const std::string& name, const yy::location& loc) {
+    return VarPtr(SpecialVariable::make_variable(driver.core, name, driver.keep(loc)));
+}
+
+ExpPtr fold(ExpPtr e) {
+    return ExpPtr(reduce_static(e.release()));
+}
+
+ExpPtr binary(ParseDriver& driver, e_binop op, ExpPtr left, ExpPtr right, const yy::location& loc) {
+    return std::make_unique<BinaryExpression>(op, left.release(), right.release(), driver.keep(loc));
+}
+
+ExpPtr history_by_count(ParseDriver& driver, ExpPtr count, const std::string& var, const yy::location& loc) {
+    return std::make_unique<Var>(driver.core, var, count.release(), driver.keep(loc));
+}
+
+ExpPtr history_by_date(ParseDriver& driver, ExpPtr date, duration_type unit, const std::string& var,
+                       const yy::location& loc) {
+    return std::make_unique<Var>(driver.core, var, date.release(), unit, driver.keep(loc));
+}
+
+ExpPtr milliseconds(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
+    return fold(binary(driver, OP_DIV, std::move(e), std::make_unique<IntValue>(1000), loc));
+}
+
+DurPtr make_duration(ParseDriver& driver, ExpPtr e, int unit_token, const yy::location& loc) {
+    if (unit_token == 2) e = milliseconds(driver, std::move(e), loc);
+    const duration_type unit = unit_token == 0 ? DURATION_BEATS : DURATION_SECONDS;
+    return std::make_unique<CadDuration>(e.release(), unit);
+}
+
+ExpPtr symbol(const std::string& name) {
+    return std::make_unique<SymbValue>(Reference::unique_id(name));
+}
+
+ExpPtr map_definition(ParseDriver& driver, ExpPairs pairs, bool interpolated, const yy::location& loc) {
+    KeyValueList list;
+    for (ExpPair& p : pairs)
+        list.emplace_back(p.first.release(), p.second.release());
+    if (interpolated) return std::make_unique<InterpolatedMapDefinition>(std::move(list), driver.keep(loc));
+    return std::make_unique<MapDefinition>(std::move(list), driver.keep(loc));
+}
+
+ExpPtr comprehension_over(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr set, ExpPair step_guard,
+                          const yy::location& loc) {
+    // A step has no meaning over a tab or a count.
+    step_guard.first.reset();
+    return ExpPtr(TabComprehension::make_over(driver.core, var.release(), set.release(), body.release(),
+                                              step_guard.second.release(), driver.keep(loc)));
+}
+
+ExpPtr comprehension_range(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr from, ExpPtr to,
+                           ExpPair step_guard, const yy::location& loc) {
+    return ExpPtr(TabComprehension::make_range(driver.core, var.release(), from.release(), to.release(),
+                                               step_guard.first.release(), body.release(),
+                                               step_guard.second.release(), driver.keep(loc)));
+}
+
+ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, const yy::location& loc) {
+    std::vector<WithExpression::Binding> list;
+    for (Binding& b : bindings)
+        list.emplace_back(b.first.release(), b.second.release());
+    return std::make_unique<WithExpression>(std::move(list), body.release(), driver.keep(loc));
+}
+
+ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
+    Action* action =
+        Gfwd::make(driver.core, "", nullptr, nullptr, release_actions(std::move(body)), nullptr, {}, &loc);
+    return std::make_unique<ActionAsExpression>(action, driver.keep(loc));
+}
+
+ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc) {
+    const yy::location* where = driver.keep(loc);
+    return std::make_unique<DotExpression>(driver.core, left.release(), new Var(driver.core, var, where),
+                                           where);
+}
+
+ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc) {
+    GlobalEnvironment* env = driver.core ? driver.core->get_env() : nullptr;
+    return std::make_unique<CallExpression>(function.release(), release_expressions(std::move(args)), env,
+                                            driver.keep(loc));
+}
+
+ExpPtr history(ParseDriver& driver, VarPtr var, int which, bool as_map, const yy::location& loc) {
+    return std::make_unique<VarHistories>(var.release(), static_cast<VarHistories::Which>(which), as_map,
+                                          driver.keep(loc));
+}
+
+ExpPtr tab(ParseDriver& driver, ExpVec elements, const yy::location& loc) {
+    return std::make_unique<TabDefinition>(release_expressions(std::move(elements)), driver.keep(loc));
+}
+
+ExpPtr negated(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
+    return std::make_unique<UnaryExpression>(OP_NEG, e.release(), driver.keep(loc));
+}
+
+// ---- NIM breakpoints ----
+
+NimPointPtr nim_point(ExpPtr abscissa, ExpPtr start, ExpPtr value, ExpPtr tween) {
+    auto p = std::make_unique<NimPoint>();
+    p->abscissa = abscissa.release();
+    p->start = start.release();
+    p->value = value.release();
+    p->tween = tween.release();
+    return p;
+}
+
+NimPointPtr nim_shape(NimPoint::Shape shape, int count, ExpPtr a, ExpPtr b, ExpPtr c) {
+    auto p = std::make_unique<NimPoint>();
+    p->shape = shape;
+    p->count = count;
+    p->abscissa = a.release();
+    p->value = b.release();
+    p->extra = c.release();
+    return p;
+}
+
+NimListPtr nim_list(ExpPtr x0, ExpPtr y0, NimPoints points) {
+    auto list = std::make_unique<NimList>();
+    list->x0 = x0.release();
+    list->y0 = y0.release();
+    for (NimPointPtr& p : points)
+        list->points.push_back(p.release());
+    return list;
+}
+
+interpolate_type static_interpolation(ParseDriver& driver, const std::string& name, const yy::location& loc) {
+    const int errors = get_global_error_counter();
+    const interpolate_type type = check_static_interpol_type(&name);
+    if (get_global_error_counter() != errors) driver.report_location(loc);
+    return type;
+}
+
+// A named easing is checked at once and kept as its name.
+ExpPtr interpolation_type(ParseDriver& driver, const std::string& name, const yy::location& loc) {
+    static_interpolation(driver, name, loc);
+    return std::make_unique<StringValue>(name);
+}

@@ -1,0 +1,200 @@
+#include "Tree/Action.hpp"
+
+#include "Exp/Expression.hpp"
+#include "RunTime/Console.hpp"
+#include "RunTime/PreCadenzium.hpp"
+#include "Tree/ActionAttributes.hpp"
+#include "Tree/Score.hpp"
+
+#include <cassert>
+
+namespace {
+
+CadDuration copy_or_zero(const CadDuration* d) {
+    return d ? *d : CadDuration(0.0, DURATION_BEATS);
+}
+
+void register_action_label(pre_cadenzium* engine, const std::string& label, Action* action,
+                           const yy::location* loc) {
+    Score* score = score_under_construction();
+    if (score) {
+        score->register_label(label, action, loc);
+        return;
+    }
+    if (engine && engine->verbose() > 3) post("Skip label registering for '%s'", label.c_str());
+}
+
+} // namespace
+
+Action::Action(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+               const yy::location* loc, const char* base)
+    : tempo_expression(get_tempo(attl))
+    , condition(get_cond(attl))
+    , delay(copy_or_zero(d))
+    , engine(e)
+    , locality(get_locality(attl))
+    , label(make_label(name, attl, base))
+    , tight(get_tight(attl))
+    , loose(get_loose(attl))
+    , ante(get_ante(attl))
+    , post(get_post(attl))
+    , tight_l(get_tight_l(attl))
+    , loose_l(get_loose_l(attl))
+    , ante_l(get_ante_l(attl))
+    , post_l(get_post_l(attl))
+    , attributes(attl)
+    , location(loc ? make_location(*loc) : nullptr)
+    , events_tempo(get_events_tempo(attl))
+    , events_list_target(get_events_list_target(attl))
+    , duration_target(get_duration_target(attl))
+    , logic_target(get_logic_target(attl))
+    , phase_target(get_phase_target(attl))
+    , period_target(get_period_target(attl))
+    , prog(get_prog(attl))
+    , immediate(get_immediate(attl)) {
+    if (const std::string* b = get_bsym(attl)) {
+        bsym = *b;
+        bsym_set = true;
+    }
+    register_action_label(engine, label, this, location);
+}
+
+Action::~Action() {
+    delete_attributes(attributes);
+    delete location;
+}
+
+std::vector<Action*> Action::attribute_actions() const {
+    std::vector<Action*> held;
+    if (Action* a = get_action(attributes)) held.push_back(a);
+    if (Action* a = get_action_at_kill(attributes)) held.push_back(a);
+    return held;
+}
+
+void Action::get_variables(VarSet& out) const {
+    for (const Expression* e : own_expressions())
+        if (e) e->get_variables(out);
+}
+
+// The expressions of the node also learn their ambient action here.
+void Action::set_env(Environment* env, const std::list<std::string>& locals, int level) {
+    delay.set_ambiant_action(this);
+    delay.set_env(env, locals, level);
+    for (Expression* e : attribute_expressions(attributes)) {
+        e->set_ambiant_action(this);
+        e->set_env(env, locals, level);
+    }
+    for (Expression* e : own_expressions()) {
+        if (!e) continue;
+        e->set_ambiant_action(this);
+        e->set_env(env, locals, level);
+    }
+    for (Action* held : attribute_actions())
+        held->set_env(env, locals, level);
+}
+
+int Action::countActions() const {
+    int n = hidden ? 0 : 1;
+    for (const Action* held : attribute_actions())
+        n += held->countActions();
+    return n;
+}
+
+void Action::compute_and_propage(const std::bitset<32>& context, Score* score) {
+    for (Action* held : attribute_actions())
+        held->compute_and_propage(context, score);
+}
+
+void Action::add_delay(const CadDuration& d) {
+    if (d.unit != delay.unit && !is_zero_delay(&d) && !is_zero_delay(&delay)) {
+        error("Tight with absolute and relative delays impossible!");
+        post_location();
+        return;
+    }
+    if (is_zero_delay(&d)) return;
+    if (is_zero_delay(&delay)) {
+        delay = d;
+        return;
+    }
+    delay.incr_delay(d);
+}
+
+void Action::post_location() const {
+    ::post_location("", location);
+}
+
+bool Action::label_is_shown() const {
+    return is_bloc() || !is_an_anonymous_name(label);
+}
+
+void Action::show(std::ostream& out) const {
+    show_indent(out);
+    if (!is_zero_delay(&delay)) out << delay << ' ';
+    out << word();
+    if (is_bloc()) out << ' ' << label;
+    show_head(out);
+    show_attl(out);
+    if (!has_body()) return;
+    {
+        ShowNesting nested(out);
+        show_body(out);
+    }
+    show_indent(out);
+    out << '}';
+    show_tail(out);
+    out << '\n';
+}
+
+void Action::show_attl(std::ostream& out) const {
+    if (attributes)
+        for (const Attribute* a : *attributes) {
+            if (dynamic_cast<const LabelAttribute*>(a)) continue;
+            out << ' ' << *a;
+        }
+    if (!is_bloc() && label_is_shown()) out << " @label := " << label;
+    if (has_body()) out << " {";
+    if (location) out << "\t; line " << location->begin.line;
+    out << '\n';
+}
+
+void delete_actions(ActionList* list) {
+    if (!list) return;
+    for (Action* a : *list)
+        delete a;
+    delete list;
+}
+
+// ---- printing depth, kept in the stream ----
+
+namespace {
+
+int depth_slot() {
+    static const int slot = std::ios_base::xalloc();
+    return slot;
+}
+
+} // namespace
+
+int show_depth(std::ostream& out) {
+    return static_cast<int>(out.iword(depth_slot()));
+}
+
+void show_indent(std::ostream& out) {
+    out << std::string(static_cast<size_t>(4 * show_depth(out)), ' ');
+}
+
+ShowNesting::ShowNesting(std::ostream& o)
+    : out(o) {
+    ++out.iword(depth_slot());
+}
+
+ShowNesting::~ShowNesting() {
+    --out.iword(depth_slot());
+}
+
+void show_expressions(std::ostream& out, const ExpressionList& list, const char* sep) {
+    for (size_t i = 0; i < list.size(); ++i) {
+        if (i) out << sep;
+        if (list[i]) list[i]->show(out, 0);
+    }
+}

@@ -1,0 +1,181 @@
+// One node of the electronic part of a score. An action has a delay
+// (relative to the preceding action of its block), a label, attributes read
+// once at construction, and a place in the text. Atomic actions are leaves;
+// compound actions (Bloc.hpp) hold bodies.
+#pragma once
+
+#include "Exp/ExpressionBase.hpp"
+#include "Parser/Location.hpp"
+#include "Tree/ASTNode.hpp"
+#include "Tree/Attributes.hpp"
+#include "Tree/Duration.hpp"
+
+#include <bitset>
+#include <list>
+#include <string>
+#include <vector>
+
+class Bloc;
+class Environment;
+class Expression;
+class Score;
+class Var;
+class pre_cadenzium;
+class TempoDec;
+
+using ActionList = std::list<Action*>;
+
+// The locality of an action: "@local", "@global", or neither.
+enum Locality : int { LOCALITY_LOCAL = 0, LOCALITY_GLOBAL = 1, LOCALITY_UNSET = 2 };
+
+class Action : public ASTNode {
+public:
+    // `name` empty: the label comes from the attributes, else it is an
+    // anonymous name on `base`. The action takes the attribute list; the
+    // delay is copied (null: 0 beats).
+    Action(pre_cadenzium* engine, const std::string& name, const CadDuration* delay,
+           AttributeList* attributes, const yy::location* loc, const char* base);
+    ~Action() override;
+    Action(const Action&) = delete;
+    Action& operator=(const Action&) = delete;
+
+    using ASTNode::show;
+    // The delay, the word of the action, its label, its attributes and place,
+    // then the body, indented as the stream's depth says.
+    void show(std::ostream& out) const override;
+    // The receiver of a message (or "" for other actions).
+    virtual std::string msg_name() const { return {}; }
+    virtual std::string proc_name() const { return {}; }
+    virtual bool is_bloc() const { return false; }
+    virtual bool is_atomic_sequence() const { return false; }
+    virtual bool is_simple_var_assignment() const { return false; }
+    // 0 no declaration, 1 "@local", 2 "@global", 3 "@tempovar".
+    virtual int declare_type() const { return 0; }
+    // The variables an "@local" or "@global" declares.
+    virtual const std::vector<Var*>* get_local_var() const { return nullptr; }
+    virtual const TempoDec* get_tempo_var() const { return nullptr; }
+    // The variables read by this action's expressions (not its children's).
+    virtual void get_variables(std::set<const Var*, CompareVarPtr>& out) const;
+    // How many actions the score writes here: this one, its children and
+    // the actions of its attributes.
+    virtual int countActions() const;
+    virtual void set_parent(Bloc* p) { parent = p; }
+    // A group around this action when it is tight (see Gfwd); a compound
+    // action is already one.
+    virtual Action* groupify();
+    // Binds the variables of the action's expressions to a scope: globally
+    // when `level` is GLOBAL_SCOPE_LEVEL, else those named in `locals`.
+    virtual void set_env(Environment* env, const std::list<std::string>& locals, int level);
+    virtual void compute_origin(const Origin& o) { origin = o; }
+    virtual void compute_and_propage(const std::bitset<32>& context, Score* score);
+    // The word printed first: "group", "loop", the receiver of a message...
+    virtual std::string word() const = 0;
+    // What follows the word and the label on the first line (arguments,
+    // condition, period).
+    virtual void show_head(std::ostream&) const {}
+    // Whether show prints a braced body.
+    virtual bool has_body() const { return false; }
+    virtual void show_body(std::ostream&) const {}
+    // What follows the closing brace (end conditions).
+    virtual void show_tail(std::ostream&) const {}
+
+    // Adds `d` to this action's delay; a tight child passes its delay on.
+    void add_delay(const CadDuration& d);
+    // Prints the attributes but the label, and "\t; line N".
+    void show_attl(std::ostream& out) const;
+    // Posts where the action was written.
+    void post_location() const;
+    const std::string& get_label() const { return label; }
+    bool label_is_shown() const;
+
+    // restructure_sequence: runs of undelayed simple atomic actions in
+    // `list` become one AtomicSequence each.
+    static void restructure_sequence(ActionList* list);
+    // A body as one action: the list itself when `simplify` allows and it
+    // holds a single undelayed action, else a group named `name`.
+    static Action* make_action_from_actionlist(pre_cadenzium* engine, const std::string& name,
+                                               const CadDuration* delay, AttributeList* attributes,
+                                               ActionList* list, const yy::location* loc, bool simplify);
+
+    // ---- fields, as construction sets them ----
+    Expression* tempo_expression = nullptr; // owned by the attribute list
+    Expression* condition = nullptr;        // idem
+    int exec_count = 1;
+    int fired_count = 0;
+    double date = -1.0;
+    void* date_owner = nullptr;
+    CadDuration delay;
+    pre_cadenzium* engine = nullptr;
+    int locality = LOCALITY_UNSET;
+    std::string label;
+    bool tight = false, loose = false, ante = false, post = false;
+    const ExpressionList* tight_l = nullptr;
+    const ExpressionList* loose_l = nullptr;
+    const ExpressionList* ante_l = nullptr;
+    const ExpressionList* post_l = nullptr;
+    std::vector<int> tight_events, loose_events, ante_events, post_events;
+    AttributeList* attributes = nullptr;
+    yy::location* location = nullptr;
+    std::string bsym;
+    bool bsym_set = false;
+    int bsym_count = 0;
+    const ExpressionList* events_tempo = nullptr;
+    const ExpressionList* events_list_target = nullptr;
+    const CadDuration* duration_target = nullptr;
+    const Expression* logic_target = nullptr;
+    const Expression* phase_target = nullptr;
+    const Expression* period_target = nullptr;
+    int prog = 2;
+    bool immediate = false;
+    Bloc* parent = nullptr;
+    Origin origin;
+    // True for the actions the reader adds (hidden groups of events and
+    // bodies, the parts of a simplified curve): the count of actions leaves
+    // them out.
+    bool hidden = false;
+
+protected:
+    // The expressions this node holds itself (not those of its children or
+    // attributes), for the walks of set_env, get_variables and the like.
+    virtual std::vector<Expression*> own_expressions() const { return {}; }
+    // The actions held by attributes ("@action", "@abort").
+    std::vector<Action*> attribute_actions() const;
+};
+
+class AtomicAction : public Action {
+public:
+    using Action::Action;
+    // The hook of simple atomic actions: true when it may join an
+    // AtomicSequence (see restructure_sequence).
+    virtual bool weak_ok_action() const;
+};
+
+// The depth of indentation that `show` uses on a stream.
+int show_depth(std::ostream& out);
+void show_indent(std::ostream& out);
+// Raises the depth for the life of the object.
+class ShowNesting {
+public:
+    explicit ShowNesting(std::ostream& out);
+    ~ShowNesting();
+    ShowNesting(const ShowNesting&) = delete;
+    ShowNesting& operator=(const ShowNesting&) = delete;
+
+private:
+    std::ostream& out;
+};
+
+// Shows a list of expressions separated by `sep`.
+void show_expressions(std::ostream& out, const ExpressionList& list, const char* sep);
+
+// ---- names of hidden objects ----
+// "__anonymous<n>_<name>" ("$__anonymous..." with `dollar`), n a process-wide
+// counter; an anonymous prefix already on `name` is dropped first. At most
+// 127 characters.
+std::string anonymous_name(const std::string& name, bool dollar = false);
+bool is_an_anonymous_name(const std::string& name);
+// `name` when given, else the first label attribute, else an anonymous name on `base`.
+std::string make_label(const std::string& name, const AttributeList* attributes, const std::string& base);
+
+// Frees a list of actions and the list.
+void delete_actions(ActionList* list);

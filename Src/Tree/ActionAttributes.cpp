@@ -1,0 +1,151 @@
+#include "Tree/ActionAttributes.hpp"
+
+#include "Exp/Expression.hpp"
+#include "Tree/Action.hpp"
+#include "Tree/Duration.hpp"
+
+#include <ostream>
+
+namespace {
+
+void delete_expressions(ExpressionList* list) {
+    if (!list) return;
+    delete_list(*list);
+    delete list;
+}
+
+void collect_list(const ExpressionList* list, std::vector<Expression*>& out) {
+    if (list) out.insert(out.end(), list->begin(), list->end());
+}
+
+} // namespace
+
+StrategyAttribute::~StrategyAttribute() {
+    delete_expressions(events);
+}
+
+void StrategyAttribute::show(std::ostream& out) const {
+    out << keyword();
+    if (!events) return;
+    out << " := {";
+    show_expressions(out, *events, " ");
+    out << "}";
+}
+
+TargetAttribute::~TargetAttribute() {
+    delete_expressions(events);
+    delete duration;
+    delete logic;
+    delete period;
+    delete phase;
+}
+
+void TargetAttribute::show(std::ostream& out) const {
+    out << keyword() << ' ';
+    if (events) {
+        out << '{';
+        show_expressions(out, *events, " ");
+        out << '}';
+    } else if (duration) {
+        out << '[' << *duration << ']';
+    } else if (logic) {
+        out << '[' << *logic << "#]";
+    } else if (period && phase) {
+        out << '(' << *period << " %% " << *phase << ')';
+    }
+}
+
+ExpressionAttribute::~ExpressionAttribute() {
+    delete expression;
+}
+
+void ExpressionAttribute::show(std::ostream& out) const {
+    out << keyword() << ' ';
+    if (expression) expression->show(out, 0);
+}
+
+void CondAttribute::show(std::ostream& out) const {
+    out << keyword();
+    if (expression) expression->show(out, 0);
+    out << ')';
+}
+
+EventsTempo::~EventsTempo() {
+    delete_expressions(events);
+}
+
+void EventsTempo::show(std::ostream& out) const {
+    out << keyword();
+    if (events) show_expressions(out, *events, " ");
+    out << '}';
+}
+
+SyncVarAttribute::~SyncVarAttribute() {
+    delete var;
+}
+
+void SyncVarAttribute::show(std::ostream& out) const {
+    out << keyword() << ' ';
+    if (var) var->show(out, 0);
+}
+
+GrainAttribute::~GrainAttribute() {
+    delete grain;
+}
+
+void GrainAttribute::show(std::ostream& out) const {
+    out << keyword() << ' ';
+    if (grain) out << *grain;
+}
+
+void BsymAttribute::show(std::ostream& out) const {
+    out << keyword() << ' ' << symbol;
+}
+
+HeldActionAttribute::~HeldActionAttribute() {
+    delete action;
+}
+
+// The held action prints on its own lines, one level deeper.
+void HeldActionAttribute::show(std::ostream& out) const {
+    out << keyword() << " {\n";
+    if (action) {
+        ShowNesting nested(out);
+        action->show(out);
+    }
+    show_indent(out);
+    out << '}';
+}
+
+// ---- the expressions held ----
+
+void StrategyAttribute::collect_expressions(std::vector<Expression*>& out) const {
+    collect_list(events, out);
+}
+
+void TargetAttribute::collect_expressions(std::vector<Expression*>& out) const {
+    collect_list(events, out);
+    for (Expression* e : {duration ? duration->expr : nullptr, logic, period, phase})
+        if (e) out.push_back(e);
+}
+
+void EventsTempo::collect_expressions(std::vector<Expression*>& out) const {
+    collect_list(events, out);
+}
+
+void SyncVarAttribute::collect_expressions(std::vector<Expression*>& out) const {
+    if (var) out.push_back(var);
+}
+
+void GrainAttribute::collect_expressions(std::vector<Expression*>& out) const {
+    if (grain && grain->expr) out.push_back(grain->expr);
+}
+
+std::vector<Expression*> attribute_expressions(const AttributeList* attributes) {
+    std::vector<Expression*> out;
+    if (!attributes) return out;
+    for (const Attribute* a : *attributes)
+        a->collect_expressions(out);
+    std::erase(out, nullptr);
+    return out;
+}

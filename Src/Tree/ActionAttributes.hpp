@@ -1,0 +1,203 @@
+// The attributes that actions take. Each owns what it holds.
+#pragma once
+
+#include "Tree/Attributes.hpp"
+
+#include <memory>
+
+// "@tight", "@loose", "@ante", "@post", with an optional list of events.
+class StrategyAttribute : public Attribute {
+public:
+    explicit StrategyAttribute(ExpressionList* events)
+        : events(events) {}
+    ~StrategyAttribute() override;
+    StrategyAttribute(const StrategyAttribute&) = delete;
+    StrategyAttribute& operator=(const StrategyAttribute&) = delete;
+    void show(std::ostream& out) const override;
+    void collect_expressions(std::vector<Expression*>& out) const override;
+    ExpressionList* events; // null when no list is given
+};
+
+class TightAttribute : public StrategyAttribute {
+public:
+    using StrategyAttribute::StrategyAttribute;
+    const char* keyword() const override { return "@Tight"; }
+};
+
+class LooseAttribute : public StrategyAttribute {
+public:
+    using StrategyAttribute::StrategyAttribute;
+    const char* keyword() const override { return "@Loose"; }
+};
+
+class AnteAttribute : public StrategyAttribute {
+public:
+    using StrategyAttribute::StrategyAttribute;
+    const char* keyword() const override { return "@Ante"; }
+};
+
+class PostAttribute : public StrategyAttribute {
+public:
+    using StrategyAttribute::StrategyAttribute;
+    const char* keyword() const override { return "@Post"; }
+};
+
+// "@local" or "@global" (a Locality value).
+class LocalAttribute : public Attribute {
+public:
+    explicit LocalAttribute(int locality)
+        : locality(locality) {}
+    const char* keyword() const override { return locality == 0 ? "@local" : "@global"; }
+    int locality;
+};
+
+// "@target": a list of events, a duration, a count of logical steps, or a
+// period and a phase.
+class TargetAttribute : public Attribute {
+public:
+    TargetAttribute() = default;
+    ~TargetAttribute() override;
+    TargetAttribute(const TargetAttribute&) = delete;
+    TargetAttribute& operator=(const TargetAttribute&) = delete;
+    const char* keyword() const override { return "@Target :="; }
+    void show(std::ostream& out) const override;
+    void collect_expressions(std::vector<Expression*>& out) const override;
+
+    ExpressionList* events = nullptr;
+    CadDuration* duration = nullptr;
+    Expression* logic = nullptr;
+    Expression* period = nullptr;
+    Expression* phase = nullptr;
+};
+
+// An attribute holding one expression.
+class ExpressionAttribute : public Attribute {
+public:
+    explicit ExpressionAttribute(Expression* e)
+        : expression(e) {}
+    ~ExpressionAttribute() override;
+    ExpressionAttribute(const ExpressionAttribute&) = delete;
+    ExpressionAttribute& operator=(const ExpressionAttribute&) = delete;
+    void show(std::ostream& out) const override;
+    void collect_expressions(std::vector<Expression*>& out) const override { out.push_back(expression); }
+    Expression* expression;
+};
+
+class TempoAttribute : public ExpressionAttribute {
+public:
+    using ExpressionAttribute::ExpressionAttribute;
+    const char* keyword() const override { return "@Tempo :="; }
+};
+
+class BetaAttribute : public ExpressionAttribute {
+public:
+    using ExpressionAttribute::ExpressionAttribute;
+    const char* keyword() const override { return "@Beta :="; }
+};
+
+// "@guard": the action fires only when the condition holds.
+class CondAttribute : public ExpressionAttribute {
+public:
+    using ExpressionAttribute::ExpressionAttribute;
+    const char* keyword() const override { return "if ("; }
+    void show(std::ostream& out) const override;
+};
+
+// "@tempo := { e1 e2 }": the followed tempo, through a list of events.
+class EventsTempo : public Attribute {
+public:
+    explicit EventsTempo(ExpressionList* events)
+        : events(events) {}
+    ~EventsTempo() override;
+    EventsTempo(const EventsTempo&) = delete;
+    EventsTempo& operator=(const EventsTempo&) = delete;
+    const char* keyword() const override { return "@Tempo := {"; }
+    void show(std::ostream& out) const override;
+    void collect_expressions(std::vector<Expression*>& out) const override;
+    ExpressionList* events;
+};
+
+class SyncVarAttribute : public Attribute {
+public:
+    explicit SyncVarAttribute(Var* var)
+        : var(var) {}
+    ~SyncVarAttribute() override;
+    SyncVarAttribute(const SyncVarAttribute&) = delete;
+    SyncVarAttribute& operator=(const SyncVarAttribute&) = delete;
+    const char* keyword() const override { return "@sync"; }
+    void show(std::ostream& out) const override;
+    void collect_expressions(std::vector<Expression*>& out) const override;
+    Var* var;
+};
+
+class GrainAttribute : public Attribute {
+public:
+    explicit GrainAttribute(CadDuration* grain)
+        : grain(grain) {}
+    ~GrainAttribute() override;
+    GrainAttribute(const GrainAttribute&) = delete;
+    GrainAttribute& operator=(const GrainAttribute&) = delete;
+    const char* keyword() const override { return "@Grain :="; }
+    void show(std::ostream& out) const override;
+    void collect_expressions(std::vector<Expression*>& out) const override;
+    CadDuration* grain;
+};
+
+class BsymAttribute : public Attribute {
+public:
+    explicit BsymAttribute(std::string symbol)
+        : symbol(std::move(symbol)) {}
+    const char* keyword() const override { return "Bsym :="; }
+    void show(std::ostream& out) const override;
+    std::string symbol;
+};
+
+class ImmediateAttribute : public Attribute {
+public:
+    const char* keyword() const override { return "@Immediate"; }
+};
+
+class StaticScopeAttribute : public Attribute {
+public:
+    const char* keyword() const override { return "@StaticScope"; }
+};
+
+class NoRecAttribute : public Attribute {
+public:
+    const char* keyword() const override { return "@NoRec"; }
+};
+
+// An attribute holding an action: "@action" (fired at each step of a curve)
+// and "@abort" (fired when the action is aborted).
+class HeldActionAttribute : public Attribute {
+public:
+    explicit HeldActionAttribute(Action* action)
+        : action(action) {}
+    ~HeldActionAttribute() override;
+    HeldActionAttribute(const HeldActionAttribute&) = delete;
+    HeldActionAttribute& operator=(const HeldActionAttribute&) = delete;
+    void show(std::ostream& out) const override;
+    Action* action;
+};
+
+class ActionAttribute : public HeldActionAttribute {
+public:
+    using HeldActionAttribute::HeldActionAttribute;
+    const char* keyword() const override { return "@Action :="; }
+};
+
+class AtKillAttribute : public HeldActionAttribute {
+public:
+    using HeldActionAttribute::HeldActionAttribute;
+    const char* keyword() const override { return "@Kill :="; }
+};
+
+// "@conservative" (mode 1) or "@progressive" (mode 0).
+class ConservativeAttribute : public Attribute {
+public:
+    explicit ConservativeAttribute(int mode)
+        : mode(mode) {}
+    const char* keyword() const override { return "@CONSERVATIVE"; }
+    void show(std::ostream& out) const override { out << (mode == 1 ? "@CONSERVATIVE" : "@PROGRESSIVE"); }
+    int mode;
+};

@@ -1,0 +1,135 @@
+// Assignments and declarations of variables.
+#pragma once
+
+#include "Tree/Action.hpp"
+
+class VarParameter;
+
+// The base of assignments: the value expression, owned.
+class Assignment : public AtomicAction {
+public:
+    Assignment(pre_cadenzium* engine, Expression* value, const CadDuration* delay, AttributeList* attributes,
+               const yy::location* loc);
+    ~Assignment() override;
+    std::string word() const override { return "let"; }
+    void show_head(std::ostream& out) const override;
+    // The target as written.
+    virtual void show_target(std::ostream& out) const = 0;
+
+    Expression* value;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {value}; }
+};
+
+// "$x := e", or "_ := e" (no target: the value is thrown away).
+class AssignmentAction : public Assignment {
+public:
+    AssignmentAction(pre_cadenzium* engine, Var* target, Expression* value, const CadDuration* delay,
+                     AttributeList* attributes, const yy::location* loc);
+    ~AssignmentAction() override;
+    bool is_simple_var_assignment() const override { return target != nullptr; }
+    void show_target(std::ostream& out) const override;
+    Var* target;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// "$x.tempo := e": a parameter of a tempo variable.
+class VarParamAssignmentAction : public Assignment {
+public:
+    VarParamAssignmentAction(pre_cadenzium* engine, VarParameter* target, Expression* value,
+                             AttributeList* attributes, const yy::location* loc);
+    ~VarParamAssignmentAction() override;
+    void show_target(std::ostream& out) const override;
+    VarParameter* target;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// "obj.$x := e": a variable in the scope of a running process or group.
+class LocalAssignment : public Assignment {
+public:
+    LocalAssignment(pre_cadenzium* engine, Expression* object, const std::string& field, Expression* value,
+                    AttributeList* attributes, const yy::location* loc);
+    ~LocalAssignment() override;
+    void show_target(std::ostream& out) const override;
+    Expression* object;
+    std::string field;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {object, value}; }
+};
+
+// "$t[i, j] := e".
+class TabAssignment : public Assignment {
+public:
+    TabAssignment(pre_cadenzium* engine, Expression* tab, ExpressionList indices, Expression* value,
+                  AttributeList* attributes, const yy::location* loc);
+    ~TabAssignment() override;
+    void show_target(std::ostream& out) const override;
+    Expression* tab;
+    ExpressionList indices;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// "let target := e" for any assignable expression; null (with the error
+// "Parse error: expression is not assignable '%s'") for any other. Takes
+// `target`, `value` and `attributes` in every case.
+Action* make_let_assignment(pre_cadenzium* engine, Expression* target, Expression* value,
+                            AttributeList* attributes, const yy::location* loc);
+
+// A declaration: "@local", "@global", "@tempovar". An integer before a
+// variable asks for a history of that length.
+class ActionDeclaration : public Action {
+public:
+    ActionDeclaration(pre_cadenzium* engine, std::vector<Var*> vars, std::vector<int> histories,
+                      const yy::location* loc, const char* base);
+    ~ActionDeclaration() override;
+    const std::vector<Var*>* get_local_var() const override { return &vars; }
+    void show_head(std::ostream& out) const override;
+
+    std::vector<Var*> vars;
+    std::vector<int> histories; // -1 for the default
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+class LocalDec : public ActionDeclaration {
+public:
+    LocalDec(pre_cadenzium* engine, std::vector<Var*> vars, std::vector<int> histories,
+             const yy::location* loc)
+        : ActionDeclaration(engine, std::move(vars), std::move(histories), loc, "local") {}
+    int declare_type() const override { return 1; }
+    std::string word() const override { return "@local"; }
+};
+
+class GlobalDec : public ActionDeclaration {
+public:
+    GlobalDec(pre_cadenzium* engine, std::vector<Var*> vars, std::vector<int> histories,
+              const yy::location* loc)
+        : ActionDeclaration(engine, std::move(vars), std::move(histories), loc, "global") {}
+    int declare_type() const override { return 2; }
+    std::string word() const override { return "@global"; }
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+};
+
+// "@tempovar $x(tempo, step)": a variable that follows a tempo.
+class TempoDec : public ActionDeclaration {
+public:
+    TempoDec(pre_cadenzium* engine, Var* var, double tempo, double step, const yy::location* loc);
+    int declare_type() const override { return 3; }
+    const TempoDec* get_tempo_var() const override { return this; }
+    std::string word() const override { return "@tempovar"; }
+    // Where the variable gets its scope, it gets its tempo.
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void show_head(std::ostream& out) const override;
+
+    double tempo;
+    double step;
+};

@@ -1,0 +1,220 @@
+#include "Tree/AtomicActions.hpp"
+
+#include "Exp/Expression.hpp"
+
+#include <ostream>
+
+// ---- Message ----
+
+Message::Message(pre_cadenzium* e, const std::string& name, Expression* computed,
+                 std::vector<ExpressionList> args, const CadDuration* d, AttributeList* attl,
+                 const yy::location* loc)
+    : AtomicAction(e, "", d, attl, loc, "_msg")
+    , receiver(name)
+    , receiver_expr(computed)
+    , arguments(std::move(args)) {}
+
+Message::~Message() {
+    delete receiver_expr;
+    for (ExpressionList& list : arguments)
+        delete_list(list);
+}
+
+namespace {
+
+// A receiver that is no plain word is quoted.
+std::string shown_receiver(const std::string& name) {
+    if (!name.empty() && name.find_first_of(" \t\"") == std::string::npos) return name;
+    return '"' + name + '"';
+}
+
+// Arguments are closed: anything with an operator is shown in parentheses.
+void show_arguments(std::ostream& out, const ExpressionList& args) {
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (i) out << ' ';
+        if (args[i]) args[i]->show(out, 1000);
+    }
+}
+
+} // namespace
+
+std::string Message::word() const {
+    if (!receiver_expr) return shown_receiver(receiver);
+    return "@command(" + receiver_expr->show() + ")";
+}
+
+void Message::show_head(std::ostream& out) const {
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        out << (i ? ", " : " ");
+        show_arguments(out, arguments[i]);
+    }
+}
+
+std::vector<Expression*> Message::own_expressions() const {
+    std::vector<Expression*> all{receiver_expr};
+    for (const ExpressionList& list : arguments)
+        all.insert(all.end(), list.begin(), list.end());
+    return all;
+}
+
+std::string message_name(const Expression* e) {
+    const TaggedValue* v = e ? e->is_value() : nullptr;
+    if (v && v->is_string_or_symb()) return v->get_string();
+    return "_msg";
+}
+
+// ---- aborting ----
+
+KillAction::KillAction(pre_cadenzium* e, const std::string& label, const std::string& name, Expression* t,
+                       const CadDuration* d, AttributeList* attl, const yy::location* loc)
+    : AtomicAction(e, label, d, attl, loc, "abort")
+    , target_name(name)
+    , target(t) {}
+
+KillAction::~KillAction() {
+    delete target;
+}
+
+void KillAction::show_head(std::ostream& out) const {
+    out << ' ';
+    if (target)
+        target->show(out, 0);
+    else
+        out << target_name;
+}
+
+KillActionOf::KillActionOf(pre_cadenzium* e, const std::string& label, const std::string& name,
+                           const std::string& of, Expression* t, Expression* of_t, const CadDuration* d,
+                           AttributeList* attl, const yy::location* loc)
+    : AtomicAction(e, label, d, attl, loc, "abort")
+    , target_name(name)
+    , of_name(of)
+    , target(t)
+    , of_target(of_t) {}
+
+KillActionOf::~KillActionOf() {
+    delete target;
+    delete of_target;
+}
+
+void KillActionOf::show_head(std::ostream& out) const {
+    out << ' ';
+    if (target)
+        target->show(out, 0);
+    else
+        out << target_name;
+    out << " of ";
+    if (of_target)
+        of_target->show(out, 0);
+    else
+        out << of_name;
+}
+
+// ---- assertion, processes, engine commands ----
+
+CadAssert::CadAssert(pre_cadenzium* e, Expression* c, AttributeList* attl, const yy::location* loc)
+    : AtomicAction(e, "", nullptr, attl, loc, "assert")
+    , assertion(c) {}
+
+CadAssert::~CadAssert() {
+    delete assertion;
+}
+
+void CadAssert::show_head(std::ostream& out) const {
+    out << ' ';
+    assertion->show(out, 0);
+}
+
+ProcCall::ProcCall(pre_cadenzium* e, const std::string& proc, Expression* computed, ExpressionList a,
+                   AttributeList* attl, const yy::location* loc)
+    : AtomicAction(e, "", nullptr, attl, loc, "proc_call")
+    , name(proc)
+    , process(computed)
+    , args(std::move(a)) {}
+
+ProcCall::~ProcCall() {
+    delete process;
+    delete_list(args);
+}
+
+std::string ProcCall::word() const {
+    return process ? ":: " + process->show() : name;
+}
+
+void ProcCall::show_head(std::ostream& out) const {
+    out << '(';
+    show_expressions(out, args, ", ");
+    out << ')';
+}
+
+std::vector<Expression*> ProcCall::own_expressions() const {
+    std::vector<Expression*> all{process};
+    all.insert(all.end(), args.begin(), args.end());
+    return all;
+}
+
+Internal_comm::Internal_comm(pre_cadenzium* e, const std::string& cmd, ExpressionList a, AttributeList* attl,
+                             const yy::location* loc)
+    : AtomicAction(e, "", nullptr, attl, loc, "command")
+    , command(cmd)
+    , args(std::move(a)) {}
+
+Internal_comm::~Internal_comm() {
+    delete_list(args);
+}
+
+void Internal_comm::show_head(std::ostream& out) const {
+    if (args.empty()) return;
+    out << ' ';
+    show_arguments(out, args);
+}
+
+// ---- OSC and files ----
+
+NamedChannelAction::NamedChannelAction(pre_cadenzium* e, const std::string& n, AttributeList* attl,
+                                       const yy::location* loc, const char* base)
+    : AtomicAction(e, "", nullptr, attl, loc, base)
+    , name(n) {}
+
+OscSend::OscSend(pre_cadenzium* e, const std::string& n, const std::string& h, int p, const std::string& a,
+                 AttributeList* attl, const yy::location* loc)
+    : NamedChannelAction(e, n, attl, loc, "oscsend")
+    , host(h)
+    , port(p)
+    , address(a) {}
+
+void OscSend::show_head(std::ostream& out) const {
+    out << ' ' << name << ' ' << host << " : " << port << " \"" << address << '"';
+}
+
+OscRecv::OscRecv(pre_cadenzium* e, const std::string& n, int p, const std::string& a, std::vector<Var*> vars,
+                 AttributeList* attl, const yy::location* loc)
+    : NamedChannelAction(e, n, attl, loc, "oscrecv")
+    , port(p)
+    , address(a)
+    , variables(std::move(vars)) {}
+
+OscRecv::~OscRecv() {
+    for (Var* v : variables)
+        delete v;
+}
+
+void OscRecv::show_head(std::ostream& out) const {
+    out << ' ' << name << ' ' << port << " \"" << address << '"';
+    for (size_t i = 0; i < variables.size(); ++i)
+        out << (i ? ", " : " ") << variables[i]->name;
+}
+
+std::vector<Expression*> OscRecv::own_expressions() const {
+    return {variables.begin(), variables.end()};
+}
+
+OpenFileAction::OpenFileAction(pre_cadenzium* e, const std::string& n, const std::string& f, int m,
+                               AttributeList* attl, const yy::location* loc)
+    : NamedChannelAction(e, n, attl, loc, "openoutfile")
+    , file(f)
+    , mode(m) {}
+
+void OpenFileAction::show_head(std::ostream& out) const {
+    out << ' ' << name << " \"" << file << "\" " << mode;
+}

@@ -1,0 +1,207 @@
+// The atomic actions: leaves of the action tree, each done at one instant.
+#pragma once
+
+#include "Tree/Action.hpp"
+
+// A message to a receiver of the host: several argument lists (separated by
+// commas in the score) to one receiver, named or computed.
+class Message : public AtomicAction {
+public:
+    // Takes `receiver_expr` (null for a named receiver) and the expressions
+    // of `arguments`.
+    Message(pre_cadenzium* engine, const std::string& receiver, Expression* receiver_expr,
+            std::vector<ExpressionList> arguments, const CadDuration* delay, AttributeList* attributes,
+            const yy::location* loc);
+    ~Message() override;
+
+    std::string msg_name() const override { return receiver; }
+    std::string word() const override;
+    void show_head(std::ostream& out) const override;
+
+    std::string receiver;
+    Expression* receiver_expr = nullptr;
+    std::vector<ExpressionList> arguments;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// The receiver name a message part designates: the text of a name, "_msg"
+// for anything computed.
+std::string message_name(const Expression* e);
+
+// "abort name", "kill name", "abort expr": stops a running compound action.
+class KillAction : public AtomicAction {
+public:
+    // A named target (`target` null) or a computed one (`name` empty).
+    KillAction(pre_cadenzium* engine, const std::string& label, const std::string& name, Expression* target,
+               const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
+    ~KillAction() override;
+    std::string word() const override { return "abort"; }
+    void show_head(std::ostream& out) const override;
+
+    std::string target_name;
+    Expression* target = nullptr;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {target}; }
+};
+
+// "abort a of b": stops the instances of `a` that run inside `b`.
+class KillActionOf : public AtomicAction {
+public:
+    KillActionOf(pre_cadenzium* engine, const std::string& label, const std::string& name,
+                 const std::string& of_name, Expression* target, Expression* of_target,
+                 const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
+    ~KillActionOf() override;
+    std::string word() const override { return "abort"; }
+    void show_head(std::ostream& out) const override;
+
+    std::string target_name, of_name;
+    Expression* target = nullptr;
+    Expression* of_target = nullptr;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {target, of_target}; }
+};
+
+class CadAssert : public AtomicAction {
+public:
+    CadAssert(pre_cadenzium* engine, Expression* condition, AttributeList* attributes,
+              const yy::location* loc);
+    ~CadAssert() override;
+    std::string word() const override { return "@assert"; }
+    void show_head(std::ostream& out) const override;
+
+    Expression* assertion;
+    std::string message = "Assertion failed";
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {assertion}; }
+};
+
+// "::p(args)": starts an instance of a process, named or computed.
+class ProcCall : public AtomicAction {
+public:
+    ProcCall(pre_cadenzium* engine, const std::string& name, Expression* process, ExpressionList args,
+             AttributeList* attributes, const yy::location* loc);
+    ~ProcCall() override;
+    std::string proc_name() const override { return name; }
+    std::string word() const override;
+    void show_head(std::ostream& out) const override;
+
+    std::string name;
+    Expression* process = nullptr;
+    ExpressionList args;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// "cadenzium::command args": an engine command from the score.
+class Internal_comm : public AtomicAction {
+public:
+    Internal_comm(pre_cadenzium* engine, const std::string& command, ExpressionList args,
+                  AttributeList* attributes, const yy::location* loc);
+    ~Internal_comm() override;
+    std::string word() const override { return "cadenzium::" + command; }
+    void show_head(std::ostream& out) const override;
+
+    std::string command;
+    ExpressionList args;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return args; }
+};
+
+// Actions on OSC channels and output files, named by an identifier.
+class NamedChannelAction : public AtomicAction {
+public:
+    NamedChannelAction(pre_cadenzium* engine, const std::string& name, AttributeList* attributes,
+                       const yy::location* loc, const char* base);
+    void show_head(std::ostream& out) const override { out << ' ' << name; }
+    std::string name;
+};
+
+class OscSend : public NamedChannelAction {
+public:
+    OscSend(pre_cadenzium* engine, const std::string& name, const std::string& host, int port,
+            const std::string& address, AttributeList* attributes, const yy::location* loc);
+    std::string word() const override { return "oscsend"; }
+    void show_head(std::ostream& out) const override;
+    std::string host;
+    int port;
+    std::string address;
+};
+
+class OscRecv : public NamedChannelAction {
+public:
+    OscRecv(pre_cadenzium* engine, const std::string& name, int port, const std::string& address,
+            std::vector<Var*> variables, AttributeList* attributes, const yy::location* loc);
+    ~OscRecv() override;
+    std::string word() const override { return "oscreceive"; }
+    void show_head(std::ostream& out) const override;
+    int port;
+    std::string address;
+    std::vector<Var*> variables;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+class OscOn : public NamedChannelAction {
+public:
+    OscOn(pre_cadenzium* engine, const std::string& name, AttributeList* attributes, const yy::location* loc)
+        : NamedChannelAction(engine, name, attributes, loc, "oscon") {}
+    std::string word() const override { return "osc on"; }
+};
+
+class OscOff : public NamedChannelAction {
+public:
+    OscOff(pre_cadenzium* engine, const std::string& name, AttributeList* attributes, const yy::location* loc)
+        : NamedChannelAction(engine, name, attributes, loc, "oscoff") {}
+    std::string word() const override { return "osc off"; }
+};
+
+class OpenFileAction : public NamedChannelAction {
+public:
+    OpenFileAction(pre_cadenzium* engine, const std::string& name, const std::string& file, int mode,
+                   AttributeList* attributes, const yy::location* loc);
+    std::string word() const override { return "openoutfile"; }
+    void show_head(std::ostream& out) const override;
+    std::string file;
+    int mode;
+};
+
+class CloseFileAction : public NamedChannelAction {
+public:
+    CloseFileAction(pre_cadenzium* engine, const std::string& name, AttributeList* attributes,
+                    const yy::location* loc)
+        : NamedChannelAction(engine, name, attributes, loc, "closefile") {}
+    std::string word() const override { return "closefile"; }
+};
+
+// Atomic actions at one date, done as one: a run of undelayed messages and
+// assignments costs one scheduling step.
+class AtomicSequence : public AtomicAction {
+public:
+    // Starts with `first`, whose delay the sequence takes.
+    explicit AtomicSequence(Action* first);
+    ~AtomicSequence() override;
+
+    void add(Action* next);
+    // Replaces each run of two or more undelayed simple atomic actions of
+    // `list` by one sequence.
+    static void restructure(ActionList* list);
+
+    bool is_atomic_sequence() const override { return true; }
+    bool weak_ok_action() const override { return false; }
+    std::string word() const override { return "aseq"; }
+    bool has_body() const override { return true; }
+    void show_body(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+
+    ActionList actions;
+};

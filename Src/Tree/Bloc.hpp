@@ -1,0 +1,84 @@
+// Compound actions: nodes with a body. `Bloc` is their common base (end
+// conditions, running instances, local declarations); `Gfwd` is the group,
+// also the hidden group of each event and of every written block.
+#pragma once
+
+#include "Tree/Action.hpp"
+
+#include <condition_variable>
+#include <mutex>
+#include <set>
+
+class CadTimer;
+class ActionDeclaration;
+
+// "during [n#]" (a count) or "during [d]" (a duration); both null when absent.
+struct TimedEnd {
+    Expression* count = nullptr;
+    CadDuration* duration = nullptr;
+};
+
+class Bloc : public Action {
+public:
+    // Takes `until` and the parts of `timed_end`.
+    Bloc(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, AttributeList* attributes,
+         Expression* until, TimedEnd timed_end, const yy::location* loc, const char* base);
+    ~Bloc() override;
+
+    bool is_bloc() const override { return true; }
+    bool has_body() const override { return true; }
+    Action* groupify() override { return this; }
+    void show_tail(std::ostream& out) const override;
+
+    void exe_register(CadTimer* timer);
+    void exe_unregister(CadTimer* timer);
+    void fill_active_instances(std::set<CadTimer*>& out);
+
+    std::set<CadTimer*> instances;
+    Expression* until = nullptr;
+    CadDuration* during = nullptr;
+    Expression* during_count = nullptr;
+    Action* at_kill = nullptr; // held by the "@abort" attribute
+    std::vector<const ActionDeclaration*>* local_vars = nullptr;
+    std::vector<const ActionDeclaration*>* tempo_vars = nullptr;
+    std::list<std::string> local_names;
+    std::recursive_mutex instances_mutex;
+    std::condition_variable_any instances_cond;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+    // Gives a child this node as parent and ambient action.
+    void adopt(Action* child);
+};
+
+class Gfwd : public Bloc {
+public:
+    // The factory of "group" and "{ ... }": an anonymous block without
+    // attributes or end around a single undelayed action is that action.
+    // Takes the attributes, the body list, the end and the timed end.
+    static Action* make(pre_cadenzium* engine, const std::string& name, const CadDuration* delay,
+                        AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
+                        const yy::location* loc);
+
+    Gfwd(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, AttributeList* attributes,
+         ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
+    ~Gfwd() override;
+
+    std::string word() const override { return "group"; }
+    void show_body(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
+    // Binds the variables of the whole tree, globally where no group
+    // declares them.
+    void finalize_env(Environment* global);
+
+    std::vector<Action*> actions;
+    ActionList body_list;
+    Environment* env = nullptr;
+
+private:
+    void collect_declarations();
+    void tightify_children();
+};

@@ -1,0 +1,151 @@
+// Compound actions other than the group: loops, iterations, conditionals,
+// switches and reactions. Each body that the score writes as a block is one
+// hidden group, or the single action that stands in it.
+#pragma once
+
+#include "Tree/Bloc.hpp"
+
+#include <utility>
+
+// "loop L period { body }": the body again every period.
+class Lfwd : public Bloc {
+public:
+    // Takes the attributes, the body list, the end and the timed end.
+    Lfwd(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, const CadDuration& period,
+         AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
+         const yy::location* loc);
+    ~Lfwd() override;
+
+    std::string word() const override { return "loop"; }
+    void show_head(std::ostream& out) const override;
+    void show_body(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
+
+    CadDuration period;
+    Gfwd* body;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// "forall $x in e { body }" and "forall $k, $v in map { body }": one
+// instance of the body per element, in parallel.
+class For : public Bloc {
+public:
+    For(pre_cadenzium* engine, Var* var, Var* second, Expression* iteration_set, AttributeList* attributes,
+        ActionList* body, const yy::location* loc);
+    ~For() override;
+
+    std::string word() const override { return "forall"; }
+    void show_head(std::ostream& out) const override;
+    void show_body(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
+
+    Expression* iteration_set;
+    Gfwd* body = nullptr;
+    std::string var_name, second_name;
+    int var_index = -1, second_index = -1;
+    std::vector<Var*> local_vars_list; // held by the body's declaration
+    bool two_vars;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {iteration_set}; }
+
+private:
+    // The loop variables become locals of the body, declared at its front.
+    void initialize(ActionList* body_list, Var* var, Var* second);
+};
+
+// "if (c) { ... } else { ... }".
+class ConditionalAction : public Bloc {
+public:
+    // `false_list` null when there is no else part.
+    ConditionalAction(pre_cadenzium* engine, Expression* condition, AttributeList* attributes,
+                      ActionList* true_list, ActionList* false_list, const yy::location* loc);
+    ~ConditionalAction() override;
+
+    std::string word() const override { return "if"; }
+    void show_head(std::ostream& out) const override;
+    void show_body(std::ostream& out) const override;
+    void show_tail(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
+
+    Expression* condition;
+    Action* true_body;
+    Action* false_body = nullptr;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {condition}; }
+};
+
+using CaseList = std::vector<std::pair<Expression*, ActionList*>>;
+
+// "switch (subject) { case e: ... }", or without subject, each case a condition.
+class SwitchAction : public Bloc {
+public:
+    SwitchAction(pre_cadenzium* engine, Expression* subject, AttributeList* attributes, CaseList cases,
+                 const yy::location* loc);
+    ~SwitchAction() override;
+
+    std::string word() const override { return "switch"; }
+    void show_head(std::ostream& out) const override;
+    void show_body(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
+
+    Expression* subject;
+    std::vector<std::pair<Expression*, Action*>> cases;
+
+protected:
+    std::vector<Expression*> own_expressions() const override;
+};
+
+// "whenever (c) { body }": the body each time a variable of c changes and c holds.
+class WhenAction : public Bloc {
+public:
+    WhenAction(pre_cadenzium* engine, const std::string& name, Expression* condition,
+               AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
+               const yy::location* loc);
+    ~WhenAction() override;
+
+    std::string word() const override { return "whenever"; }
+    void show_head(std::ostream& out) const override;
+    void show_body(std::ostream& out) const override;
+    int countActions() const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
+    void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
+
+    Expression* condition;
+    Action* body;
+    VarSet watched;
+    bool noRec;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return {condition}; }
+};
+
+// "whenever pattern::P { body }": the body each time the pattern is recognised.
+class WhenOnPattern : public Gfwd {
+public:
+    WhenOnPattern(pre_cadenzium* engine, const std::string& pattern, AttributeList* attributes,
+                  ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
+    std::string word() const override { return "whenever"; }
+    void show_head(std::ostream& out) const override { out << ' ' << pattern; }
+
+    std::string pattern;
+};
+
+// The condition of "whenever (event)": true at each change of $BEAT_POS.
+Expression* make_event_condition(pre_cadenzium* engine, const yy::location* loc);

@@ -1,0 +1,165 @@
+#include "Tree/Curve.hpp"
+
+#include "Exp/Expression.hpp"
+#include "Exp/Interpolation.hpp"
+#include "RunTime/Console.hpp"
+
+#include <ostream>
+
+// ---- SeqContFunction ----
+
+SeqContFunction::SeqContFunction(std::vector<Reference*> vars, std::vector<CurveBreakpoint> pts)
+    : variables(std::move(vars))
+    , points(std::move(pts)) {}
+
+SeqContFunction::SeqContFunction(SeqContFunction&& other) noexcept
+    : variables(std::move(other.variables))
+    , points(std::move(other.points)) {
+    other.variables.clear();
+    other.points.clear();
+}
+
+SeqContFunction::~SeqContFunction() {
+    for (Reference* r : variables)
+        delete r;
+    for (CurveBreakpoint& p : points) {
+        delete_list(p.values);
+        delete p.dynamic_type;
+    }
+}
+
+bool SeqContFunction::check_sizes() const {
+    bool ok = true;
+    for (const CurveBreakpoint& p : points) {
+        if (p.values.size() == variables.size()) continue;
+        error("Bad curve : the number of values (%d) do not corresponds to the number of variables (%d)",
+              static_cast<int>(p.values.size()), static_cast<int>(variables.size()));
+        ok = false;
+    }
+    return ok;
+}
+
+std::vector<Expression*> SeqContFunction::expressions() const {
+    std::vector<Expression*> all(variables.begin(), variables.end());
+    for (const CurveBreakpoint& p : points) {
+        all.insert(all.end(), p.values.begin(), p.values.end());
+        all.push_back(p.delay.expr);
+        all.push_back(p.dynamic_type);
+    }
+    return all;
+}
+
+// "$x, $y { {0 1} 2 {1 0} "cubic" ... }", one point per line.
+void SeqContFunction::show(std::ostream& out) const {
+    show_indent(out);
+    for (size_t i = 0; i < variables.size(); ++i)
+        out << (i ? ", " : "") << *variables[i];
+    out << " {\n";
+    {
+        ShowNesting nested(out);
+        for (size_t i = 0; i < points.size(); ++i) {
+            const CurveBreakpoint& p = points[i];
+            show_indent(out);
+            if (i) out << p.delay << ' ';
+            out << '{';
+            show_expressions(out, p.values, ", ");
+            out << "} ";
+            if (p.dynamic_type)
+                out << "@type := " << *p.dynamic_type;
+            else
+                out << interpol_to_pr_str(p.type);
+            out << '\n';
+        }
+    }
+    show_indent(out);
+    out << "}\n";
+}
+
+// ---- Curve ----
+
+Curve::Curve(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+             std::vector<SeqContFunction> fns, Expression* end, TimedEnd timed_end, const yy::location* loc)
+    : Bloc(e, name, d, attl, end, timed_end, loc, "curve")
+    , functions(std::move(fns))
+    , step_action(get_action(attl)) {
+    if (step_action) step_action->set_parent(this);
+    for (const SeqContFunction& f : functions)
+        f.check_sizes();
+    take_grain();
+}
+
+Curve::~Curve() = default;
+
+void Curve::take_grain() {
+    const CadDuration* given = get_grain(attributes);
+    if (given && !given->is_statically_less_than_epsilon()) {
+        grain = *given;
+        grain.set_ambiant_action(this);
+        return;
+    }
+    ::post("Warning: Curve %s: Sampling-rate is not specified, use 0.2 beat.", label.c_str());
+    grain = CadDuration(0.2, DURATION_BEATS);
+}
+
+std::vector<Expression*> Curve::own_expressions() const {
+    std::vector<Expression*> all = Bloc::own_expressions();
+    for (const SeqContFunction& f : functions) {
+        std::vector<Expression*> more = f.expressions();
+        all.insert(all.end(), more.begin(), more.end());
+    }
+    return all;
+}
+
+void Curve::show_body(std::ostream& out) const {
+    for (const SeqContFunction& f : functions)
+        f.show(out);
+}
+
+int Curve::countActions() const {
+    return Action::countActions();
+}
+
+void Curve::set_env(Environment* env, const std::list<std::string>& locals, int level) {
+    Action::set_env(env, locals, level);
+    grain.set_env(env, locals, level);
+}
+
+void Curve::compute_origin(const Origin& o) {
+    Action::compute_origin(o);
+    if (step_action) step_action->compute_origin({Origin::CURVE, this, o.score});
+}
+
+void Curve::compute_and_propage(const std::bitset<32>& context, Score* score) {
+    Action::compute_and_propage(context, score);
+}
+
+// ---- DataCurve ----
+
+DataCurve::DataCurve(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+                     std::vector<Reference*> vars, Expression* src, Expression* end, TimedEnd timed_end,
+                     const yy::location* loc)
+    : Curve(e, name, d, attl, {}, end, timed_end, loc)
+    , variables(std::move(vars))
+    , source(src) {
+    source->set_ambiant_action(this);
+}
+
+DataCurve::~DataCurve() {
+    for (Reference* r : variables)
+        delete r;
+    delete source;
+}
+
+void DataCurve::show_body(std::ostream& out) const {
+    show_indent(out);
+    for (size_t i = 0; i < variables.size(); ++i)
+        out << (i ? ", " : "") << *variables[i];
+    out << " : " << *source << '\n';
+}
+
+std::vector<Expression*> DataCurve::own_expressions() const {
+    std::vector<Expression*> all = Curve::own_expressions();
+    all.insert(all.end(), variables.begin(), variables.end());
+    all.push_back(source);
+    return all;
+}

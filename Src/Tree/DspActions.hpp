@@ -1,0 +1,56 @@
+// Actions of the audio graph: patches that connect processing nodes through
+// channels. This build has no effect engine, so these actions only hold
+// what the score says.
+#pragma once
+
+#include "Tree/Action.hpp"
+
+// "$$out := faust::f($$in, $x)": the outputs of a node of some kind.
+class DspEquation : public AtomicAction {
+public:
+    DspEquation(pre_cadenzium* engine, std::vector<std::string> outputs, const std::string& node,
+                std::vector<std::string> arguments, AttributeList* attributes, const yy::location* loc);
+    std::string word() const override { return "dsp"; }
+    void show_head(std::ostream& out) const override;
+
+    std::vector<std::string> outputs;
+    std::string node;
+    std::vector<std::string> arguments;
+};
+
+// A patch: a set of equations installed together, with the label "_patch_<n>"
+// when the score gives none.
+class DspPatch : public AtomicAction {
+public:
+    DspPatch(pre_cadenzium* engine, const std::string& name, std::vector<DspEquation*> equations,
+             AttributeList* attributes, const yy::location* loc);
+    ~DspPatch() override;
+    std::string word() const override { return "patch"; }
+    bool has_body() const override { return true; }
+    void show_body(std::ostream& out) const override;
+
+    std::vector<DspEquation*> equations;
+};
+
+// The label of a patch written as a single equation.
+std::string next_patch_label();
+
+// "fluidsynth::f(channel, key, velocity [, duration])".
+class DspFluidsynthAction : public AtomicAction {
+public:
+    DspFluidsynthAction(pre_cadenzium* engine, const std::string& node, ExpressionList args,
+                        AttributeList* attributes, const yy::location* loc);
+    ~DspFluidsynthAction() override;
+    static DspFluidsynthAction* make_with_duration(pre_cadenzium* engine, const std::string& node,
+                                                   ExpressionList args, const CadDuration& duration,
+                                                   AttributeList* attributes, const yy::location* loc);
+    std::string word() const override { return node; }
+    void show_head(std::ostream& out) const override;
+
+    std::string node;
+    ExpressionList args;
+    CadDuration* duration = nullptr;
+
+protected:
+    std::vector<Expression*> own_expressions() const override { return args; }
+};

@@ -1,0 +1,152 @@
+#include "Tree/TreeExpressions.hpp"
+
+#include "Exp/Environment.hpp"
+#include "RunTime/Console.hpp"
+#include "Tree/Action.hpp"
+#include "Tree/Duration.hpp"
+#include "Tree/Score.hpp"
+
+#include <ostream>
+#include <set>
+
+// ---- ActionAsExpression ----
+
+ActionAsExpression::ActionAsExpression(Action* a, const yy::location* loc)
+    : NonConstantExpression(loc)
+    , action(a) {}
+
+// Firing belongs to the runtime, which has no entry for it yet: no
+// execution is started and the value is the null execution.
+Value ActionAsExpression::eval() const {
+    return exe_value(0);
+}
+
+Value ActionAsExpression::eval_with_current_pos(double) const {
+    return eval();
+}
+
+void ActionAsExpression::get_variables(VarSet& out) const {
+    if (action) action->get_variables(out);
+}
+
+void ActionAsExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
+    if (action) action->set_env(env, locals, level);
+}
+
+void ActionAsExpression::show(std::ostream& out, int) const {
+    out << "EXPR {\n";
+    if (action) {
+        ShowNesting nested(out);
+        action->show(out);
+    }
+    show_indent(out);
+    out << '}';
+}
+
+int ActionAsExpression::etag() const {
+    static const int tag = new_etag();
+    return tag;
+}
+
+int ActionAsExpression::compare_with(const Expression* other) const {
+    const auto* o = static_cast<const ActionAsExpression*>(other);
+    return (action.get() > o->action.get()) - (action.get() < o->action.get());
+}
+
+// ---- Anchor ----
+
+namespace {
+
+// The anchors alive, for the check at the end of a reading.
+std::set<Anchor*>& live_anchors() {
+    static std::set<Anchor*> anchors;
+    return anchors;
+}
+
+} // namespace
+
+Anchor::Anchor(pre_cadenzium* engine, const std::string& l, const yy::location* loc)
+    : Reference(engine, l, loc)
+    , label(l)
+    , score(score_under_construction()) {
+    live_anchors().insert(this);
+}
+
+Anchor::Anchor(const Anchor& other)
+    : Reference(other)
+    , label(other.label)
+    , ambient(other.ambient)
+    , score(other.score)
+    , beat(other.beat) {
+    live_anchors().insert(this);
+}
+
+Anchor::~Anchor() {
+    live_anchors().erase(this);
+}
+
+Value Anchor::eval() const {
+    if (beat < 0) return undef_value();
+    return float_value(beat);
+}
+
+void Anchor::show(std::ostream& out, int) const {
+    out << label << ".align";
+}
+
+int Anchor::etag() const {
+    static const int tag = new_etag();
+    return tag;
+}
+
+bool Anchor::resolve(bool verbose) {
+    if (!ambient) {
+        if (verbose) error("Cannot resolve anchor: %s (missing ambiant action)", label.c_str());
+        return false;
+    }
+    if (auto it = score->label_to_beat.find(label); it != score->label_to_beat.end()) {
+        beat = it->second;
+        return true;
+    }
+    if (auto it = score->label_to_action.find(label); it != score->label_to_action.end()) {
+        Date date(*it->second);
+        beat = date.to_beat(true);
+        if (beat >= 0) return true;
+    }
+    if (verbose) error("Cannot resolve anchor: %s", label.c_str());
+    return false;
+}
+
+bool Anchor::check_all_references(bool verbose) {
+    const Score* reading = score_under_construction();
+    bool all = true;
+    for (Anchor* a : live_anchors()) {
+        if (a->score != reading || a->beat >= 0) continue;
+        if (!a->resolve(verbose)) all = false;
+    }
+    return all;
+}
+
+// ---- DotBloc ----
+
+DotBloc::DotBloc(pre_cadenzium* engine, const std::string& l, Var* var, const yy::location* loc)
+    : Var(engine, var->name, loc)
+    , label(l) {
+    dynamic = true;
+    delete var;
+}
+
+void DotBloc::show(std::ostream& out, int) const {
+    out << label << "::" << name;
+}
+
+int DotBloc::etag() const {
+    static const int tag = new_etag();
+    return tag;
+}
+
+int DotBloc::compare_with(const Expression* other) const {
+    const auto* o = static_cast<const DotBloc*>(other);
+    if (label != o->label) return label < o->label ? -1 : 1;
+    return name < o->name ? -1 : name > o->name;
+}

@@ -1,0 +1,70 @@
+// Expressions that refer to the action tree or the score: an action used as
+// a value, a label used as a date, a variable of a named group.
+#pragma once
+
+#include "Exp/Var.hpp"
+
+#include <memory>
+
+class Action;
+class Score;
+
+// "expr { actions }": fires the actions when evaluated; the value is the
+// execution of the firing. Copies share the action.
+class ActionAsExpression : public NonConstantExpression {
+public:
+    // Takes `action`.
+    explicit ActionAsExpression(Action* action, const yy::location* loc = nullptr);
+
+    Expression* clone() const override { return new ActionAsExpression(*this); }
+    Value eval() const override;
+    Value eval_with_current_pos(double position) const override;
+    void get_variables(VarSet& out) const override;
+    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    bool auto_delimited() const override { return true; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+    std::shared_ptr<Action> action;
+};
+
+// "label.align": the beat of a labelled event (or of an action with a
+// static date), resolved once the whole score is read.
+class Anchor : public Reference {
+public:
+    Anchor(pre_cadenzium* pre, const std::string& label, const yy::location* loc = nullptr);
+    Anchor(const Anchor& other);
+    Anchor& operator=(const Anchor&) = delete;
+    ~Anchor() override;
+
+    Expression* clone() const override { return new Anchor(*this); }
+    Value eval() const override;
+    void set_ambiant_action(const Action* a) override { ambient = a; }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+
+    // Resolves every anchor of the score being read; false (with the
+    // errors) when one names no label.
+    static bool check_all_references(bool verbose);
+
+    std::string label;
+    const Action* ambient = nullptr;
+    const Score* score;
+    double beat = -1.0; // negative until resolved
+
+private:
+    bool resolve(bool verbose);
+};
+
+// "group::$x": the variable $x of the running instance of a named group.
+class DotBloc : public Var {
+public:
+    DotBloc(pre_cadenzium* pre, const std::string& label, Var* var, const yy::location* loc = nullptr);
+    Expression* clone() const override { return new DotBloc(*this); }
+    void show(std::ostream& out, int precedence) const override;
+    int etag() const override;
+    int compare_with(const Expression* other) const override;
+
+    std::string label;
+};

@@ -1,0 +1,181 @@
+// The runtime in real time: how late the messages of timers reach the host
+// against their logical dates, on the standalone scheduler thread, with
+// 1,000 timers pending; and the cost of an instant that sends messages.
+#include "RunTime/CadClock.hpp"
+#include "RunTime/CadScheduler.hpp"
+#include "RunTime/Environment_RunTime.hpp"
+#include "RunTime/HostClock.hpp"
+#include "RunTime/VirtualTime.hpp"
+#include "SchedulerThread.hpp"
+#include "StandaloneHost.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// The host records, for each message, how late it arrived (physical time
+// of delivery against the logical date of its instant).
+class LatenessHost : public StandaloneHost {
+public:
+    explicit LatenessHost(SchedulerThread& clocks)
+        : clocks(clocks) {
+        late_us.reserve(1 << 16);
+    }
+    void send_one_message(const message& m) override {
+        const double due_ms = (m.date + VirtualTime::start_time()) * 1000.0;
+        const double late = (clocks.physical_ms() - due_ms) * 1000.0;
+        std::lock_guard lock(mutex);
+        late_us.push_back(late);
+    }
+    std::size_t received() {
+        std::lock_guard lock(mutex);
+        return late_us.size();
+    }
+
+    SchedulerThread& clocks;
+    std::mutex mutex;
+    std::vector<double> late_us;
+};
+
+// A timer that, when woken, sends one message from its instant.
+class MessageTimer : public CadTimer {
+public:
+    MessageTimer(t_scheduler* sched, GlobalEnvironment& env)
+        : CadTimer(sched)
+        , env(env) {}
+    void callback(var_management*) override {
+        auto* m = new message;
+        m->receiver = "probe";
+        m->values.push_back(float_value(1.0));
+        env.queue_message(m);
+    }
+    GlobalEnvironment& env;
+};
+
+class IdleTimer : public CadTimer {
+public:
+    using CadTimer::CadTimer;
+    void callback(var_management*) override {}
+};
+
+void report_lateness(benchmark::State& state, std::vector<double> late_us) {
+    if (late_us.empty()) return;
+    std::sort(late_us.begin(), late_us.end());
+    const auto at = [&](double q) { return late_us[static_cast<std::size_t>(q * (late_us.size() - 1))]; };
+    state.counters["median_us"] = at(0.5);
+    state.counters["p99_us"] = at(0.99);
+    state.counters["max_us"] = late_us.back();
+    state.counters["messages"] = static_cast<double>(late_us.size());
+}
+
+// An engine on the scheduler thread's clocks, with 1,000 timers pending an
+// hour ahead on its absolute and relative lists.
+struct RealEngine {
+    RealEngine()
+        : previous(install_host_clocks(&clocks)) {
+        CadClock::fastforward = false;
+        host = std::make_unique<LatenessHost>(clocks);
+        CadClock::init_now();
+        GlobalEnvironment& env = *host->get_env();
+        in_instant([&] {
+            for (int i = 0; i < 1000; ++i) {
+                idle.push_back(std::make_unique<IdleTimer>(host->get_x_sched()));
+                if (i % 2)
+                    host->get_x_sched()->insertAbsoluteTimer(idle.back().get(), 3600.0 + i);
+                else
+                    host->get_x_sched()->insertRelativeTimer(idle.back().get(), 3600.0 + i);
+            }
+        });
+        for (int i = 0; i < 200; ++i)
+            probes.push_back(std::make_unique<MessageTimer>(host->get_x_sched(), env));
+    }
+    ~RealEngine() {
+        in_instant([&] { host->get_x_sched()->reset(); });
+        host.reset();
+        install_host_clocks(previous);
+    }
+
+    // Runs `f` inside one instant of the calling thread.
+    template <class F>
+    void in_instant(F f) {
+        GlobalEnvironment& env = *host->get_env();
+        env.env_lock();
+        env.start_logical_instant(-1);
+        f();
+        env.end_logical_instant();
+        env.send_messages(true);
+    }
+
+    SchedulerThread clocks;
+    HostClocks* previous;
+    std::unique_ptr<LatenessHost> host;
+    std::vector<std::unique_ptr<IdleTimer>> idle;
+    std::vector<std::unique_ptr<MessageTimer>> probes;
+};
+
+// 200 timers due over the next 400 ms, 2 ms apart in a scrambled order, on
+// both lists, each sending a message from its wake-up.
+void BM_MessageLateness(benchmark::State& state) {
+    RealEngine rig;
+    std::mt19937 random(11);
+    std::vector<double> dates(rig.probes.size());
+    for (std::size_t i = 0; i < dates.size(); ++i)
+        dates[i] = 0.01 + 0.002 * static_cast<double>(i);
+    std::size_t expected = 0;
+    for (auto _ : state) {
+        std::shuffle(dates.begin(), dates.end(), random);
+        rig.in_instant([&] {
+            t_scheduler& sched = *rig.host->get_x_sched();
+            for (std::size_t i = 0; i < rig.probes.size(); ++i) {
+                if (i % 2)
+                    sched.insertAbsoluteTimer(rig.probes[i].get(), dates[i]);
+                else
+                    sched.insertRelativeTimer(rig.probes[i].get(), dates[i]); // 60 BPM
+            }
+        });
+        expected += rig.probes.size();
+        for (int wait = 0; wait < 400 && rig.host->received() < expected; ++wait)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (rig.host->received() < expected) state.SkipWithError("a message did not arrive");
+    }
+    std::lock_guard lock(rig.host->mutex);
+    report_lateness(state, rig.host->late_us);
+}
+BENCHMARK(BM_MessageLateness)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// One instant on the virtual clock that queues and delivers 100 messages.
+void BM_InstantOfHundredMessages(benchmark::State& state) {
+    HostClocks* previous = install_host_clocks(nullptr);
+    {
+        StandaloneHost host;
+        GlobalEnvironment& env = *host.get_env();
+        double t = 0.0;
+        for (auto _ : state) {
+            CadClock::SetTime(t += 0.001);
+            env.env_lock();
+            env.start_logical_instant(-1);
+            for (int i = 0; i < 100; ++i) {
+                auto* m = new message;
+                m->receiver = "r";
+                m->values.push_back(float_value(i));
+                env.queue_message(m);
+            }
+            env.end_logical_instant();
+            env.send_messages(true);
+        }
+    }
+    install_host_clocks(previous);
+}
+BENCHMARK(BM_InstantOfHundredMessages);
+
+} // namespace
+
+BENCHMARK_MAIN();
