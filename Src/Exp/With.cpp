@@ -97,9 +97,11 @@ void WithExpression::set_env(Environment* env, const std::list<std::string>& loc
 
 // The trees as written are told too: they are what copies are made from.
 void WithExpression::set_ambiant_action(const Action* a) {
-    for (Expression* e : written) e->set_ambiant_action(a);
+    for (Expression* e : written)
+        e->set_ambiant_action(a);
     written_body->set_ambiant_action(a);
-    for (Expression* e : helper->exprs) e->set_ambiant_action(a);
+    for (Expression* e : helper->exprs)
+        e->set_ambiant_action(a);
     if (helper->body) helper->body->set_ambiant_action(a);
 }
 

@@ -138,8 +138,7 @@ TEST_F(ActionGrammar, MessageArgumentsAreClosed) {
     ASSERT_NE(args[4]->is_a_variable(), nullptr);
     EXPECT_DOUBLE_EQ(number(args[5]), -1) << "$x-1 is two arguments";
 
-    EXPECT_TRUE(arguments("print loop group")[0]->eval()->is_symbol())
-        << "keywords are words in a message";
+    EXPECT_TRUE(arguments("print loop group")[0]->eval()->is_symbol()) << "keywords are words in a message";
     EXPECT_NE(arguments("print ([2#]:$x)")[0]->is_a_variable(), nullptr)
         << "keywords work again in parentheses";
     EXPECT_NE(arguments("print [2#]:$x")[0]->is_a_variable(), nullptr) << "a history read is closed";

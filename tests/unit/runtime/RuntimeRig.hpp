@@ -18,13 +18,20 @@ struct Delivered {
     std::string receiver;
     double date;
     bool lock_free; // another thread could take the environment lock
+    std::string args; // the values, printed and separated by spaces
 };
+
+inline std::string args_text(const std::vector<Value>& values) {
+    std::string text;
+    for (const Value& v : values) text += (text.empty() ? "" : " ") + show_text(v);
+    return text;
+}
 
 class RecordingEngine : public TestEngine {
 public:
     void send_one_message(const message& m) override {
         if (!record) return;
-        delivered.push_back({m.receiver, m.date, lock_is_free()});
+        delivered.push_back({m.receiver, m.date, lock_is_free(), args_text(m.values)});
     }
 
     void report_position(int index, const Event* e) override {

@@ -85,6 +85,9 @@ TEST_F(ActionTree, AnAnonymousBlockAroundOneUndelayedActionIsThatAction) {
 
     read("NOTE 60 1\ngroup @tight { print 1 }\n");
     EXPECT_NE(dynamic_cast<Gfwd*>(top(1)), nullptr) << "attributes keep the group";
+
+    read("NOTE 60 1\n{ @local $x }\n");
+    EXPECT_NE(dynamic_cast<Gfwd*>(top(1)), nullptr) << "a local declaration needs its scope";
 }
 
 TEST_F(ActionTree, ATightChildBecomesAGroupAndPassesItsDelayOn) {
