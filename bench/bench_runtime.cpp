@@ -10,12 +10,17 @@
 #include "StandaloneHost.hpp"
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <random>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -151,12 +156,62 @@ void BM_MessageLateness(benchmark::State& state) {
 }
 BENCHMARK(BM_MessageLateness)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// A score whose first event starts 1,000 groups that wait an hour (half in
+// beats, half in seconds) and two groups that send 100 messages each, 20 ms
+// apart, one counting in seconds and one in beats of 60 BPM.
+std::string loaded_score_text() {
+    std::ostringstream text;
+    text << "bpm 60\nNOTE 60 1000\n";
+    for (int i = 0; i < 1000; ++i)
+        text << "    group pending" << i << " { 3600" << (i % 2 ? "s" : "") << " print never }\n";
+    text << "    group in_seconds {\n";
+    for (int i = 0; i < 100; ++i)
+        text << "        20 ms print s\n";
+    text << "    }\n    group in_beats {\n        0.01 print b\n";
+    for (int i = 1; i < 100; ++i)
+        text << "        0.02 print b\n";
+    text << "    }\n";
+    return text.str();
+}
+
+// The messages of a score's groups, fired by the scheduler thread with the
+// 1,000 other groups pending; each iteration starts the performance again.
+void BM_ScoreMessageLateness(benchmark::State& state) {
+    SchedulerThread clocks;
+    HostClocks* previous = install_host_clocks(&clocks);
+    CadClock::fastforward = false;
+    const std::string path = "/tmp/cadenzium-bench-runtime-" + std::to_string(::getpid()) + ".cad";
+    std::ofstream(path) << loaded_score_text();
+    {
+        LatenessHost host(clocks);
+        CadClock::init_now();
+        if (!host.ScoreParsing(path)) state.SkipWithError("the score does not read");
+        std::size_t expected = 0;
+        for (auto _ : state) {
+            host.cadenzium_start("");
+            host.updatePosition(1);
+            expected += 200;
+            for (int wait = 0; wait < 600 && host.received() < expected; ++wait)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            if (host.received() < expected) state.SkipWithError("a message did not arrive");
+            if (host.active_timer_count() < 1000) state.SkipWithError("the pending groups are gone");
+        }
+        host.cadenzium_stop();
+        std::lock_guard lock(host.mutex);
+        report_lateness(state, host.late_us);
+    }
+    std::remove(path.c_str());
+    install_host_clocks(previous);
+}
+BENCHMARK(BM_ScoreMessageLateness)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 // One instant on the virtual clock that queues and delivers 100 messages.
 void BM_InstantOfHundredMessages(benchmark::State& state) {
     HostClocks* previous = install_host_clocks(nullptr);
     {
         StandaloneHost host;
         GlobalEnvironment& env = *host.get_env();
+        const std::string receiver = "level";
         double t = 0.0;
         for (auto _ : state) {
             CadClock::SetTime(t += 0.001);
@@ -164,7 +219,7 @@ void BM_InstantOfHundredMessages(benchmark::State& state) {
             env.start_logical_instant(-1);
             for (int i = 0; i < 100; ++i) {
                 auto* m = new message;
-                m->receiver = "r";
+                m->receiver = receiver;
                 m->values.push_back(float_value(i));
                 env.queue_message(m);
             }

@@ -18,7 +18,9 @@ namespace {
 
 std::atomic<std::uint64_t> cuid{0};
 
-double tempo_or(double tempo, double fallback) { return tempo > 0.0 ? tempo : fallback; }
+double tempo_or(double tempo, double fallback) {
+    return tempo > 0.0 ? tempo : fallback;
+}
 
 double rt_tempo(const GlobalEnvironment& env) {
     const Value& t = env.vars[env.rt_tempo_index].newest();
@@ -47,6 +49,7 @@ CadTimer::CadTimer(cadenzium_core* core, Bloc& b, double start, const Expression
     wait_index = env->current_event ? env->current_event->index() : 0;
     take_life_limits();
     father = core->get_exe();
+    abort_handler = firing_abort_handler() ? 1 : 0;
     if (!core->admit_timer(this) || over_before_start()) {
         finished = dead_on_arrival = 1;
         stack.clear();
@@ -112,19 +115,27 @@ void CadTimer::real_beat_position(double pos) {
     last_ref_time = now();
 }
 
-double CadTimer::get_local_tempo(double, double) { return local_tempo; }
+double CadTimer::get_local_tempo(double, double) {
+    return local_tempo;
+}
 
 double CadTimer::now() const {
     if (env) return env->now;
     return sched ? sched->env_now() : 0.0;
 }
 
-double CadTimer::rnow() const { return env ? env->rnow : 0.0; }
-double CadTimer::rcnow() const { return env ? env->rcnow : 0.0; }
+double CadTimer::rnow() const {
+    return env ? env->rnow : 0.0;
+}
+double CadTimer::rcnow() const {
+    return env ? env->rcnow : 0.0;
+}
 
 // ---- life ----
 
-bool CadTimer::exist() const { return engine && engine->active(this); }
+bool CadTimer::exist() const {
+    return engine && engine->active(this);
+}
 
 void CadTimer::start_run() {
     running += 1;

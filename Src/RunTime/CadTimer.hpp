@@ -165,8 +165,17 @@ public:
     const Expression* until = nullptr;
     CadTimer* father = nullptr;
     std::uint8_t in_kill = 0;
+    // Started by an abort handler; firing its own abort handler now.
+    std::uint8_t abort_handler = 0;
+    std::uint8_t in_handler = 0;
+
+    // True while an abort handler fires on this thread.
+    static bool firing_abort_handler();
 
 private:
+    // Fires the group's abort handler in this timer's context. True when
+    // the timer ended meanwhile (it may then be gone).
+    bool fire_abort_handler();
     void take_life_limits();
     bool over_before_start() const;
     void register_active();

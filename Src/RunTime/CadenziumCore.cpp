@@ -8,10 +8,16 @@
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
-std::string cadenzium_core::cadenzium_version() const { return CAD_VERSION; }
-std::string cadenzium_core::cadenzium_commit_version() const { return CAD_VERSION; }
+std::string cadenzium_core::cadenzium_version() const {
+    return CAD_VERSION;
+}
+std::string cadenzium_core::cadenzium_commit_version() const {
+    return CAD_VERSION;
+}
 
-bool cadenzium_core::PreloadedMode() const { return x_netscore && x_netscore->preloaded; }
+bool cadenzium_core::PreloadedMode() const {
+    return x_netscore && x_netscore->preloaded;
+}
 
 int cadenzium_core::outlet_number(const std::string& name) const {
     auto it = outlet_map.find(name);
@@ -39,7 +45,9 @@ void cadenzium_core::napro_trace_init(const std::string& host, int port) {
     napro_trace_on = 1;
 }
 
-double cadenzium_core::GetTime() const { return CadClock::GetTime(); }
+double cadenzium_core::GetTime() const {
+    return CadClock::GetTime();
+}
 
 void cadenzium_core::cadenzium_suivi(bool on) {
     follow_on = on ? 1 : 0;
@@ -84,7 +92,9 @@ void cadenzium_core::cadenzium_init_preloaded() {
     apply_first_event_tempo();
 }
 
-void cadenzium_core::reset_practice() { practice = PracticeCounters(); }
+void cadenzium_core::reset_practice() {
+    practice = PracticeCounters();
+}
 
 void cadenzium_core::wait_for_decoder() {
     running = 0;
@@ -162,6 +172,10 @@ void cadenzium_core::Killall() {
 }
 
 // The global environment is the root of the stack of environments.
-Environment* cadenzium_core::get_globalenv_as_env() { return global_env; }
+Environment* cadenzium_core::get_globalenv_as_env() {
+    return global_env;
+}
 
-std::recursive_mutex& cadenzium_core::env_lock() { return *global_env->mutex; }
+std::recursive_mutex& cadenzium_core::env_lock() {
+    return *global_env->mutex;
+}

@@ -4,6 +4,7 @@
 #include "RunTime/CadenziumCore.hpp"
 #include "RunTime/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -83,13 +84,16 @@ bool cadenzium_core::StringParsing(const std::string& text) {
 }
 
 // Actions read from a string run at once, event by event, each in its own
-// logical instant. (Actions arrive with the electronic part of the
-// language; until then a string carries events and statements only.)
+// logical instant.
 void cadenzium_core::fire_string_events(Score* small) {
     for (size_t i = 0; i < small->events.size(); ++i) {
-        if (!small->events[i]->action()) continue;
+        Event& e = *small->events[i];
+        if (!e.action()) continue;
         EnvironmentLock lock(*global_env);
         set_static_context();
+        global_env->start_logical_instant(static_cast<int>(i));
+        e.action()->Fire(e.beatcum(), 0.0, DURATION_BEATS);
+        global_env->end_logical_instant();
     }
 }
 

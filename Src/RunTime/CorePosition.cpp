@@ -12,7 +12,9 @@
 #include <cmath>
 
 namespace {
-int index_of(const Event* e) { return e ? e->index() : 0; }
+int index_of(const Event* e) {
+    return e ? e->index() : 0;
+}
 } // namespace
 
 void cadenzium_core::updatePosition(int pos) {
@@ -26,9 +28,15 @@ void cadenzium_core::updatePosition(int pos) {
     global_env->updatePosition(pos);
 }
 
-int cadenzium_core::Position() const { return index_of(global_env->current_event); }
-int cadenzium_core::lastPosition() const { return index_of(global_env->previous_event); }
-int cadenzium_core::lastAction() const { return index_of(global_env->last_action_event); }
+int cadenzium_core::Position() const {
+    return index_of(global_env->current_event);
+}
+int cadenzium_core::lastPosition() const {
+    return index_of(global_env->previous_event);
+}
+int cadenzium_core::lastAction() const {
+    return index_of(global_env->last_action_event);
+}
 
 // At the top of a score the tempo starts from the first event's: the
 // listening machine, the scheduler and the environment take its period.

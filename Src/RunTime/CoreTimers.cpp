@@ -60,7 +60,8 @@ bool cadenzium_core::admit_timer(CadTimer*) {
         return false;
     }
     if (count >= alert_threshold) {
-        std::fprintf(stderr, "### Cadenzium ALERT: %d simultaneously active groups\n", static_cast<int>(count));
+        std::fprintf(stderr, "### Cadenzium ALERT: %d simultaneously active groups\n",
+                     static_cast<int>(count));
         error("### ALERT: %d simultaneously active groups", static_cast<int>(count));
         alert_threshold += 1500;
     }
@@ -79,7 +80,9 @@ void cadenzium_core::unregister_timer(CadTimer* timer) {
     active_map.erase(timer->id);
 }
 
-void cadenzium_core::terminate_timer(CadTimer* timer) { timer->terminate(); }
+void cadenzium_core::terminate_timer(CadTimer* timer) {
+    timer->terminate();
+}
 
 // A variable tells a timer that waits on it: a notification, a move of the
 // position, or a change of the tempo it counts with.

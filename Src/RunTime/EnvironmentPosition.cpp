@@ -15,7 +15,9 @@
 
 namespace {
 
-int event_index(const Event* e) { return e ? e->index() : 0; }
+int event_index(const Event* e) {
+    return e ? e->index() : 0;
+}
 
 // True when the score declares a jump from event `from` to event `to`.
 bool check_jump(Score& score, int from, int to) {
@@ -23,7 +25,9 @@ bool check_jump(Score& score, int from, int to) {
     return std::find(targets.begin(), targets.end(), to) != targets.end();
 }
 
-bool has_sub_events(const Event* e) { return e && e->get_sub_events() && !e->get_sub_events()->empty(); }
+bool has_sub_events(const Event* e) {
+    return e && e->get_sub_events() && !e->get_sub_events()->empty();
+}
 
 // The pitch that $PITCH takes: the event's first, or the sub-event's within
 // a trill or multi-event; 0 for an event without pitch.

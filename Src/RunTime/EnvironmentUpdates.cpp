@@ -23,20 +23,28 @@ void assign_once_per_date(GlobalEnvironment& env, std::size_t index, double v) {
     if (env.now > previous_date) vm.propagate(false);
 }
 
-int current_index(const GlobalEnvironment& env) { return env.current_event ? env.current_event->index() : 0; }
+int current_index(const GlobalEnvironment& env) {
+    return env.current_event ? env.current_event->index() : 0;
+}
 
 } // namespace
 
-bool GlobalEnvironment::rt_tempo_is_undef() const { return unsafe_get_var(rt_tempo_index)->is_undef(); }
+bool GlobalEnvironment::rt_tempo_is_undef() const {
+    return unsafe_get_var(rt_tempo_index)->is_undef();
+}
 
-bool GlobalEnvironment::score_tempo_is_undef() const { return unsafe_get_var(score_tempo_index)->is_undef(); }
+bool GlobalEnvironment::score_tempo_is_undef() const {
+    return unsafe_get_var(score_tempo_index)->is_undef();
+}
 
 bool GlobalEnvironment::get_jump_updated() const {
     const Value& v = unsafe_get_var(jump_updated_index);
     return !v->is_undef() && v->get_bool();
 }
 
-void GlobalEnvironment::set_jump_updated(bool on) { vars[jump_updated_index].h_insert(bool_value(on), now, rnow); }
+void GlobalEnvironment::set_jump_updated(bool on) {
+    vars[jump_updated_index].h_insert(bool_value(on), now, rnow);
+}
 
 void GlobalEnvironment::updateTempo(double bpm) {
     env_lock();
@@ -77,8 +85,8 @@ void GlobalEnvironment::start_multiple_ExternalUpdateVar() {
     start_logical_instant(-1);
 }
 
-void GlobalEnvironment::multiple_ExternalUpdateVar(std::vector<var_management*>& changed, const std::string& name,
-                                                   const TaggedValue& v) {
+void GlobalEnvironment::multiple_ExternalUpdateVar(std::vector<var_management*>& changed,
+                                                   const std::string& name, const TaggedValue& v) {
     set_multiple_var(changed, Reference::unique_id(name), v);
 }
 

@@ -30,14 +30,18 @@ struct Positions {
     bool reached = false; // rnow stops at the next event's beat
 };
 
-bool debugging(const GlobalEnvironment& env) { return env.pre && env.pre->verbose() > 2; }
+bool debugging(const GlobalEnvironment& env) {
+    return env.pre && env.pre->verbose() > 2;
+}
 
 double tempo_or_bad(const GlobalEnvironment& env) {
     const Value& t = env.unsafe_get_var(env.rt_tempo_index);
     return t->is_undef() ? bad_tempo : t->get_double();
 }
 
-Score* score_of(const GlobalEnvironment& env) { return env.pre ? env.pre->get_x_netscore() : nullptr; }
+Score* score_of(const GlobalEnvironment& env) {
+    return env.pre ? env.pre->get_x_netscore() : nullptr;
+}
 
 // The new positions of an instant at `time`. An instant of the score's
 // position jumps to the event's beat; any other extrapolates at the
@@ -84,7 +88,8 @@ void debug_start(const GlobalEnvironment& env, int pos, double utime, double tim
                  env.logical_nesting, env.instant_count, utime, pos, time, env.now, env.rnow, env.rcnow,
                  tempo_or_bad(env));
     if (pos >= 0 && pos <= env.last_position_given)
-        std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos, env.last_position_given);
+        std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos,
+                     env.last_position_given);
 }
 
 } // namespace
@@ -145,13 +150,15 @@ void GlobalEnvironment::start_logical_instant(int pos) {
     t_scheduler* sched = pre ? pre->get_x_sched() : nullptr;
     if (p.reached && sched) sched->UpdateConservativeTempo();
     if (debug)
-        std::fprintf(stderr, "       SET: utime=%.3f now=%.6f rnow=%.6f rcnow=%.6f\n", utime, now, rnow, rcnow);
+        std::fprintf(stderr, "       SET: utime=%.3f now=%.6f rnow=%.6f rcnow=%.6f\n", utime, now, rnow,
+                     rcnow);
 }
 
 void GlobalEnvironment::end_logical_instant() {
     const double utime = GetCurrentUnixTimeMs();
     if (debugging(*this))
-        std::fprintf(stderr, "DEBUG: END logical instant [%d] utime=%.3f now=%.6f rnow=%.6f rcnow=%.6f tempo=%.3f\n",
+        std::fprintf(stderr,
+                     "DEBUG: END logical instant [%d] utime=%.3f now=%.6f rnow=%.6f rcnow=%.6f tempo=%.3f\n",
                      logical_nesting, utime, now, rnow, rcnow, tempo_or_bad(*this));
     if (logical_nesting <= 0) {
         CAD_INTERNAL_ERROR("an instant closed that was not open");

@@ -4,6 +4,7 @@
 #include "RunTime/CadenziumCore.hpp"
 
 #include "RunTime/Environment_RunTime.hpp"
+#include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -14,13 +15,20 @@ void cadenzium_core::launch_event_actions(int index) {
     EnvironmentLock lock(*global_env);
     set_static_context();
     global_env->start_logical_instant(index);
+    e.action()->Fire(e.beatcum(), 0.0, DURATION_BEATS);
     global_env->end_logical_instant();
 }
 
-void cadenzium_core::launch_missed_events([[maybe_unused]] int first, int last) {
-    if (!x_netscore || last > x_netscore->get_cur_index()) return;
+// The events skipped by a jump fire in order, in late mode, in the instant
+// of the event reached.
+void cadenzium_core::launch_missed_events(int first, int last) {
+    if (!x_netscore || first < 0 || last > x_netscore->get_cur_index()) return;
     set_static_context();
     EnvironmentLock lock(*global_env);
     global_env->start_logical_instant(last);
+    for (int i = first; i < last; ++i) {
+        const Event& e = *x_netscore->events[static_cast<std::size_t>(i)];
+        if (e.action()) e.action()->Fire_late(e.beatcum(), 0.0, DURATION_BEATS);
+    }
     global_env->end_logical_instant();
 }

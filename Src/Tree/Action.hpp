@@ -51,6 +51,12 @@ public:
     virtual bool is_simple_var_assignment() const { return false; }
     // 0 no declaration, 1 "@local", 2 "@global", 3 "@tempovar".
     virtual int declare_type() const { return 0; }
+    // Fires the action at beat position `date`; `delay` is what was still to
+    // run of its delay, in `unit`. `Fire_late` fires an action whose event
+    // was missed, `Fire_sim` one of a simulation. (Defined with the runtime.)
+    virtual void Fire(double date, double delay, duration_type unit);
+    virtual void Fire_late(double date, double delay, duration_type unit);
+    virtual void Fire_sim(double date, double delay, duration_type unit);
     // The variables an "@local" or "@global" declares.
     virtual const std::vector<Var*>* get_local_var() const { return nullptr; }
     virtual const TempoDec* get_tempo_var() const { return nullptr; }

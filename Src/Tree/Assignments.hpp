@@ -29,6 +29,7 @@ public:
                      AttributeList* attributes, const yy::location* loc);
     ~AssignmentAction() override;
     bool is_simple_var_assignment() const override { return target != nullptr; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     Var* target;
 
@@ -42,6 +43,7 @@ public:
     VarParamAssignmentAction(pre_cadenzium* engine, VarParameter* target, Expression* value,
                              AttributeList* attributes, const yy::location* loc);
     ~VarParamAssignmentAction() override;
+    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     VarParameter* target;
 
@@ -55,6 +57,7 @@ public:
     LocalAssignment(pre_cadenzium* engine, Expression* object, const std::string& field, Expression* value,
                     AttributeList* attributes, const yy::location* loc);
     ~LocalAssignment() override;
+    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     Expression* object;
     std::string field;
@@ -69,6 +72,7 @@ public:
     TabAssignment(pre_cadenzium* engine, Expression* tab, ExpressionList indices, Expression* value,
                   AttributeList* attributes, const yy::location* loc);
     ~TabAssignment() override;
+    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     Expression* tab;
     ExpressionList indices;
@@ -91,6 +95,7 @@ public:
                       const yy::location* loc, const char* base);
     ~ActionDeclaration() override;
     const std::vector<Var*>* get_local_var() const override { return &vars; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::vector<Var*> vars;

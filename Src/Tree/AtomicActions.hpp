@@ -16,6 +16,7 @@ public:
 
     std::string msg_name() const override { return receiver; }
     std::string word() const override;
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string receiver;
@@ -38,6 +39,7 @@ public:
                const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
     ~KillAction() override;
     std::string word() const override { return "abort"; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string target_name;
@@ -55,6 +57,7 @@ public:
                  const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
     ~KillActionOf() override;
     std::string word() const override { return "abort"; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string target_name, of_name;
@@ -71,6 +74,7 @@ public:
               const yy::location* loc);
     ~CadAssert() override;
     std::string word() const override { return "@assert"; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     Expression* assertion;
@@ -88,6 +92,7 @@ public:
     ~ProcCall() override;
     std::string proc_name() const override { return name; }
     std::string word() const override;
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string name;
@@ -105,6 +110,7 @@ public:
                   AttributeList* attributes, const yy::location* loc);
     ~Internal_comm() override;
     std::string word() const override { return "cadenzium::" + command; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string command;
@@ -197,6 +203,8 @@ public:
     bool is_atomic_sequence() const override { return true; }
     bool weak_ok_action() const override { return false; }
     std::string word() const override { return "aseq"; }
+    void Fire(double date, double delay, duration_type unit) override;
+    void Fire_late(double date, double delay, duration_type unit) override;
     bool has_body() const override { return true; }
     void show_body(std::ostream& out) const override;
     int countActions() const override;

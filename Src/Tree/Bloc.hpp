@@ -65,6 +65,8 @@ public:
     ~Gfwd() override;
 
     std::string word() const override { return "group"; }
+    void Fire(double date, double delay, duration_type unit) override;
+    void Fire_late(double date, double delay, duration_type unit) override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
     void set_env(Environment* env, const std::list<std::string>& locals, int level) override;

@@ -40,6 +40,7 @@ public:
     ~For() override;
 
     std::string word() const override { return "forall"; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
@@ -71,6 +72,8 @@ public:
     ~ConditionalAction() override;
 
     std::string word() const override { return "if"; }
+    void Fire(double date, double delay, duration_type unit) override;
+    void Fire_late(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     void show_tail(std::ostream& out) const override;
@@ -97,6 +100,7 @@ public:
     ~SwitchAction() override;
 
     std::string word() const override { return "switch"; }
+    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
@@ -143,6 +147,8 @@ public:
                   ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
     std::string word() const override { return "whenever"; }
     void show_head(std::ostream& out) const override { out << ' ' << pattern; }
+    void Fire(double date, double delay, duration_type unit) override;
+    void Fire_late(double date, double delay, duration_type unit) override;
 
     std::string pattern;
 };

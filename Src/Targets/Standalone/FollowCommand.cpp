@@ -67,7 +67,8 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     host.on_position([&](int index, const Event* e) {
         if (index == last_index) return;
         last_index = index;
-        report.position({host.GetTime(), index, e ? e->beatcum() : 0.0, host.tempo_bpm(), e ? e->cuename() : ""});
+        report.position(
+            {host.GetTime(), index, e ? e->beatcum() : 0.0, host.tempo_bpm(), e ? e->cuename() : ""});
     });
     host.on_message([&](const message& m) { report.message(m); });
     // In real time logical time 0 is the start of the performance.

@@ -37,7 +37,9 @@ std::string show_args(const std::vector<Value>& values) {
 }
 
 // Dates to the microsecond: enough for any clock here, and readable.
-double trace_time(double t) { return std::round(t * 1e6) / 1e6; }
+double trace_time(double t) {
+    return std::round(t * 1e6) / 1e6;
+}
 
 } // namespace
 
@@ -45,15 +47,15 @@ void FollowReport::position(const PositionReport& r) {
     std::lock_guard lock(lines);
     if (human) {
         char line[256];
-        std::snprintf(line, sizeof line, "%10.3fs  event %-5d beat %-9.3f tempo %6.1f", r.time, r.index, r.beat,
-                      r.tempo);
+        std::snprintf(line, sizeof line, "%10.3fs  event %-5d beat %-9.3f tempo %6.1f", r.time, r.index,
+                      r.beat, r.tempo);
         *human << line;
         if (!r.label.empty()) *human << "  \"" << r.label << '"';
         *human << '\n';
     }
     if (trace) {
-        nlohmann::ordered_json j = {{"t", trace_time(r.time)},       {"type", "position"}, {"index", r.index},
-                            {"beat", r.beat},    {"tempo", r.tempo},   {"label", r.label}};
+        nlohmann::ordered_json j = {{"t", trace_time(r.time)}, {"type", "position"}, {"index", r.index},
+                                    {"beat", r.beat},          {"tempo", r.tempo},   {"label", r.label}};
         *trace << j.dump() << '\n';
     }
 }
@@ -69,7 +71,8 @@ void FollowReport::message(const ::message& m) {
         nlohmann::ordered_json args = nlohmann::ordered_json::array();
         for (const Value& v : m.values)
             args.push_back(to_json(v));
-        nlohmann::ordered_json j = {{"t", trace_time(m.date)}, {"type", "message"}, {"receiver", m.receiver}, {"args", args}};
+        nlohmann::ordered_json j = {
+            {"t", trace_time(m.date)}, {"type", "message"}, {"receiver", m.receiver}, {"args", args}};
         *trace << j.dump() << '\n';
     }
 }
@@ -81,8 +84,8 @@ void FollowReport::progress(double done, double total) {
     last_percent = percent;
     const int width = 40;
     const int filled = percent * width / 100;
-    std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled, "========================================", width - filled, "",
-                 percent);
+    std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled,
+                 "========================================", width - filled, "", percent);
     std::fflush(stderr);
 }
 

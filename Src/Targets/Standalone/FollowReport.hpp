@@ -24,7 +24,9 @@ struct PositionReport {
 
 class FollowReport {
 public:
-    FollowReport(std::ostream* human, std::ostream* trace) : human(human), trace(trace) {}
+    FollowReport(std::ostream* human, std::ostream* trace)
+        : human(human)
+        , trace(trace) {}
 
     void position(const PositionReport& report);
     // A message at its logical date.

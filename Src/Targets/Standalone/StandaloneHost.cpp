@@ -33,8 +33,9 @@ void StandaloneHost::start_wall_clock() {
 }
 
 void StandaloneHost::wait_until(double seconds) const {
-    std::this_thread::sleep_until(wall_origin + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                                    std::chrono::duration<double>(seconds)));
+    std::this_thread::sleep_until(wall_origin +
+                                  std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                      std::chrono::duration<double>(seconds)));
 }
 
 void StandaloneHost::deliver_note(int pitch, int velocity) {
@@ -42,6 +43,10 @@ void StandaloneHost::deliver_note(int pitch, int velocity) {
     cadenzium_doit(2, values);
 }
 
-void StandaloneHost::decoding_step() { cadenzium_doit(0, nullptr); }
+void StandaloneHost::decoding_step() {
+    cadenzium_doit(0, nullptr);
+}
 
-double StandaloneHost::tempo_bpm() { return current_tempo_bpm(); }
+double StandaloneHost::tempo_bpm() {
+    return current_tempo_bpm();
+}

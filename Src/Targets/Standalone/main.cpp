@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     CheckOptions check;
-    CLI::App* check_cmd = app.add_subcommand("check", "Read a score and report its events, actions and tempo");
+    CLI::App* check_cmd =
+        app.add_subcommand("check", "Read a score and report its events, actions and tempo");
     check_cmd->add_option("score", check.score, "The score file")->required();
     check_cmd->add_flag("--events", check.list_events, "Print every event of the score");
     check_cmd->add_flag("-q,--quiet", check.quiet, "Print errors only");
@@ -38,8 +39,11 @@ int main(int argc, char** argv) {
     follow_cmd->add_flag("--realtime", follow.realtime, "Pace the performance by the wall clock");
     follow_cmd->add_flag("--design-listening", follow.design_listening,
                          "Listen with the engine's default observation instead of the piano profile");
-    follow_cmd->add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
-    follow_cmd->add_option("--tail", follow.tail, "Seconds the follower and the electronics go on after the last note")
+    follow_cmd->add_option("--trace", follow.trace,
+                           "Write a JSON Lines trace to FILE ('-' for standard output)");
+    follow_cmd
+        ->add_option("--tail", follow.tail,
+                     "Seconds the follower and the electronics go on after the last note")
         ->check(CLI::NonNegativeNumber);
     follow_cmd->add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     follow_cmd->add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");

@@ -28,7 +28,8 @@ TEST(Lifecycle, FailedLoadLeavesNoScore) {
     console.clear();
     engine.cadenzium_start("");
     EXPECT_FALSE(engine.is_running());
-    EXPECT_TRUE(console.has_error("cadenzium - No score defined or loaded! Do not expect to follow nothing..."));
+    EXPECT_TRUE(
+        console.has_error("cadenzium - No score defined or loaded! Do not expect to follow nothing..."));
 
     // The engine stays usable.
     ASSERT_TRUE(engine.load(kGoodScore));
@@ -122,7 +123,8 @@ TEST(Lifecycle, FramesFillTheWindowExactly) {
     engine.cadenzium_analysisParameters(1024, 256);
     std::vector<float> block(512, 0.25f);
     // Not running: blocks feed the window but nothing is decoded.
-    for (int i = 0; i < 8; ++i) engine.cadenzium_next_frame(block.data());
+    for (int i = 0; i < 8; ++i)
+        engine.cadenzium_next_frame(block.data());
     EXPECT_TRUE(engine.positions.empty());
 }
 

@@ -29,7 +29,8 @@ std::vector<int> follow(bool realtime) {
     TempScore score("bpm 120\nNOTE 60 1\nNOTE 64 1\nNOTE 67 1\n");
     TempScore midi("", ".mid");
     TempScore trace("", ".jsonl");
-    const std::vector<MidiNoteSpan> spans = {{0.1, 60, 0.4, 80, 0}, {0.6, 64, 0.4, 80, 0}, {1.1, 67, 0.4, 80, 0}};
+    const std::vector<MidiNoteSpan> spans = {
+        {0.1, 60, 0.4, 80, 0}, {0.6, 64, 0.4, 80, 0}, {1.1, 67, 0.4, 80, 0}};
     std::string error;
     EXPECT_TRUE(write_midi_file(midi.path, midi_events_from_spans(spans), 480, 120, &error)) << error;
     ConsoleCapture console;

@@ -17,13 +17,14 @@
 struct Delivered {
     std::string receiver;
     double date;
-    bool lock_free; // another thread could take the environment lock
+    bool lock_free;   // another thread could take the environment lock
     std::string args; // the values, printed and separated by spaces
 };
 
 inline std::string args_text(const std::vector<Value>& values) {
     std::string text;
-    for (const Value& v : values) text += (text.empty() ? "" : " ") + show_text(v);
+    for (const Value& v : values)
+        text += (text.empty() ? "" : " ") + show_text(v);
     return text;
 }
 
@@ -41,11 +42,12 @@ public:
 
     // Whether another thread can take the environment lock now.
     bool lock_is_free() {
-        return std::async(std::launch::async, [this] {
-                   if (!env_lock().try_lock()) return false;
-                   env_lock().unlock();
-                   return true;
-               })
+        return std::async(std::launch::async,
+                          [this] {
+                              if (!env_lock().try_lock()) return false;
+                              env_lock().unlock();
+                              return true;
+                          })
             .get();
     }
 

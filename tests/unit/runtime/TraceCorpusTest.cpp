@@ -56,7 +56,8 @@ std::string read_file(const fs::path& path) {
 std::vector<std::string> lines_of(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
     return lines;
 }
 
@@ -99,13 +100,12 @@ TEST_P(TraceCorpus, FollowWritesTheExpectedTrace) {
     EXPECT_EQ(got.size(), expected.size()) << "lines in the trace of " << GetParam();
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, TraceCorpus, ::testing::ValuesIn(case_names()),
-                         [](const auto& info) {
-                             std::string name = info.param;
-                             for (char& c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, TraceCorpus, ::testing::ValuesIn(case_names()), [](const auto& info) {
+    std::string name = info.param;
+    for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return name;
+});
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(TraceCorpus);
 
 } // namespace

@@ -1,0 +1,170 @@
+#include "RunTime/exec.hpp"
+
+#include "Exp/Environment.hpp"
+#include "RunTime/CadenziumCore.hpp"
+#include "Tree/Bloc.hpp"
+
+#include <algorithm>
+
+SavedContext::SavedContext(cadenzium_core& engine)
+    : engine(engine)
+    , exe(engine.get_exe())
+    , envs(engine.get_envs()) {}
+
+SavedContext::~SavedContext() {
+    engine.set_exe_context(exe, envs);
+}
+
+exec_group* exec_group::create(cadenzium_core* engine, Gfwd& group, double date, double delay,
+                               duration_type unit, cadTimer_mode mode, const std::vector<bool>& enabled) {
+    auto* g = new exec_group(engine, group, date, delay, unit, mode, enabled);
+    if (g->dead_on_arrival || (g->finished && g->running == 0 && !g->has_children())) {
+        delete g;
+        return nullptr;
+    }
+    g->run_first = 1;
+    return g;
+}
+
+exec_group::exec_group(cadenzium_core* engine, Gfwd& g, double date, double delay, duration_type unit,
+                       cadTimer_mode mode, const std::vector<bool>& selected)
+    : CadTimer(engine, g, date, g.until, delay, unit)
+    , group(&g)
+    , enabled(selected.empty() ? std::vector<bool>(g.actions.size(), true) : selected) {
+    run_first = 0;
+    if (dead_on_arrival || finished) return;
+    running += 1;
+    real_beat_position(date);
+    build_env();
+    {
+        SavedContext saved(*engine);
+        set_context();
+        double v = 0.0;
+        duration_type u = DURATION_BEATS;
+        next_child_delay(v, u);
+        if (v < 0 || mode == MODE_LATE) {
+            late_mode = v < 0;
+            schedule_late(v, u);
+        } else {
+            schedule(v, u);
+        }
+    }
+    running -= 1;
+}
+
+exec_group::~exec_group() {
+    delete own_env;
+}
+
+void exec_group::build_env() {
+    if (!group->env) return;
+    own_env = new Environment(*group->env);
+    stack.push_back(own_env);
+}
+
+// The delay of child `step`, less what the group is late; a child in the
+// past gives a negative delay, and the lateness left carries to the next.
+// `date` moves on by the child's written delay, late or not.
+void exec_group::next_child_delay(double& v, duration_type& u) {
+    const Action& child = *group->actions[step];
+    u = child.delay.unit;
+    const double written = enabled[step] ? child.delay.eval() : 0.0;
+    v = written;
+    if (late != 0.0) {
+        double l = late;
+        if (late_unit != u)
+            l = u == DURATION_BEATS ? seconds_in_beats(l, date, -1.0, -1.0)
+                                    : beats_in_seconds(l, date, -1.0, -1.0);
+        v = written - l;
+        late = v < 0 ? -v : 0.0;
+        late_unit = u;
+    }
+    if (u == DURATION_BEATS) {
+        date += written;
+    } else {
+        delay_in_beats = seconds_in_beats(written, date, -1.0, -1.0);
+        date += delay_in_beats;
+    }
+}
+
+bool exec_group::compute_next_delay(double& d, duration_type& unit) {
+    if (stop_run()) return false;
+    step += 1;
+    if (step >= group->actions.size()) {
+        terminate();
+        return false;
+    }
+    set_context();
+    next_child_delay(d, unit);
+    return true;
+}
+
+void exec_group::callback(var_management*) {
+    run_steps(false);
+}
+void exec_group::callback_late(var_management*) {
+    run_steps(true);
+}
+
+// One step per turn: the frame of a callback, the child, the next delay. A
+// delay of zero stays in this instant; a past one goes on in late mode.
+void exec_group::run_steps(bool late_steps) {
+    for (;;) {
+        stop_waiting();
+        start_run();
+        if (end_duration() || end_until()) {
+            stop_run();
+            return;
+        }
+        set_context();
+        Action& child = *group->actions[step];
+        if (enabled[step]) {
+            if (late_steps)
+                child.Fire_late(date, late, late_unit);
+            else
+                child.Fire(date, 0.0, DURATION_BEATS);
+        }
+        if (finished) {
+            stop_run();
+            return;
+        }
+        double d = 0.0;
+        duration_type unit = DURATION_BEATS;
+        if (!compute_next_delay(d, unit)) return;
+        if (late_steps ? !late_step_continues(d, unit) : !step_continues(d, unit)) return;
+    }
+}
+
+// After a step in time: the next child now (a zero delay), later, or late.
+bool exec_group::step_continues(double d, duration_type unit) {
+    if (d == 0.0) return true;
+    if (d > 0.0) {
+        schedule(d, unit);
+        return false;
+    }
+    late_mode = true;
+    schedule_late(d, unit);
+    return false;
+}
+
+// After a late step: the children whose dates are past follow at once; the
+// first one in the future is scheduled for what remains of its delay.
+bool exec_group::late_step_continues(double d, duration_type unit) {
+    if (d < 0.0) {
+        late_mode = true;
+        return true;
+    }
+    if (late_mode) {
+        late_mode = false;
+        schedule(d, unit);
+        return false;
+    }
+    if (d <= SEC_EPSILON || rnow() > date) return true;
+    schedule_late(d, unit);
+    return false;
+}
+
+void exec_group::cancel_action(const std::string& label) {
+    for (std::size_t i = 0; i < group->actions.size(); ++i)
+        if (group->actions[i]->get_label() == label) enabled[i] = false;
+}
