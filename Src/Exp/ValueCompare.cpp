@@ -144,28 +144,12 @@ int NimValue::_compare(const std::shared_ptr<nim_t>& x) const {
     return val->_compare(*x);
 }
 
-Value execute_rel_numeric(e_binop op, const TaggedValue& a, const TaggedValue& b) {
-    if (!a.is_double() && !b.is_double()) {
-        const long x = a.get_int(), y = b.get_int();
-        switch (op) {
-        case OP_LT:
-            return bool_value(x < y);
-        case OP_LE:
-            return bool_value(x <= y);
-        case OP_EQ:
-            return bool_value(x == y);
-        case OP_NE:
-            return bool_value(x != y);
-        case OP_GT:
-            return bool_value(x > y);
-        case OP_GE:
-            return bool_value(x >= y);
-        default:
-            CAD_INTERNAL_ERROR("<undefined relop(int, int)>");
-            return undef_value();
-        }
-    }
-    const double x = a.get_double(), y = b.get_double();
+namespace {
+
+// One relational operator on two numbers of one type; `what` names the pair
+// in the internal error of an unknown operator.
+template <class Number>
+Value relation(e_binop op, Number x, Number y, const char* what) {
     switch (op) {
     case OP_LT:
         return bool_value(x < y);
@@ -180,9 +164,19 @@ Value execute_rel_numeric(e_binop op, const TaggedValue& a, const TaggedValue& b
     case OP_GE:
         return bool_value(x >= y);
     default:
-        CAD_INTERNAL_ERROR("<undefined relop(num, num)>");
+        CAD_INTERNAL_ERROR(what);
         return undef_value();
     }
+}
+
+} // namespace
+
+// Integers compare as integers; as soon as one side is a float both compare
+// as doubles under IEEE rules.
+Value execute_rel_numeric(e_binop op, const TaggedValue& a, const TaggedValue& b) {
+    if (!a.is_double() && !b.is_double())
+        return relation<long>(op, a.get_int(), b.get_int(), "<undefined relop(int, int)>");
+    return relation<double>(op, a.get_double(), b.get_double(), "<undefined relop(num, num)>");
 }
 
 Value execute_rel(e_binop op, const TaggedValue& a, const TaggedValue& b) {
