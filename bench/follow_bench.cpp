@@ -1,215 +1,160 @@
 // The follow benchmark: runs the follower over every case of the follow data
 // set (a score, a real MIDI performance and the note-level truth) and
 // scores it as score followers are usually scored: an event is correct when
-// it is first reported within 300 ms of its true onset.
+// it is first reported within 300 ms of its true onset. By default the
+// follower listens to the MIDI performance; with --audio it listens to the
+// performance rendered on a synthetic piano.
+#include "FollowCases.hpp"
+#include "FollowRun.hpp"
 #include "FollowScoring.hpp"
-#include "ListeningProfile.hpp"
-#include "Listening/CadAlign.hpp"
-#include "MidiFile.hpp"
-#include "MidiFollower.hpp"
 #include "RunTime/Console.hpp"
-#include "StandaloneHost.hpp"
 
 #include <CLI/CLI.hpp>
 
-#include <chrono>
-#include <cmath>
+#include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <map>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// Settings of the listening machine: the program's piano profile unless
-// told otherwise; negative values leave the profile's.
-struct ListeningSettings {
-    bool design = false;
-    double occupancy = -1;
-    int window = -1;
-    double release_ms = -1;
-    double sustain_level = -1;
-    double sustain_ms = -1;
-
-    // Set before the score is read: states take some of them when built.
-    void apply(cadenzium_core& engine) const {
-        ListeningProfile p = design ? design_profile() : piano_midi_profile();
-        if (occupancy >= 0) p.occupancy = occupancy;
-        if (release_ms >= 0) p.release_ms = release_ms;
-        if (sustain_level >= 0) p.sustain_level = sustain_level;
-        if (sustain_ms >= 0) p.sustain_ms = sustain_ms;
-        apply_listening_profile(engine, p);
-        if (window > 0) engine.get_align().inference_decode_window_length(window);
-    }
+struct Options {
+    std::string data = CAD_DEFAULT_DATA_DIR "/follow";
+    double tolerance = 0.3;
+    std::string only;
+    std::string dump;
+    bool audio = false;
+    AudioSetup setup;
+    ListeningSettings settings;
 };
 
-// Time spent following, by the wall clock and by this process's processor
-// time: on a machine shared with other work the second is what one core
-// costs.
-struct Spent {
-    double wall = 0;
-    double cpu = 0;
-    void add(const Spent& o) {
-        wall += o.wall;
-        cpu += o.cpu;
-    }
-};
-
-double process_cpu_seconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+void add_listening_options(CLI::App& app, ListeningSettings& s) {
+    app.add_flag("--design", s.design,
+                 "MIDI: listen with the engine's defaults instead of the piano profile");
+    app.add_option("--occupancy", s.occupancy, "Occupancy distribution model parameter");
+    app.add_option("--window", s.window, "Decode window length");
+    app.add_option("--release-ms", s.release_ms, "MIDI observation: release time of a note (ms)");
+    app.add_option("--sustain-level", s.sustain_level, "MIDI observation: level a held note settles at");
+    app.add_option("--sustain-ms", s.sustain_ms, "MIDI observation: time a held note takes to settle (ms)");
+    app.add_option("--gamma", s.gamma, "Audio observation: silence exponent (negative)");
+    app.add_option("--klexp", s.klexp, "Audio observation: tightness of the spectral match (below -0.1)");
+    app.add_option("--harmonics", s.harmonics, "Audio observation: harmonics per template pitch");
 }
 
-// Every position the follower reported, in order, with the tempo it held.
-struct Report {
-    double time;
-    int index;
-    double bpm;
-};
-
-// Follows one case and returns the first time each event was reported.
-std::map<int, double> follow_case(const fs::path& dir, const ListeningSettings& settings, Spent& spent,
-                                  double& duration, std::vector<Report>& all_reports) {
-    std::map<int, double> first_report;
-    MidiReadResult performance = read_midi_file((dir / "perf.mid").string());
-    if (!performance.ok()) {
-        std::fprintf(stderr, "%s: %s\n", dir.c_str(), performance.error.c_str());
-        return first_report;
-    }
-    duration = performance.duration;
-    StandaloneHost host;
-    settings.apply(host);
-    if (!host.ScoreParsing((dir / "score.txt").string())) return first_report;
-    host.on_position([&](int index, const Event*) {
-        first_report.emplace(index, host.GetTime());
-        all_reports.push_back({host.GetTime(), index, host.tempo_bpm()});
-    });
-
-    const auto start = std::chrono::steady_clock::now();
-    const double cpu_start = process_cpu_seconds();
-    host.cadenzium_start("");
-    MidiFollower follower(host, std::move(performance.notes), performance.duration);
-    follower.run(false);
-    spent.wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    spent.cpu = process_cpu_seconds() - cpu_start;
-    return first_report;
+void add_options(CLI::App& app, Options& o) {
+    app.add_option("--data", o.data, "Folder of follow cases");
+    app.add_option("--tolerance", o.tolerance, "Seconds within which a report is correct");
+    app.add_option("--case", o.only, "Run only the cases whose name contains this text");
+    app.add_option("--dump", o.dump, "Folder where per-event truth and reports are written for each case");
+    app.add_flag("--audio", o.audio, "Follow the performances rendered to audio instead of their MIDI");
+    app.add_option("--write-audio", o.setup.write_dir, "Audio mode: folder where the renderings are saved");
+    app.add_option("--block", o.setup.block, "Audio mode: samples per block");
+    app.add_flag("--hop-times", o.setup.time_hops, "Audio mode: time every block and print percentiles");
+    app.add_flag("--plain-voice", o.setup.plain_voice,
+                 "Audio mode: render with the synthesiser's plain voice instead of its piano");
+    add_listening_options(app, o.settings);
 }
 
-// Per event: truth against the first report (`<case>.events.tsv`), and the
-// whole sequence of reports (`<case>.reports.tsv`), to see where and why the
-// follower loses the player.
-void dump_case(const fs::path& out_dir, const std::string& name, const std::vector<TruthEvent>& truth,
-               const std::map<int, double>& first, const std::vector<Report>& all, double tolerance) {
-    std::ofstream events(out_dir / (name + ".events.tsv"));
-    events << "index\tbeat\ttruth_s\treported_s\terror_ms\tstatus\n";
-    for (const TruthEvent& e : truth) {
-        const auto it = first.find(e.index);
-        events << e.index << '\t' << e.beat << '\t';
-        if (e.onset < 0)
-            events << '-';
-        else
-            events << e.onset;
-        events << '\t';
-        if (it == first.end())
-            events << '-';
-        else
-            events << it->second;
-        const char* status = "unplayed";
-        if (e.onset >= 0 && it == first.end()) status = "missed";
-        if (e.onset >= 0 && it != first.end())
-            status = std::fabs(it->second - e.onset) <= tolerance ? "correct" : "misaligned";
-        events << '\t';
-        if (e.onset >= 0 && it != first.end())
-            events << 1000 * (it->second - e.onset);
-        else
-            events << '-';
-        events << '\t' << status << '\n';
+// Per-case and pooled figures.
+struct Totals {
+    FollowScore pooled;
+    double precision_sum = 0;
+    int cases = 0;
+    Spent following;
+    double duration = 0;
+    double render = 0;
+    std::vector<double> hop_seconds;
+    long hops = 0;
+
+    void add(const FollowScore& score, CaseRun& run) {
+        pooled.add(score);
+        precision_sum += score.precision();
+        ++cases;
+        following.add(run.following);
+        duration += run.duration;
+        render += run.render_seconds;
+        hops += run.hops;
+        hop_seconds.insert(hop_seconds.end(), run.hop_seconds.begin(), run.hop_seconds.end());
     }
-    std::ofstream reports(out_dir / (name + ".reports.tsv"));
-    reports << "time_s\tindex\tbpm\n";
-    for (const Report& r : all)
-        reports << r.time << '\t' << r.index << '\t' << r.bpm << '\n';
+};
+
+double ratio(double a, double b) {
+    return b > 0 ? a / b : 0.0;
+}
+
+void print_header(bool audio) {
+    std::printf("%-48s %6s %9s %8s %9s %10s %9s %9s", "case", "events", "precision", "miss", "mean err",
+                "completion", "RTF(cpu)", "RTF(wall)");
+    std::printf(audio ? " %9s\n" : "\n", "render");
+}
+
+void print_case(const std::string& name, const FollowScore& s, const CaseRun& run, bool audio) {
+    std::printf("%-48s %6d %8.2f%% %7.2f%% %7.1fms %9.2f%% %9.5f %9.5f", name.c_str(), s.evaluated,
+                100 * s.precision(), 100 * s.miss_rate(), 1000 * s.mean_error(), 100 * s.completion,
+                ratio(run.following.cpu, run.duration), ratio(run.following.wall, run.duration));
+    if (audio) std::printf(" %8.2fs", run.render_seconds);
+    std::printf("\n");
+}
+
+double percentile(std::vector<double> v, double p) {
+    if (v.empty()) return 0;
+    const auto k = static_cast<size_t>(p * static_cast<double>(v.size() - 1));
+    std::nth_element(v.begin(), v.begin() + static_cast<long>(k), v.end());
+    return v[k];
+}
+
+void print_totals(Totals& t, bool audio) {
+    const FollowScore& p = t.pooled;
+    std::printf("\npooled: %d events, total precision %.2f%%, piecewise precision %.2f%%, miss rate %.2f%%, "
+                "mean error %.1f ms, mean completion %.2f%%, real-time factor %.5f (processor time), %.5f "
+                "(wall clock)\n",
+                p.evaluated, 100 * p.precision(), 100 * ratio(t.precision_sum, t.cases), 100 * p.miss_rate(),
+                1000 * p.mean_error(), 100 * ratio(p.completion, t.cases), ratio(t.following.cpu, t.duration),
+                ratio(t.following.wall, t.duration));
+    if (!audio) return;
+    std::printf(
+        "audio: rendering %.1f s for %.1f s of music; %ld blocks, mean %.1f us per block (processor time)\n",
+        t.render, t.duration, t.hops, 1e6 * ratio(t.following.cpu, static_cast<double>(t.hops)));
+    if (!t.hop_seconds.empty())
+        std::printf("audio: per block (wall clock) p50 %.1f us, p99 %.1f us, p99.9 %.1f us, max %.1f us\n",
+                    1e6 * percentile(t.hop_seconds, 0.5), 1e6 * percentile(t.hop_seconds, 0.99),
+                    1e6 * percentile(t.hop_seconds, 0.999), 1e6 * percentile(t.hop_seconds, 1.0));
+}
+
+CaseRun follow(const fs::path& dir, const Options& o) {
+    return o.audio ? follow_by_audio(dir, o.settings, o.setup) : follow_by_midi(dir, o.settings);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Follow benchmark over real performances"};
-    std::string data = CAD_DEFAULT_DATA_DIR "/follow";
-    double tolerance = 0.3;
-    std::string only;
-    std::string dump;
-    app.add_option("--data", data, "Folder of follow cases");
-    app.add_option("--tolerance", tolerance, "Seconds within which a report is correct");
-    app.add_option("--case", only, "Run only the cases whose name contains this text");
-    ListeningSettings settings;
-    app.add_flag("--design", settings.design, "Listen with the engine's defaults instead of the piano profile");
-    app.add_option("--occupancy", settings.occupancy, "Occupancy distribution model parameter");
-    app.add_option("--window", settings.window, "Decode window length");
-    app.add_option("--release-ms", settings.release_ms, "MIDI observation: release time of a note (ms)");
-    app.add_option("--sustain-level", settings.sustain_level,
-                   "MIDI observation: level a held note settles at");
-    app.add_option("--sustain-ms", settings.sustain_ms,
-                   "MIDI observation: time a held note takes to settle (ms)");
-    app.add_option("--dump", dump, "Folder where per-event truth and reports are written for each case");
+    Options o;
+    add_options(app, o);
     CLI11_PARSE(app, argc, argv);
 
-    if (!fs::is_directory(data)) {
-        std::printf("follow benchmark skipped: no data at %s\n", data.c_str());
+    if (!fs::is_directory(o.data)) {
+        std::printf("follow benchmark skipped: no data at %s\n", o.data.c_str());
         return 0;
     }
     set_console_sink([](ConsoleLevel level, std::string_view line) {
         if (level == ConsoleLevel::Error)
             std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
     });
+    if (!o.dump.empty()) fs::create_directories(o.dump);
 
-    std::vector<fs::path> cases;
-    for (const auto& entry : fs::directory_iterator(data))
-        if (entry.is_directory() && entry.path().filename().string().find(only) != std::string::npos)
-            cases.push_back(entry.path());
-    std::sort(cases.begin(), cases.end());
-
-    FollowScore pooled;
-    std::vector<double> per_case_precision;
-    Spent spent_all;
-    double duration_all = 0;
-    std::printf("%-48s %6s %9s %8s %9s %10s %9s\n", "case", "events", "precision", "miss", "mean err",
-                "completion", "RTF(cpu)");
-    for (const fs::path& dir : cases) {
+    Totals totals;
+    print_header(o.audio);
+    for (const fs::path& dir : list_cases(o.data, o.only)) {
         const std::vector<TruthEvent> truth = read_truth((dir / "truth.tsv").string());
-        Spent spent;
-        double duration = 0;
-        std::vector<Report> all_reports;
-        const std::map<int, double> reports = follow_case(dir, settings, spent, duration, all_reports);
-        const FollowScore score = score_follow(truth, reports, tolerance);
-        if (!dump.empty()) {
-            fs::create_directories(dump);
-            dump_case(dump, dir.filename().string(), truth, reports, all_reports, tolerance);
-        }
-        pooled.add(score);
-        per_case_precision.push_back(score.precision());
-        spent_all.add(spent);
-        duration_all += duration;
-        std::printf("%-48s %6d %8.2f%% %7.2f%% %7.1fms %9.2f%% %9.5f\n", dir.filename().c_str(),
-                    score.evaluated, 100 * score.precision(), 100 * score.miss_rate(),
-                    1000 * score.mean_error(), 100 * score.completion,
-                    duration > 0 ? spent.cpu / duration : 0.0);
+        CaseRun run = follow(dir, o);
+        const FollowScore score = score_follow(truth, run.first_report, o.tolerance);
+        if (!o.dump.empty()) dump_case(o.dump, dir.filename().string(), truth, run, o.tolerance);
+        totals.add(score, run);
+        print_case(dir.filename().string(), score, run, o.audio);
+        std::fflush(stdout);
     }
-    double piecewise = 0;
-    for (double p : per_case_precision)
-        piecewise += p;
-    if (!per_case_precision.empty()) piecewise /= static_cast<double>(per_case_precision.size());
-    std::printf("\npooled: %d events, total precision %.2f%%, piecewise precision %.2f%%, miss rate %.2f%%, "
-                "mean error %.1f ms, mean completion %.2f%%, real-time factor %.5f (processor time), %.5f "
-                "(wall clock)\n",
-                pooled.evaluated, 100 * pooled.precision(), 100 * piecewise, 100 * pooled.miss_rate(),
-                1000 * pooled.mean_error(), 100 * pooled.completion / std::max<size_t>(1, cases.size()),
-                duration_all > 0 ? spent_all.cpu / duration_all : 0.0,
-                duration_all > 0 ? spent_all.wall / duration_all : 0.0);
+    print_totals(totals, o.audio);
     return 0;
 }

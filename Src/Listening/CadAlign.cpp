@@ -1,5 +1,7 @@
 #include "Listening/CadAlign.hpp"
 
+#include "Exp/Environment.hpp"
+
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
@@ -180,9 +182,10 @@ void CadAlign::Decode() {
     finish_quiet_frame();
 }
 
-// The engine's energy variable takes `energy` here once the environment
-// exposes it.
+// A frame without an onset: $ENERGY takes the frame's energy and the
+// current position has lasted one more frame.
 void CadAlign::finish_quiet_frame() {
+    if (core && core->get_env()) core->get_env()->update_energy_var(energy);
     chain->frames_in_position += 1.0f;
     if (verbosity > 1 && chain->best && chain->best->event)
         post("CadAlign::Decode():  SHMM pos is %i corresponding to event %i ", current_position(),

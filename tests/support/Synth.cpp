@@ -8,42 +8,90 @@
 
 namespace {
 
-double frequency(float pitch, double tune) {
+double midi_pitch(float pitch) {
     const double p = std::fabs(pitch);
-    return p <= 127 ? tune * std::pow(2.0, (p - 69) / 12) : tune * std::pow(2.0, (p - 6900) / 1200);
+    return p <= 127 ? p : p / 100;
 }
 
-// Attack ramp, exponential sustain, linear release after `duration`.
-double envelope(double t, double duration, const SynthVoice& v) {
+double frequency(float pitch, double tune) {
+    return tune * std::pow(2.0, (midi_pitch(pitch) - 69) / 12);
+}
+
+// Seconds for partial k of `pitch` to fall by e; 0 holds it.
+double decay_time(const SynthVoice& v, float pitch, int k) {
+    if (v.decay <= 0) return 0;
+    const double by_pitch = v.decay * std::pow(2.0, -v.pitch_decay * (midi_pitch(pitch) - 60) / 12);
+    return by_pitch / (1 + v.partial_decay * (k - 1));
+}
+
+// Attack ramp up to `duration`, then a linear release; the decay is the
+// oscillators' own.
+double shape(double t, double duration, const SynthVoice& v) {
     if (t < 0) return 0;
-    const double attack = v.attack > 0 ? std::min(1.0, t / v.attack) : 1.0;
-    const double sustain = v.decay > 0 ? std::exp(-t / v.decay) : 1.0;
-    if (t <= duration) return attack * sustain;
+    if (t <= duration) return v.attack > 0 ? std::min(1.0, t / v.attack) : 1.0;
     if (v.release <= 0 || t > duration + v.release) return 0;
-    const double at_release = (v.decay > 0 ? std::exp(-duration / v.decay) : 1.0);
-    return at_release * (1.0 - (t - duration) / v.release);
+    return 1.0 - (t - duration) / v.release;
+}
+
+// The partials of one pitch as phasors: the imaginary part is the sound, the
+// length the amplitude. Each sample multiplies a phasor by its rotation,
+// times its decay while the note is held; during the release the
+// amplitude stays where the hold left it.
+struct Partials {
+    std::vector<double> re, im;
+    std::vector<double> held_re, held_im;
+    std::vector<double> free_re, free_im;
+    double weights = 0;
+
+    void add(double amplitude, double step, double decay, double sample_rate, double t0) {
+        const double per_sample = decay > 0 ? std::exp(-1 / (decay * sample_rate)) : 1.0;
+        re.push_back(amplitude * (decay > 0 ? std::exp(-t0 / decay) : 1.0));
+        im.push_back(0);
+        free_re.push_back(std::cos(step));
+        free_im.push_back(std::sin(step));
+        held_re.push_back(per_sample * free_re.back());
+        held_im.push_back(per_sample * free_im.back());
+        weights += amplitude;
+    }
+
+    double sample() const {
+        double x = 0;
+        for (double v : im)
+            x += v;
+        return x;
+    }
+
+    void advance(bool held) {
+        const std::vector<double>& sr = held ? held_re : free_re;
+        const std::vector<double>& si = held ? held_im : free_im;
+        for (size_t k = 0; k < re.size(); ++k) {
+            const double r = re[k] * sr[k] - im[k] * si[k];
+            im[k] = re[k] * si[k] + im[k] * sr[k];
+            re[k] = r;
+        }
+    }
+};
+
+Partials partials_of(float pitch, int sr, double t0, const SynthVoice& v) {
+    const double f0 = frequency(pitch, v.tune);
+    Partials p;
+    for (int k = 1; k <= v.partials; ++k) {
+        const double f = k * f0 * std::sqrt(1 + v.inharmonicity * k * k);
+        if (f >= sr / 2.0) break;
+        p.add(std::pow(v.rolloff, k - 1), 2 * std::numbers::pi * f / sr, decay_time(v, pitch, k), sr, t0);
+    }
+    return p;
 }
 
 void render_pitch(std::vector<float>& out, const SynthNote& n, float pitch, int sr, const SynthVoice& v) {
-    const double f0 = frequency(pitch, v.tune);
-    std::vector<double> amps, steps;
-    double weights = 0;
-    for (int k = 1; k <= v.partials && k * f0 < sr / 2.0; ++k) {
-        amps.push_back(std::pow(v.rolloff, k - 1));
-        steps.push_back(2 * std::numbers::pi * k * f0 / sr);
-        weights += amps.back();
-    }
-    const double gain = 0.3 * (n.velocity / 127.0) / std::max(weights, 1e-9);
     const auto first = static_cast<size_t>(n.onset * sr);
     const auto last = std::min(out.size(), static_cast<size_t>((n.onset + n.duration + v.release) * sr) + 1);
+    Partials p = partials_of(pitch, sr, static_cast<double>(first) / sr - n.onset, v);
+    const double gain = 0.3 * (n.velocity / 127.0) / std::max(p.weights, 1e-9);
     for (size_t i = first; i < last; ++i) {
         const double t = static_cast<double>(i) / sr - n.onset;
-        const double env = gain * envelope(t, n.duration, v);
-        const auto phase = static_cast<double>(i - first);
-        double x = 0;
-        for (size_t k = 0; k < amps.size(); ++k)
-            x += amps[k] * std::sin(steps[k] * phase);
-        out[i] += static_cast<float>(env * x);
+        out[i] += static_cast<float>(gain * shape(t, n.duration, v) * p.sample());
+        p.advance(t + 1.0 / sr <= n.duration);
     }
 }
 
@@ -56,6 +104,20 @@ int format_for(const std::string& path) {
 }
 
 } // namespace
+
+SynthVoice piano_voice() {
+    SynthVoice v;
+    v.partials = 10;
+    v.rolloff = 0.6;
+    v.decay = 2.5;
+    v.attack = 0.004;
+    v.release = 0.12;
+    v.tail = 1.0;
+    v.partial_decay = 0.4;
+    v.pitch_decay = 0.5;
+    v.inharmonicity = 1e-4;
+    return v;
+}
 
 std::vector<float> synthesize(const std::vector<SynthNote>& notes, int sample_rate, const SynthVoice& voice) {
     double end = 0;

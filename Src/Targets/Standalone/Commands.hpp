@@ -16,9 +16,11 @@ struct CheckOptions {
 // reads, 1 when it does not.
 int run_check(const CheckOptions& options, std::ostream& out);
 
+// Where the performance comes from: exactly one of `midi`, `audio`,
+// `live_audio` and `live_midi`.
 struct FollowOptions {
     std::string score;
-    std::string midi;
+    std::string midi;  // a Standard MIDI File
     std::string trace; // a file, "-" for standard output, empty for none
     bool realtime = false;
     bool quiet = false;
@@ -27,6 +29,22 @@ struct FollowOptions {
     double tail = 2.0;
     // Listen with the engine's defaults rather than the piano profile.
     bool design_listening = false;
+
+    std::string audio; // a sound file (WAV, AIFF, FLAC...), first channel
+    // Live audio through JACK: the engine runs in the process callback of
+    // the client "cadenzium" (input port "cadenzium:in"), to which
+    // `audio_port` is connected when given ("system:capture_1").
+    bool live_audio = false;
+    std::string audio_port;
+    std::string jack_server; // empty: the default server
+    // Live MIDI through ALSA: the first input port whose name contains
+    // `midi_port`, or, when empty, a virtual port "cadenzium" to connect to.
+    bool live_midi = false;
+    std::string midi_port;
+    // Seconds a live follow lasts; 0 listens until interrupted.
+    double duration = 0;
+
+    bool live() const { return live_audio || live_midi; }
 };
 
 // Follows a recorded performance against a score and reports each position

@@ -1,19 +1,12 @@
 #include "Commands.hpp"
 
 #include "ClockSession.hpp"
-#include "FollowReport.hpp"
-#include "ListeningProfile.hpp"
-#include "MidiFile.hpp"
-#include "MidiFollower.hpp"
+#include "FollowInput.hpp"
 #include "RunTime/Console.hpp"
-#include "StandaloneHost.hpp"
-#include "Tree/Event.hpp"
-#include "Tree/Score.hpp"
 
 #include <fstream>
 #include <iostream>
 #include <optional>
-#include <unistd.h>
 
 namespace {
 
@@ -39,45 +32,46 @@ bool open_trace(const std::string& path, TraceTarget& target) {
 
 } // namespace
 
-int run_follow(const FollowOptions& options, std::ostream& out) {
-    MidiReadResult performance = read_midi_file(options.midi);
-    if (!performance.ok()) {
-        error("cadenzium: cannot read '%s': %s", options.midi.c_str(), performance.error.c_str());
-        return 1;
+std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& o) {
+    const int named = !o.midi.empty() + !o.audio.empty() + o.live_audio + o.live_midi;
+    if (named != 1) {
+        error("cadenzium: follow needs one performance: --midi FILE, --audio FILE, --live-audio or "
+              "--live-midi");
+        return nullptr;
     }
-    // The clocks first: the engine's are made with it. The report outlives
-    // the engine, whose clock thread may be delivering until it dies.
-    ClockSession clocks(options.realtime);
+    if (!o.midi.empty()) return midi_file_input(o.midi);
+    if (!o.audio.empty()) return audio_file_input(o.audio);
+    if (o.live_audio) return live_audio_input(o);
+    return live_midi_input(o);
+}
+
+int run_follow(const FollowOptions& options, std::ostream& out) {
+    // The input outlives the engine (a live input's relay may still be
+    // written to by the engine's clock thread until the engine dies), the
+    // clocks come before the engine, whose own are made with it, and so
+    // does the report.
+    std::unique_ptr<FollowInput> input = make_follow_input(options);
+    if (!input) return 1;
+    const bool realtime = options.realtime || options.live();
+    ClockSession clocks(realtime);
     TraceTarget trace;
     std::optional<FollowReport> reporting;
     StandaloneHost host;
     host.set_verbosity(options.verbosity);
-    apply_listening_profile(host, options.design_listening ? design_profile() : piano_midi_profile());
+    apply_listening_profile(host, input->profile(options));
+    if (!input->open(host)) return 1;
     if (!host.ScoreParsing(options.score)) return 1;
-
     if (!open_trace(options.trace, trace)) return 1;
+
     // With the trace on standard output the human lines stay quiet.
     std::ostream* human = options.trace == "-" ? nullptr : &out;
     FollowReport& report = reporting.emplace(human, trace.stream);
-    report.show_progress(!options.quiet && isatty(STDERR_FILENO) && !options.realtime);
-
-    // Notes inside a trill or a multi-event report their event again: one
-    // line per change of event is what a reader wants.
-    int last_index = -1;
-    host.on_position([&](int index, const Event* e) {
-        if (index == last_index) return;
-        last_index = index;
-        report.position(
-            {host.GetTime(), index, e ? e->beatcum() : 0.0, host.tempo_bpm(), e ? e->cuename() : ""});
-    });
-    host.on_message([&](const message& m) { report.message(m); });
+    connect_reports(host, report);
     // In real time logical time 0 is the start of the performance.
-    if (options.realtime) host.start_wall_clock();
+    if (realtime) host.start_wall_clock();
     host.cadenzium_start("");
-    MidiFollower follower(host, std::move(performance.notes), performance.duration);
-    const double end = performance.duration + options.tail;
-    follower.run(options.realtime, options.tail, [&](double t) { report.progress(t, end); });
+    const bool ok = input->run(host, report, options);
     report.end_progress();
     host.cadenzium_stop();
-    return 0;
+    return ok ? 0 : 1;
 }

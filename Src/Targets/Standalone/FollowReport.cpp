@@ -2,6 +2,7 @@
 
 #include "Exp/ValueKinds.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "Tree/Event.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -44,18 +45,22 @@ double trace_time(double t) {
 } // namespace
 
 void FollowReport::position(const PositionReport& r) {
+    const double beat = r.event ? r.event->beatcum() : 0.0;
+    static const std::string no_label;
+    const std::string& label = r.event ? r.event->cuename() : no_label;
     std::lock_guard lock(lines);
     if (human) {
         char line[256];
-        std::snprintf(line, sizeof line, "%10.3fs  event %-5d beat %-9.3f tempo %6.1f", r.time, r.index,
-                      r.beat, r.tempo);
+        std::snprintf(line, sizeof line, "%10.3fs  event %-5d beat %-9.3f tempo %6.1f", r.time, r.index, beat,
+                      r.tempo);
         *human << line;
-        if (!r.label.empty()) *human << "  \"" << r.label << '"';
+        if (!label.empty()) *human << "  \"" << label << '"';
         *human << '\n';
     }
     if (trace) {
-        nlohmann::ordered_json j = {{"t", trace_time(r.time)}, {"type", "position"}, {"index", r.index},
-                                    {"beat", r.beat},          {"tempo", r.tempo},   {"label", r.label}};
+        nlohmann::ordered_json j = {{"t", trace_time(r.time)}, {"type", "position"},
+                                    {"index", r.index},        {"beat", beat},
+                                    {"tempo", r.tempo},        {"label", label}};
         *trace << j.dump() << '\n';
     }
 }

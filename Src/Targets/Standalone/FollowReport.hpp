@@ -14,12 +14,13 @@
 class Event;
 struct message;
 
+// A position change as the engine reports it; the event (which the score
+// owns) gives the beat and the label when the line is written.
 struct PositionReport {
     double time = 0;
     int index = 0;
-    double beat = 0;
+    const Event* event = nullptr;
     double tempo = 0;
-    std::string label;
 };
 
 class FollowReport {

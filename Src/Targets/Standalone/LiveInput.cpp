@@ -2,6 +2,7 @@
 
 #include "RunTime/Console.hpp"
 
+#include <alsa/asoundlib.h>
 #include <atomic>
 #include <cerrno>
 #include <jack/jack.h>
@@ -141,7 +142,12 @@ struct MidiInput::Impl {
 
 namespace {
 
+// ALSA's own complaints (a missing sequencer device) are dropped: the
+// failure is reported once, in our words, below.
+void alsa_quiet(const char*, int, const char*, int, const char*, ...) {}
+
 std::unique_ptr<RtMidiIn> open_alsa(const std::string& client) {
+    snd_lib_error_set_handler(alsa_quiet);
     try {
         return std::make_unique<RtMidiIn>(RtMidi::LINUX_ALSA, client);
     } catch (const RtMidiError& e) {

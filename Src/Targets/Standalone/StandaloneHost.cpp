@@ -11,6 +11,15 @@ StandaloneHost::StandaloneHost() {
     obs_iomap["MIDI"] = 0;
 }
 
+void StandaloneHost::listen_by_audio(int rate, int block) {
+    obs_iomap.erase("MIDI");
+    obs_iomap["KL"] = 0;
+    set_sample_rate(static_cast<float>(rate));
+    set_block_size(static_cast<float>(block));
+    cadenzium_init_dsp();
+    cadenzium_analysisParameters(-1, -1);
+}
+
 void StandaloneHost::report_position(int index, const Event* event) {
     if (position_sink) position_sink(index, event);
 }

@@ -20,6 +20,12 @@ public:
     void set_block_size(float n) { block_size = n; }
     void set_sample_rate(float hz) { sample_rate_hz = hz; }
 
+    // Listen to inlet 0 by audio (spectra against the score's pitches)
+    // instead of MIDI, with blocks of `block` samples at `rate` Hz and the
+    // default analysis (a window of 4096, a hop of 512 or the block size).
+    // Call it before reading the score: the templates are built with it.
+    void listen_by_audio(int rate, int block);
+
     // Where position changes go (the program prints or traces them).
     using PositionSink = std::function<void(int index, const Event* event)>;
     void on_position(PositionSink sink) { position_sink = std::move(sink); }

@@ -18,6 +18,44 @@ void terminal_console(bool quiet) {
     });
 }
 
+// The options of `cadenzium follow`. The live inputs take an optional port:
+// whether they were given at all is read after parsing (see live_inputs).
+void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
+    cmd.add_option("score", follow.score, "The score file")->required();
+    CLI::Option_group* input =
+        cmd.add_option_group("performance", "Where the performance comes from (one of)");
+    input->add_option("--midi", follow.midi, "A Standard MIDI File of the performance");
+    input->add_option("--audio", follow.audio,
+                      "A sound file of the performance (WAV, AIFF, FLAC; first channel)");
+    input
+        ->add_option(
+            "--live-audio", follow.audio_port,
+            "Listen live through JACK on cadenzium:in, connected to PORT if given (system:capture_1)")
+        ->expected(0, 1);
+    input
+        ->add_option("--live-midi", follow.midi_port,
+                     "Listen live to the ALSA MIDI port whose name contains PORT, or to a virtual port")
+        ->expected(0, 1);
+    input->require_option(1);
+    cmd.add_option("--jack-server", follow.jack_server, "The JACK server to use (default: the default one)");
+    cmd.add_option("--duration", follow.duration, "Seconds a live follow lasts (default: until Ctrl-C)")
+        ->check(CLI::NonNegativeNumber);
+    cmd.add_flag("--realtime", follow.realtime, "Pace a recorded performance by the wall clock");
+    cmd.add_flag("--design-listening", follow.design_listening,
+                 "Listen with the engine's default observation instead of the piano profile");
+    cmd.add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
+    cmd.add_option("--tail", follow.tail,
+                   "Seconds the follower and the electronics go on after the last note")
+        ->check(CLI::NonNegativeNumber);
+    cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
+    cmd.add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
+}
+
+void live_inputs(const CLI::App& cmd, FollowOptions& follow) {
+    follow.live_audio = cmd.count("--live-audio") > 0;
+    follow.live_midi = cmd.count("--live-midi") > 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -34,19 +72,7 @@ int main(int argc, char** argv) {
 
     FollowOptions follow;
     CLI::App* follow_cmd = app.add_subcommand("follow", "Follow a performance against a score");
-    follow_cmd->add_option("score", follow.score, "The score file")->required();
-    follow_cmd->add_option("--midi", follow.midi, "A Standard MIDI File of the performance")->required();
-    follow_cmd->add_flag("--realtime", follow.realtime, "Pace the performance by the wall clock");
-    follow_cmd->add_flag("--design-listening", follow.design_listening,
-                         "Listen with the engine's default observation instead of the piano profile");
-    follow_cmd->add_option("--trace", follow.trace,
-                           "Write a JSON Lines trace to FILE ('-' for standard output)");
-    follow_cmd
-        ->add_option("--tail", follow.tail,
-                     "Seconds the follower and the electronics go on after the last note")
-        ->check(CLI::NonNegativeNumber);
-    follow_cmd->add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
-    follow_cmd->add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
+    add_follow_options(*follow_cmd, follow);
 
     CLI11_PARSE(app, argc, argv);
     if (check_cmd->parsed()) {
@@ -55,6 +81,7 @@ int main(int argc, char** argv) {
     }
     if (follow_cmd->parsed()) {
         terminal_console(follow.quiet);
+        live_inputs(*follow_cmd, follow);
         return run_follow(follow, std::cout);
     }
     return 1;

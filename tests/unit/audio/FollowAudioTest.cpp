@@ -3,6 +3,7 @@
 // positions out.
 #include "AllocCounter.hpp"
 #include "AudioRig.hpp"
+#include "Exp/Environment.hpp"
 #include "Listening/CadAlign.hpp"
 
 #include <gtest/gtest.h>
@@ -127,6 +128,23 @@ TEST(FollowAudio, StoppedEngineAnalysesButDoesNotFollow) {
     engine.play(synthesize(kScale.performance(std::vector<double>(8, 1.0), 0.5), kRate));
     EXPECT_TRUE(engine.positions.empty());
     EXPECT_FALSE(engine.get_align().observations[0].empty()) << "the front end still ran";
+}
+
+// $ENERGY takes each quiet frame's energy: high while a note sounds,
+// back near nothing once the sound has died away.
+TEST(FollowAudio, EnergyVariableFollowsTheSound) {
+    AudioEngine engine;
+    ASSERT_TRUE(engine.start(kScale.score()));
+    const auto energy = [&] { return engine.get_env()->unsafe_get_var("$ENERGY")->get_double(); };
+    SynthVoice held;
+    held.decay = 0;
+    held.tail = 0;
+    engine.play(synthesize({{0.2, {60}, 1.5, 100}}, kRate, held));
+    const double sounding = energy();
+    engine.play(std::vector<float>(kRate, 0.0f));
+    const double silent = energy();
+    EXPECT_GT(sounding, 0.0);
+    EXPECT_LT(silent, sounding / 100) << "sounding " << sounding << ", silent " << silent;
 }
 
 // Two seconds of A4: any second of it loops without a seam.

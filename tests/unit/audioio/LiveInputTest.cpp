@@ -2,59 +2,24 @@
 // of MIDI note messages.
 #include "LiveInput.hpp"
 #include "ConsoleCapture.hpp"
+#include "DummyJack.hpp"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
-bool jackd_installed() {
-    return std::system("command -v jackd > /dev/null 2>&1") == 0;
+// Opens `client` on the server, trying while the server starts.
+bool open_on(DummyJackServer& server, JackInput& client) {
+    return server.wait_for([&] {
+        ConsoleCapture quiet;
+        return client.open("cadenzium-test", server.name);
+    });
 }
-
-// A jackd with the dummy driver under a name of its own, stopped at the end.
-class DummyJackServer {
-public:
-    explicit DummyJackServer(int block)
-        : name("cadenzium-test-" + std::to_string(::getpid())) {
-        pid = ::fork();
-        if (pid == 0) {
-            ::setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
-            const std::string period = std::to_string(block);
-            std::freopen("/dev/null", "w", stdout);
-            std::freopen("/dev/null", "w", stderr);
-            ::execlp("jackd", "jackd", "--no-realtime", "-n", name.c_str(), "-d", "dummy", "-r", "44100",
-                     "-p", period.c_str(), "-C", "2", "-P", "2", static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-    }
-    ~DummyJackServer() {
-        if (pid <= 0) return;
-        ::kill(pid, SIGTERM);
-        ::waitpid(pid, nullptr, 0);
-    }
-
-    // Opens `client` on this server, trying while the server starts.
-    bool open(JackInput& client) {
-        for (int i = 0; i < 50; ++i) {
-            ConsoleCapture quiet;
-            if (client.open("cadenzium-test", name)) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        return false;
-    }
-
-    std::string name;
-    pid_t pid = -1;
-};
 
 } // namespace
 
@@ -64,7 +29,7 @@ TEST(JackInput, BlocksOfTheDummyServerReachTheHandler) {
     DummyJackServer server(256);
     ASSERT_GT(server.pid, 0);
     JackInput input;
-    ASSERT_TRUE(server.open(input)) << "the dummy server did not come up";
+    ASSERT_TRUE(open_on(server, input)) << "the dummy server did not come up";
     EXPECT_EQ(input.sample_rate(), 44100);
     EXPECT_EQ(input.block_size(), 256);
     EXPECT_NE(input.port_name().find(":in"), std::string::npos);

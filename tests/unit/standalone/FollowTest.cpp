@@ -27,22 +27,26 @@ std::vector<ScoreNote> melody(int count) {
     static const int steps[] = {0, 2, 4, 5, 7, 9, 11, 12, 11, 9, 7, 5, 4, 2};
     static const double lengths[] = {1, 0.5, 0.5, 1, 1, 0.5, 0.5, 2};
     std::vector<ScoreNote> notes;
-    for (int i = 0; i < count; ++i) notes.push_back({60 + steps[i % 14] + (i / 14 % 2) * 3, lengths[i % 8]});
+    for (int i = 0; i < count; ++i)
+        notes.push_back({60 + steps[i % 14] + (i / 14 % 2) * 3, lengths[i % 8]});
     return notes;
 }
 
 std::string score_text(const std::vector<ScoreNote>& notes, double bpm) {
     std::ostringstream out;
     out << "bpm " << bpm << '\n';
-    for (const ScoreNote& n : notes) out << "NOTE " << n.pitch << ' ' << n.beats << '\n';
+    for (const ScoreNote& n : notes)
+        out << "NOTE " << n.pitch << ' ' << n.beats << '\n';
     return out.str();
 }
 
 // Onset times of the notes when the tempo goes linearly from `bpm_from` to
 // `bpm_to` over the piece (beats integrated at the tempo of their start).
-std::vector<double> onsets(const std::vector<ScoreNote>& notes, double start, double bpm_from, double bpm_to) {
+std::vector<double> onsets(const std::vector<ScoreNote>& notes, double start, double bpm_from,
+                           double bpm_to) {
     double total = 0;
-    for (const ScoreNote& n : notes) total += n.beats;
+    for (const ScoreNote& n : notes)
+        total += n.beats;
     std::vector<double> times;
     double t = start, beat = 0;
     for (const ScoreNote& n : notes) {
@@ -104,7 +108,8 @@ TEST(Follow, PerformanceInTime) {
     const auto notes = melody(40);
     const auto times = onsets(notes, 0.5, 100, 100);
     Performance p;
-    for (size_t i = 0; i < notes.size(); ++i) p.play(times[i], notes[i].pitch, notes[i].beats * 0.6);
+    for (size_t i = 0; i < notes.size(); ++i)
+        p.play(times[i], notes[i].pitch, notes[i].beats * 0.6);
     const auto reports = follow(score_text(notes, 100), p);
     EXPECT_EQ(on_time(reports, times, kTolerance), 40);
     EXPECT_EQ(reports.rbegin()->first, 40) << "the follower reaches the end";
@@ -114,7 +119,8 @@ TEST(Follow, SteadyAccelerando) {
     const auto notes = melody(48);
     const auto times = onsets(notes, 0.5, 80, 130);
     Performance p;
-    for (size_t i = 0; i < notes.size(); ++i) p.play(times[i], notes[i].pitch, 0.25);
+    for (size_t i = 0; i < notes.size(); ++i)
+        p.play(times[i], notes[i].pitch, 0.25);
     const auto reports = follow(score_text(notes, 80), p);
     EXPECT_GE(on_time(reports, times, kTolerance), 46);
     EXPECT_EQ(reports.rbegin()->first, 48);
@@ -152,12 +158,16 @@ TEST(Follow, TraceAndHumanOutput) {
     const auto notes = melody(4);
     const auto times = onsets(notes, 0.5, 120, 120);
     Performance p;
-    for (size_t i = 0; i < notes.size(); ++i) p.play(times[i], notes[i].pitch, 0.2);
+    for (size_t i = 0; i < notes.size(); ++i)
+        p.play(times[i], notes[i].pitch, 0.2);
     TempScore score_file("bpm 120\nNOTE 60 1 intro\nNOTE 62 0.5\nNOTE 64 0.5\nNOTE 65 1 last\n");
     TempScore midi_file("", ".mid");
     ASSERT_TRUE(write_midi_file(midi_file.path, midi_events_from_spans(p.spans)));
     ConsoleCapture console;
-    FollowOptions options{score_file.path, midi_file.path, "", false, true, 0};
+    FollowOptions options;
+    options.score = score_file.path;
+    options.midi = midi_file.path;
+    options.quiet = true;
     std::ostringstream human;
     ASSERT_EQ(run_follow(options, human), 0);
     EXPECT_NE(human.str().find("event 1"), std::string::npos) << human.str();

@@ -1,0 +1,52 @@
+// The sources of a performance for `cadenzium follow`: a MIDI file, a sound
+// file, live audio through JACK, live MIDI through ALSA. Each opens itself
+// and sets the host up to listen to it before the score is read (the
+// listening machine builds its templates while reading), then drives the
+// engine until the performance ends or the user stops it.
+#pragma once
+
+#include "Commands.hpp"
+#include "FollowReport.hpp"
+#include "ListeningProfile.hpp"
+#include "StandaloneHost.hpp"
+
+#include <memory>
+
+class FollowInput {
+public:
+    virtual ~FollowInput() = default;
+
+    // How the engine should listen to this source.
+    virtual ListeningProfile profile(const FollowOptions& options) const = 0;
+    // Reads the file or connects to the source and sets up the host. False,
+    // with the reason on the console, when it cannot.
+    virtual bool open(StandaloneHost& host) = 0;
+    // Follows the performance to its end (and the tail), or, live, until
+    // interrupted or `options.duration` has passed. False when the source
+    // failed on the way (reported).
+    virtual bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) = 0;
+};
+
+// The source the options name, or null (reported) when they name none or
+// more than one.
+std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& options);
+
+// Sends the engine's position changes and messages to `reports` (a
+// FollowReport, or a relay towards one). Notes inside a trill or a
+// multi-event report their event again: one report per change of event is
+// what a reader wants.
+template <class Reports>
+void connect_reports(StandaloneHost& host, Reports& reports) {
+    host.on_position([&host, &reports, last_index = -1](int index, const Event* e) mutable {
+        if (index == last_index) return;
+        last_index = index;
+        reports.position({host.GetTime(), index, e, host.tempo_bpm()});
+    });
+    host.on_message([&reports](const message& m) { reports.message(m); });
+}
+
+// The inputs themselves (FollowFiles.cpp, FollowLive.cpp).
+std::unique_ptr<FollowInput> midi_file_input(const std::string& path);
+std::unique_ptr<FollowInput> audio_file_input(const std::string& path);
+std::unique_ptr<FollowInput> live_audio_input(const FollowOptions& options);
+std::unique_ptr<FollowInput> live_midi_input(const FollowOptions& options);

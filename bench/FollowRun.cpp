@@ -1,0 +1,124 @@
+#include "FollowRun.hpp"
+
+#include "AudioFollower.hpp"
+#include "FollowRender.hpp"
+#include "Listening/CadAlign.hpp"
+#include "ListeningProfile.hpp"
+#include "MidiFile.hpp"
+#include "MidiFollower.hpp"
+#include "StandaloneHost.hpp"
+
+#include <chrono>
+#include <cstdio>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+ListeningProfile with_overrides(ListeningProfile p, const ListeningSettings& s) {
+    if (s.occupancy >= 0) p.occupancy = s.occupancy;
+    if (s.release_ms >= 0) p.release_ms = s.release_ms;
+    if (s.sustain_level >= 0) p.sustain_level = s.sustain_level;
+    if (s.sustain_ms >= 0) p.sustain_ms = s.sustain_ms;
+    return p;
+}
+
+MidiReadResult read_performance(const fs::path& dir) {
+    MidiReadResult performance = read_midi_file((dir / "perf.mid").string());
+    if (!performance.ok()) std::fprintf(stderr, "%s: %s\n", dir.c_str(), performance.error.c_str());
+    return performance;
+}
+
+// Reads the score and keeps every position reported.
+bool load_score(StandaloneHost& host, const fs::path& dir, CaseRun& run) {
+    if (!host.ScoreParsing((dir / "score.txt").string())) return false;
+    host.on_position([&host, &run](int index, const Event*) {
+        run.first_report.emplace(index, host.GetTime());
+        run.reports.push_back({host.GetTime(), index, host.tempo_bpm()});
+    });
+    return true;
+}
+
+// What AudioFollower does on the virtual clock, timing each block.
+void feed_timed(StandaloneHost& host, const std::vector<float>& samples, double tail, CaseRun& run) {
+    const auto block = static_cast<size_t>(host.Blocksize());
+    std::vector<float> padded(samples);
+    padded.resize(samples.size() + static_cast<size_t>(tail * host.Samplerate()) + block, 0.0f);
+    for (size_t first = 0; first + 2 * block <= padded.size(); first += block) {
+        const auto start = std::chrono::steady_clock::now();
+        host.set_time(static_cast<double>(first + block) / host.Samplerate());
+        host.cadenzium_next_frame(padded.data() + first);
+        run.hop_seconds.push_back(
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+}
+
+void render(const fs::path& dir, const MidiReadResult& performance, const AudioSetup& setup,
+            std::vector<float>& samples, CaseRun& run) {
+    const Stopwatch watch;
+    samples = render_performance(performance, setup.rate, setup.plain_voice ? SynthVoice{} : piano_voice());
+    run.render_seconds = watch.stop().wall;
+    if (setup.write_dir.empty()) return;
+    fs::create_directories(setup.write_dir);
+    const fs::path wav = fs::path(setup.write_dir) / (dir.filename().string() + ".wav");
+    if (!write_rendering(wav.string(), samples, setup.rate))
+        std::fprintf(stderr, "cannot write %s\n", wav.c_str());
+}
+
+} // namespace
+
+void ListeningSettings::apply_midi(StandaloneHost& host) const {
+    apply_listening_profile(host, with_overrides(design ? design_profile() : piano_midi_profile(), *this));
+    if (window > 0) host.get_align().inference_decode_window_length(window);
+}
+
+void ListeningSettings::apply_audio(StandaloneHost& host) const {
+    apply_listening_profile(host, with_overrides(design_profile(), *this));
+    if (window > 0) host.get_align().inference_decode_window_length(window);
+    if (gamma != 0) host.gamma_set(gamma);
+    if (klexp != 0) host.KLexp_set(klexp);
+    if (harmonics > 0) host.nofharm_set(harmonics);
+}
+
+CaseRun follow_by_midi(const fs::path& dir, const ListeningSettings& settings) {
+    CaseRun run;
+    MidiReadResult performance = read_performance(dir);
+    if (!performance.ok()) return run;
+    run.duration = performance.duration;
+    StandaloneHost host;
+    settings.apply_midi(host);
+    if (!load_score(host, dir, run)) return run;
+
+    const Stopwatch watch;
+    host.cadenzium_start("");
+    MidiFollower follower(host, std::move(performance.notes), performance.duration);
+    follower.run(false);
+    run.following = watch.stop();
+    run.ok = true;
+    return run;
+}
+
+CaseRun follow_by_audio(const fs::path& dir, const ListeningSettings& settings, const AudioSetup& setup) {
+    CaseRun run;
+    const MidiReadResult performance = read_performance(dir);
+    if (!performance.ok()) return run;
+    std::vector<float> samples;
+    render(dir, performance, setup, samples, run);
+    run.duration = performance.duration;
+    StandaloneHost host;
+    host.listen_by_audio(setup.rate, setup.block);
+    settings.apply_audio(host);
+    if (!load_score(host, dir, run)) return run;
+
+    const double tail = 1.0;
+    const Stopwatch watch;
+    host.cadenzium_start("");
+    if (setup.time_hops)
+        feed_timed(host, samples, tail, run);
+    else
+        AudioFollower(host, samples).run(false, tail);
+    run.following = watch.stop();
+    run.hops = static_cast<long>((samples.size() + static_cast<size_t>(tail * setup.rate)) / setup.block);
+    run.ok = true;
+    return run;
+}
