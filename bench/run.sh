@@ -12,4 +12,6 @@ done
 if [ -x "$build/bench/follow_bench" ]; then
   echo "== follow benchmark"
   "$build/bench/follow_bench" --data "$data/follow"
+  echo "== follow benchmark, the same performances rendered to audio"
+  "$build/bench/follow_bench" --data "$data/follow" --audio --hop-times
 fi

@@ -1,6 +1,8 @@
 // Construction, loading, starting and stopping of the engine.
 #include "RunTime/CadenziumCore.hpp"
 
+#include "Listening/CadAlign.hpp"
+
 #include "RunTime/CadClock.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/Console.hpp"
@@ -52,6 +54,12 @@ double cadenzium_core::GetTime() const {
 void cadenzium_core::cadenzium_suivi(bool on) {
     follow_on = on ? 1 : 0;
     post(on ? "%s - Suivi ON." : "%s - Suivi OFF.", thisName());
+}
+
+void cadenzium_core::cadenzium_verbosity(int v) {
+    verbosity = v;
+    if (align) align->set_verbosity(v);
+    post("%s - Verbosity set to %d.", thisName(), v);
 }
 
 void cadenzium_core::cadenzium_actionsOnOff(bool on) {

@@ -81,6 +81,8 @@ public:
     void cadenzium_suivi(bool on);
     void cadenzium_actionsOnOff(bool on);
     void set_verbosity(int v) { verbosity = v; }
+    // The verbosity of the engine and of its listening machine, posted.
+    void cadenzium_verbosity(int v);
     bool is_running() const { return running == 1; }
     // The tempo the listening machine follows now, in BPM (0 when unknown).
     double current_tempo_bpm();

@@ -57,7 +57,7 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     TraceTarget trace;
     std::optional<FollowReport> reporting;
     StandaloneHost host;
-    host.set_verbosity(options.verbosity);
+    if (options.verbosity != 0) host.cadenzium_verbosity(options.verbosity);
     apply_listening_profile(host, input->profile(options));
     if (!input->open(host)) return 1;
     if (!host.ScoreParsing(options.score)) return 1;
