@@ -70,11 +70,13 @@ void render(const fs::path& dir, const MidiReadResult& performance, const AudioS
 void ListeningSettings::apply_midi(StandaloneHost& host) const {
     apply_listening_profile(host, with_overrides(design ? design_profile() : piano_midi_profile(), *this));
     if (window > 0) host.get_align().inference_decode_window_length(window);
+    if (dummy_silence >= 0) host.get_align().inference_dummysilences_set(dummy_silence);
 }
 
 void ListeningSettings::apply_audio(StandaloneHost& host) const {
     apply_listening_profile(host, with_overrides(design_profile(), *this));
     if (window > 0) host.get_align().inference_decode_window_length(window);
+    if (dummy_silence >= 0) host.get_align().inference_dummysilences_set(dummy_silence);
     if (gamma != 0) host.gamma_set(gamma);
     if (klexp != 0) host.KLexp_set(klexp);
     if (harmonics > 0) host.nofharm_set(harmonics);

@@ -15,6 +15,7 @@ struct ListeningSettings {
     bool design = false;
     double occupancy = -1;
     int window = -1;
+    double dummy_silence = -1; // self-transition of the silent waiting states
     // MIDI observation
     double release_ms = -1;
     double sustain_level = -1;

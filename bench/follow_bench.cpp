@@ -40,6 +40,8 @@ void add_listening_options(CLI::App& app, ListeningSettings& s) {
     app.add_option("--gamma", s.gamma, "Audio observation: silence exponent (negative)");
     app.add_option("--klexp", s.klexp, "Audio observation: tightness of the spectral match (below -0.1)");
     app.add_option("--harmonics", s.harmonics, "Audio observation: harmonics per template pitch");
+    app.add_option("--dummy-silence", s.dummy_silence,
+                   "Self-transition of the silent waiting states (0 to 1)");
 }
 
 void add_options(CLI::App& app, Options& o) {
