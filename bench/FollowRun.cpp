@@ -39,15 +39,12 @@ bool load_score(StandaloneHost& host, const fs::path& dir, CaseRun& run) {
     return true;
 }
 
-// What AudioFollower does on the virtual clock, timing each block.
+// Follows on the virtual clock, timing each block.
 void feed_timed(StandaloneHost& host, const std::vector<float>& samples, double tail, CaseRun& run) {
-    const auto block = static_cast<size_t>(host.Blocksize());
-    std::vector<float> padded(samples);
-    padded.resize(samples.size() + static_cast<size_t>(tail * host.Samplerate()) + block, 0.0f);
-    for (size_t first = 0; first + 2 * block <= padded.size(); first += block) {
+    AudioFollower follower(host, samples, tail);
+    for (;;) {
         const auto start = std::chrono::steady_clock::now();
-        host.set_time(static_cast<double>(first + block) / host.Samplerate());
-        host.cadenzium_next_frame(padded.data() + first);
+        if (!follower.step(false)) return;
         run.hop_seconds.push_back(
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
@@ -118,7 +115,7 @@ CaseRun follow_by_audio(const fs::path& dir, const ListeningSettings& settings, 
     if (setup.time_hops)
         feed_timed(host, samples, tail, run);
     else
-        AudioFollower(host, samples).run(false, tail);
+        AudioFollower(host, samples, tail).run(false);
     run.following = watch.stop();
     run.hops = static_cast<long>((samples.size() + static_cast<size_t>(tail * setup.rate)) / setup.block);
     run.ok = true;

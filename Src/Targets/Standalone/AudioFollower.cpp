@@ -4,10 +4,12 @@
 
 #include <algorithm>
 
-AudioFollower::AudioFollower(StandaloneHost& h, const std::vector<float>& s)
+AudioFollower::AudioFollower(StandaloneHost& h, const std::vector<float>& s, double tail)
     : host(h)
     , samples(s)
-    , padded(static_cast<size_t>(h.Blocksize()), 0.0f) {}
+    , padded(static_cast<size_t>(h.Blocksize()), 0.0f)
+    , rate(h.Samplerate())
+    , last(s.size() + static_cast<size_t>(std::max(0.0, tail * rate))) {}
 
 const float* AudioFollower::block_at(size_t first) {
     const size_t n = padded.size();
@@ -18,19 +20,24 @@ const float* AudioFollower::block_at(size_t first) {
     return padded.data();
 }
 
-void AudioFollower::run(bool realtime, double tail, const std::function<void(double)>& progress) {
-    const double rate = host.Samplerate();
+double AudioFollower::time() const {
+    return rate > 0 ? static_cast<double>(next) / rate : 0.0;
+}
+
+bool AudioFollower::step(bool realtime) {
     const size_t block = padded.size();
-    if (block == 0 || rate <= 0) return;
-    const auto last = samples.size() + static_cast<size_t>(tail * rate);
+    if (block == 0 || rate <= 0 || next + block > last) return false;
+    const double t = static_cast<double>(next + block) / rate;
+    if (realtime) host.wait_until(t);
+    host.set_time(t);
+    host.cadenzium_next_frame(block_at(next));
+    next += block;
+    return true;
+}
+
+void AudioFollower::run(bool realtime, const std::function<void(double)>& progress) {
     if (realtime) host.start_wall_clock();
-    long count = 0;
-    for (size_t first = 0; first + block <= last; first += block, ++count) {
-        const double t = static_cast<double>(first + block) / rate;
-        if (realtime) host.wait_until(t);
-        host.set_time(t);
-        host.cadenzium_next_frame(block_at(first));
-        if (progress && count % 256 == 0) progress(t);
-    }
-    if (progress) progress(static_cast<double>(last) / rate);
+    for (long count = 0; step(realtime); ++count)
+        if (progress && count % 256 == 0) progress(time());
+    if (progress) progress(static_cast<double>(last) / std::max(rate, 1.0));
 }

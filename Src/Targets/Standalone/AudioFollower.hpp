@@ -12,12 +12,17 @@ class StandaloneHost;
 class AudioFollower {
 public:
     // `samples` is one channel at the host's sample rate; it must outlive
-    // the follower.
-    AudioFollower(StandaloneHost& host, const std::vector<float>& samples);
+    // the follower. `tail` seconds of silence follow it.
+    AudioFollower(StandaloneHost& host, const std::vector<float>& samples, double tail = 1.0);
 
-    // Plays the whole sound, plus `tail` seconds of silence after its end.
-    // `progress` is told the time reached, now and then.
-    void run(bool realtime, double tail = 1.0, const std::function<void(double)>& progress = {});
+    // Plays the whole sound and its tail. `progress` is told the time
+    // reached, now and then.
+    void run(bool realtime, const std::function<void(double)>& progress = {});
+    // Plays the next block (waiting for its time when `realtime`); false
+    // once the sound and its tail are over.
+    bool step(bool realtime);
+    // The time of the end of the last block played.
+    double time() const;
 
 private:
     // The block that starts at sample `first`, padded with silence past the
@@ -27,4 +32,7 @@ private:
     StandaloneHost& host;
     const std::vector<float>& samples;
     std::vector<float> padded;
+    double rate;
+    size_t last;     // samples of the sound and its tail
+    size_t next = 0; // the first sample of the next block
 };

@@ -25,9 +25,7 @@ public:
     explicit MidiFileInput(std::string path)
         : path(std::move(path)) {}
 
-    ListeningProfile profile(const FollowOptions& options) const override {
-        return options.design_listening ? design_profile() : piano_midi_profile();
-    }
+    ListeningProfile profile(const FollowOptions& options) const override { return midi_listening(options); }
 
     bool open(StandaloneHost&) override {
         performance = read_midi_file(path);
@@ -66,8 +64,8 @@ public:
     }
 
     bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) override {
-        AudioFollower follower(host, sound->samples);
-        follower.run(options.realtime, options.tail, progress_of(report, options, sound->seconds()));
+        AudioFollower follower(host, sound->samples, options.tail);
+        follower.run(options.realtime, progress_of(report, options, sound->seconds()));
         return true;
     }
 

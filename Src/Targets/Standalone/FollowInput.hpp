@@ -27,6 +27,12 @@ public:
     virtual bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) = 0;
 };
 
+// How a MIDI source is heard: the piano profile, or the engine's defaults
+// when asked.
+inline ListeningProfile midi_listening(const FollowOptions& options) {
+    return options.design_listening ? design_profile() : piano_midi_profile();
+}
+
 // The source the options name, or null (reported) when they name none or
 // more than one.
 std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& options);

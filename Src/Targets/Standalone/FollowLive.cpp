@@ -128,9 +128,7 @@ public:
     explicit LiveMidiInput(const FollowOptions& options)
         : port(options.midi_port) {}
 
-    ListeningProfile profile(const FollowOptions& options) const override {
-        return options.design_listening ? design_profile() : piano_midi_profile();
-    }
+    ListeningProfile profile(const FollowOptions& options) const override { return midi_listening(options); }
 
     // Notes go to the engine from RtMidi's thread as they arrive; before
     // the follow starts the engine ignores them.
