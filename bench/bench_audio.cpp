@@ -6,7 +6,7 @@
 // target is a p99 under 200 us.
 #include "Listening/AudioFrontEnd.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Score.hpp"
 
 #include <benchmark/benchmark.h>

@@ -1,7 +1,7 @@
 // How long reading a score takes: the largest real score of the follow
 // data set when it is there, and a generated score of 4,000 events always.
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Score.hpp"
 
 #include <benchmark/benchmark.h>

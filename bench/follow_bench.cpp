@@ -7,7 +7,7 @@
 #include "FollowCases.hpp"
 #include "FollowRun.hpp"
 #include "FollowScoring.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <CLI/CLI.hpp>
 

@@ -4,7 +4,7 @@
 #include "Exp/Environment.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Score.hpp"
 
 #include <cstddef>

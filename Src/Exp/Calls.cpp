@@ -3,7 +3,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Function.hpp"
 #include "Exp/Var.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 
 #include <algorithm>

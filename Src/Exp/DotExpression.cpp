@@ -1,7 +1,7 @@
 #include "Exp/DotExpression.hpp"
 
 #include "Exp/Environment.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 
 #include <ostream>

@@ -1,7 +1,7 @@
 #include "Exp/Environment.hpp"
 
 #include "Exp/Reference.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 
 #include <sstream>

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "Exp/ExpTypes.hpp"
-#include "Parser/Location.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/Location.hpp"
+#include "Base/ASTNode.hpp"
 
 #include <list>
 #include <set>

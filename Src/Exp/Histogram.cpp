@@ -1,6 +1,6 @@
 #include "Exp/Histogram.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <cstdio>

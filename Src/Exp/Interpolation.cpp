@@ -1,7 +1,7 @@
 #include "Exp/Interpolation.hpp"
 
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <map>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "Exp/Kind.hpp"
 
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cstring>
 #include <iomanip>

@@ -1,7 +1,7 @@
 #include "Exp/Nim.hpp"
 
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <ostream>

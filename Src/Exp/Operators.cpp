@@ -1,7 +1,7 @@
 #include "Exp/Operators.hpp"
 
 #include "Exp/Reference.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <ostream>

@@ -1,7 +1,7 @@
 // Arithmetic between values (`+ - * / %`). The kind of the left operand
 // decides; relational and logical operators are handled by the expression.
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cmath>
 

@@ -2,7 +2,7 @@
 #include "Exp/Function.hpp"
 #include "Exp/Nim.hpp"
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <cstring>

@@ -4,7 +4,7 @@
 #include "Exp/Nim.hpp"
 #include "Exp/Reference.hpp"
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 
 #include <cmath>

@@ -1,6 +1,6 @@
 // The unary operators `!` and `-`.
 #include "Exp/Values.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <bit>
 

@@ -1,7 +1,7 @@
 // The `Value` wrapper and what every kind shares as a constant expression.
 #include "Exp/Values.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <sstream>
 

@@ -1,7 +1,7 @@
 // Dates of assignments and whole histories as values.
 #include "Exp/Environment.hpp"
 #include "Exp/Var.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 
 #include <ostream>

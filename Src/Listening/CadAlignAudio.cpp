@@ -3,7 +3,7 @@
 // settings that shape templates and likelihoods.
 #include "Listening/AudioLikelihood.hpp"
 #include "Listening/CadAlign.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cassert>
 

@@ -2,7 +2,7 @@
 // matched against one Gaussian template per pitch class.
 #include "Listening/CadAlign.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 

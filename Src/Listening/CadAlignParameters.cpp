@@ -5,7 +5,7 @@
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 

@@ -3,7 +3,7 @@
 #include "Listening/CadAlign.hpp"
 
 #include "Listening/StateChain.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
     auto it = obs_map.find(pc);

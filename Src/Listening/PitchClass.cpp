@@ -1,6 +1,6 @@
 #include "Listening/PitchClass.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <tuple>
 

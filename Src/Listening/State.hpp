@@ -11,7 +11,7 @@
 #pragma once
 
 #include "Listening/PitchClass.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/ASTNode.hpp"
 
 #include <string>
 #include <vector>

@@ -3,7 +3,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateCompound.hpp"
 #include "Listening/StateSemiMarkov.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"

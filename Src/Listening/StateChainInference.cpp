@@ -3,7 +3,7 @@
 // a state sends at frame t is seen by its successor at frame t + 1 only.
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 

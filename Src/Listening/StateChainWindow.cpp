@@ -4,7 +4,7 @@
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 

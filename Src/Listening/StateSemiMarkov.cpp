@@ -2,7 +2,7 @@
 
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>

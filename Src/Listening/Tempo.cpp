@@ -1,6 +1,6 @@
 #include "Listening/Tempo.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 #include "Exp/Expression.hpp"
 #include "Parser/GrammarSupport.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
 #include "Tree/AtomicActions.hpp"

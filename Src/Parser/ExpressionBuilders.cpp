@@ -5,7 +5,7 @@
 #include "Exp/With.hpp"
 #include "Parser/GrammarSupport.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/TreeExpressions.hpp"

@@ -3,7 +3,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
 #include "Parser/Scanner.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"

@@ -3,7 +3,7 @@
 // drives, reports errors with their place, and finalises the score.
 #pragma once
 
-#include "Parser/Location.hpp"
+#include "Base/Location.hpp"
 
 #include <list>
 #include <memory>

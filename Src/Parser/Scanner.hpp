@@ -9,7 +9,7 @@
 #endif
 
 #include "Parser.hpp"
-#include "Parser/Location.hpp"
+#include "Base/Location.hpp"
 
 #include <iosfwd>
 #include <list>

@@ -4,7 +4,7 @@
 #include "Parser/Scanner.hpp"
 
 #include "Parser/ParseDriver.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cstdlib>
 #include <cstring>

@@ -2,7 +2,7 @@
 // keyword tables and the value conversions of tokens.
 #include "Parser/ParseDriver.hpp"
 #include "Parser/Scanner.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cctype>
 #include <climits>

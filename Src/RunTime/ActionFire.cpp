@@ -7,7 +7,7 @@
 #include "Exp/ValueKinds.hpp"
 #include "Exp/Values.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/AtomicActions.hpp"

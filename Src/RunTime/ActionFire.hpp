@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Exp/Values.hpp"
-#include "Parser/Location.hpp"
+#include "Base/Location.hpp"
 #include "Tree/Action.hpp"
 
 class cadenzium_core;

@@ -7,7 +7,7 @@
 #include "Exp/Values.hpp"
 #include "Exp/Var.hpp"
 #include "RunTime/CadTimer.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Assignments.hpp"
 
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "RunTime/CadClock.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/HostClock.hpp"
 
 #include <chrono>

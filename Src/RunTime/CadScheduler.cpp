@@ -1,6 +1,6 @@
 #include "RunTime/CadScheduler.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <cassert>

@@ -4,7 +4,7 @@
 #include "Exp/Values.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"
 

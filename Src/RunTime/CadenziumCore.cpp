@@ -5,7 +5,7 @@
 
 #include "RunTime/CadClock.hpp"
 #include "RunTime/CadScheduler.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"

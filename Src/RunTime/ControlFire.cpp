@@ -6,7 +6,7 @@
 #include "Exp/Reference.hpp"
 #include "Exp/ValueKinds.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/exec.hpp"
 #include "Tree/AtomicActions.hpp"
 #include "Tree/Bloc.hpp"

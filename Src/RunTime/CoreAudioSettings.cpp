@@ -2,7 +2,7 @@
 // driver keeps the values.
 #include "Listening/CadAlign.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 void cadenzium_core::cadenzium_variance(double v) {
     get_align().cadenzium_variance(v);

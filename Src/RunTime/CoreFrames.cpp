@@ -3,7 +3,7 @@
 #include "RunTime/CadenziumCore.hpp"
 
 #include "Listening/CadAlign.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 #include "Exp/Environment.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Event.hpp"

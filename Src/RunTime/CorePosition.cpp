@@ -5,7 +5,7 @@
 #include "Exp/Environment.hpp"
 #include "Listening/CadAlign.hpp"
 #include "RunTime/CadScheduler.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 

@@ -6,7 +6,7 @@
 #include "Exp/VarManagement.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/CadTimer.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Bloc.hpp"
 
 #include <cstdio>

@@ -7,7 +7,7 @@
 #include "RunTime/CadClock.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 

@@ -5,7 +5,7 @@
 
 #include "Exp/Reference.hpp"
 #include "RunTime/CadScheduler.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/Event.hpp"
 

@@ -6,7 +6,7 @@
 #include "Exp/Values.hpp"
 #include "RunTime/CadTimer.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/AtomicActions.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Score.hpp"

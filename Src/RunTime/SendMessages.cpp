@@ -4,7 +4,7 @@
 #include "RunTime/Environment_RunTime.hpp"
 
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Score.hpp"
 
 #include <exception>

@@ -4,7 +4,7 @@
 
 #include "Exp/Environment.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/exec.hpp"
 #include "Tree/Bloc.hpp"
 

@@ -1,7 +1,7 @@
 #include "Tree/Action.hpp"
 
 #include "Exp/Expression.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Score.hpp"

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "Exp/ExpressionBase.hpp"
-#include "Parser/Location.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/Location.hpp"
+#include "Base/ASTNode.hpp"
 #include "Tree/Attributes.hpp"
 #include "Tree/Duration.hpp"
 

@@ -2,7 +2,7 @@
 
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <ostream>
 

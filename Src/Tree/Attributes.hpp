@@ -5,7 +5,7 @@
 #pragma once
 
 #include "Exp/ExpressionBase.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/ASTNode.hpp"
 
 #include <list>
 #include <string>

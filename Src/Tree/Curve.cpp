@@ -2,7 +2,7 @@
 
 #include "Exp/Expression.hpp"
 #include "Exp/Interpolation.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <ostream>
 

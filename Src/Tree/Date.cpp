@@ -1,6 +1,6 @@
 // Static dates of actions: an origin and the delays down to the action.
 #include "Exp/Expression.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Duration.hpp"
 #include "Tree/Event.hpp"

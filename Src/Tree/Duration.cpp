@@ -1,7 +1,7 @@
 #include "Tree/Duration.hpp"
 
 #include "Exp/Expression.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cmath>
 #include <sstream>

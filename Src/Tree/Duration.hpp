@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Exp/ExpTypes.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/ASTNode.hpp"
 
 #include <list>
 #include <set>

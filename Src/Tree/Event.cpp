@@ -1,6 +1,6 @@
 #include "Tree/Event.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <cctype>
 #include <cmath>

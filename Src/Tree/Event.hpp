@@ -3,8 +3,8 @@
 // from events afterwards.
 #pragma once
 
-#include "Parser/Location.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/Location.hpp"
+#include "Base/ASTNode.hpp"
 #include "Tree/Attributes.hpp"
 
 #include <string>

@@ -3,7 +3,7 @@
 #include "Exp/Expression.hpp"
 #include "Listening/StateChain.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Event.hpp"

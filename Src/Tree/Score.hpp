@@ -3,8 +3,8 @@
 // the runtime need. The reader fills it through the parsing_* builders.
 #pragma once
 
-#include "Parser/Location.hpp"
-#include "Tree/ASTNode.hpp"
+#include "Base/Location.hpp"
+#include "Base/ASTNode.hpp"
 #include "Tree/Attributes.hpp"
 
 #include <deque>

@@ -1,7 +1,7 @@
 // The simplified curve "curve receiver [from,] to duration": a message sent
 // at each step of a hidden curve on the receiver's own variables.
 #include "Exp/Expression.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
 #include "Tree/AtomicActions.hpp"

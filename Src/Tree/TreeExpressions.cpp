@@ -1,7 +1,7 @@
 #include "Tree/TreeExpressions.hpp"
 
 #include "Exp/Environment.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Duration.hpp"
 #include "Tree/Score.hpp"

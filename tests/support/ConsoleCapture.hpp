@@ -2,7 +2,7 @@
 // system's messages.
 #pragma once
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <algorithm>
 #include <string>

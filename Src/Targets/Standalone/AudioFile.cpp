@@ -1,6 +1,6 @@
 #include "AudioFile.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <filesystem>
 #include <sndfile.h>

@@ -1,6 +1,6 @@
 #include "Commands.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "StandaloneHost.hpp"
 #include "Tree/Score.hpp"
 

@@ -2,7 +2,7 @@
 
 #include "ClockSession.hpp"
 #include "FollowInput.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <fstream>
 #include <iostream>

@@ -6,7 +6,7 @@
 #include "AudioFollower.hpp"
 #include "MidiFile.hpp"
 #include "MidiFollower.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <unistd.h>
 

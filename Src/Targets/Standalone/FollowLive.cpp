@@ -5,7 +5,7 @@
 
 #include "LiveInput.hpp"
 #include "ReportRelay.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <atomic>
 #include <csignal>

@@ -1,6 +1,6 @@
 #include "LiveInput.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <alsa/asoundlib.h>
 #include <atomic>

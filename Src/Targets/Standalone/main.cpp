@@ -1,6 +1,6 @@
 // cadenzium: the standalone program.
 #include "Commands.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>

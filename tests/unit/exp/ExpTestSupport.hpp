@@ -6,7 +6,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
 #include "Exp/Function.hpp"
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 #include "RunTime/PreCadenzium.hpp"
 
 #include <functional>

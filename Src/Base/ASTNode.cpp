@@ -1,4 +1,4 @@
-#include "Tree/ASTNode.hpp"
+#include "Base/ASTNode.hpp"
 
 #include <sstream>
 

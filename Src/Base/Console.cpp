@@ -1,4 +1,4 @@
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <atomic>
 #include <cstdarg>

@@ -1,6 +1,6 @@
-#include "Parser/Location.hpp"
+#include "Base/Location.hpp"
 
-#include "RunTime/Console.hpp"
+#include "Base/Console.hpp"
 
 #include <sstream>
 
