@@ -31,10 +31,10 @@ MidiReadResult read_performance(const fs::path& dir) {
 
 // Reads the score and keeps every position reported.
 bool load_score(StandaloneHost& host, const fs::path& dir, CaseRun& run) {
-    if (!host.ScoreParsing((dir / "score.txt").string())) return false;
-    host.on_position([&host, &run](int index, const Event*) {
-        run.first_report.emplace(index, host.GetTime());
-        run.reports.push_back({host.GetTime(), index, host.tempo_bpm()});
+    if (!host.engine().ScoreParsing((dir / "score.txt").string())) return false;
+    host.on_position([&run](int index, const Event*, double time, double tempo) {
+        run.first_report.emplace(index, time);
+        run.reports.push_back({time, index, tempo});
     });
     return true;
 }
@@ -65,18 +65,20 @@ void render(const fs::path& dir, const MidiReadResult& performance, const AudioS
 } // namespace
 
 void ListeningSettings::apply_midi(StandaloneHost& host) const {
-    apply_listening_profile(host, with_overrides(design ? design_profile() : piano_midi_profile(), *this));
-    if (window > 0) host.get_align().inference_decode_window_length(window);
-    if (dummy_silence >= 0) host.get_align().inference_dummysilences_set(dummy_silence);
+    cadenzium_core& engine = host.engine();
+    apply_listening_profile(engine, with_overrides(design ? design_profile() : piano_midi_profile(), *this));
+    if (window > 0) engine.get_align().inference_decode_window_length(window);
+    if (dummy_silence >= 0) engine.get_align().inference_dummysilences_set(dummy_silence);
 }
 
 void ListeningSettings::apply_audio(StandaloneHost& host) const {
-    apply_listening_profile(host, with_overrides(design_profile(), *this));
-    if (window > 0) host.get_align().inference_decode_window_length(window);
-    if (dummy_silence >= 0) host.get_align().inference_dummysilences_set(dummy_silence);
-    if (gamma != 0) host.gamma_set(gamma);
-    if (klexp != 0) host.KLexp_set(klexp);
-    if (harmonics > 0) host.nofharm_set(harmonics);
+    cadenzium_core& engine = host.engine();
+    apply_listening_profile(engine, with_overrides(design_profile(), *this));
+    if (window > 0) engine.get_align().inference_decode_window_length(window);
+    if (dummy_silence >= 0) engine.get_align().inference_dummysilences_set(dummy_silence);
+    if (gamma != 0) engine.gamma_set(gamma);
+    if (klexp != 0) engine.KLexp_set(klexp);
+    if (harmonics > 0) engine.nofharm_set(harmonics);
 }
 
 CaseRun follow_by_midi(const fs::path& dir, const ListeningSettings& settings) {
@@ -89,7 +91,7 @@ CaseRun follow_by_midi(const fs::path& dir, const ListeningSettings& settings) {
     if (!load_score(host, dir, run)) return run;
 
     const Stopwatch watch;
-    host.cadenzium_start("");
+    host.engine().cadenzium_start("");
     MidiFollower follower(host, std::move(performance.notes), performance.duration);
     follower.run(false);
     run.following = watch.stop();
@@ -111,7 +113,7 @@ CaseRun follow_by_audio(const fs::path& dir, const ListeningSettings& settings, 
 
     const double tail = 1.0;
     const Stopwatch watch;
-    host.cadenzium_start("");
+    host.engine().cadenzium_start("");
     if (setup.time_hops)
         feed_timed(host, samples, tail, run);
     else

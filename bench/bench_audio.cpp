@@ -5,7 +5,7 @@
 // and by the thread's CPU clock (which a busy machine does not inflate); the
 // target is a p99 under 200 us.
 #include "Listening/AudioFrontEnd.hpp"
-#include "RunTime/CadenziumCore.hpp"
+#include "StandaloneHost.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Score.hpp"
 
@@ -28,15 +28,6 @@ namespace {
 constexpr int RATE = 44100;
 constexpr int HOP = 512;
 constexpr double PERIOD = 0.5; // seconds per beat (120 BPM)
-
-class AudioEngine : public cadenzium_core {
-public:
-    AudioEngine() { obs_iomap["KL"] = 0; }
-    float Blocksize() const override { return HOP; }
-    float Samplerate() const override { return RATE; }
-    double GetTime() const override { return now; }
-    double now = 0;
-};
 
 // A melody of `n` notes, one beat each, wandering over two octaves, with a
 // chord every eighth note.
@@ -123,8 +114,9 @@ void BM_AudioHop(benchmark::State& state) {
     const auto audio = render(notes);
     const std::string path = "/tmp/cadenzium-bench-audio-" + std::to_string(::getpid()) + ".cad";
     std::ofstream(path) << score_text(notes);
-    AudioEngine engine;
-    engine.cadenzium_init_dsp();
+    StandaloneHost host;
+    host.listen_by_audio(RATE, HOP);
+    cadenzium_core& engine = host.engine();
     if (!engine.ScoreParsing(path)) {
         state.SkipWithError("score did not read");
         return;
@@ -142,7 +134,7 @@ void BM_AudioHop(benchmark::State& state) {
             at = 0;
             state.ResumeTiming();
         }
-        engine.now = static_cast<double>(at) / RATE;
+        host.set_time(static_cast<double>(at) / RATE);
         const auto t0 = std::chrono::steady_clock::now();
         const double c0 = thread_cpu_us();
         engine.cadenzium_next_frame(audio.data() + at);

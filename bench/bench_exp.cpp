@@ -7,22 +7,22 @@
 namespace {
 
 struct Setup {
-    FakeEngine engine;
+    TestContext ctx;
     std::unique_ptr<Expression> expression;
     std::unique_ptr<Var> a;
 
     Setup() {
         expression.reset(
             bin(OP_DIV,
-                new UnaryExpression(OP_NEG, bin(OP_TIMES, bin(OP_PLUS, new Var(&engine, "$a"), lit(1)),
-                                                bin(OP_MINUS, new Var(&engine, "$b"), lit(2.5)))),
-                new Var(&engine, "$c")));
-        a.reset(new Var(&engine, "$a"));
-        Expression::finalize(expression.get(), &engine);
-        Expression::finalize(a.get(), &engine);
+                new UnaryExpression(OP_NEG, bin(OP_TIMES, bin(OP_PLUS, new Var(&ctx, "$a"), lit(1)),
+                                                bin(OP_MINUS, new Var(&ctx, "$b"), lit(2.5)))),
+                new Var(&ctx, "$c")));
+        a.reset(new Var(&ctx, "$a"));
+        Expression::finalize(expression.get(), &ctx);
+        Expression::finalize(a.get(), &ctx);
         a->set_var(int_value(3));
-        engine.global.set_var(engine.global.get_vm(std::string("$b"))->index, float_value(4.0));
-        engine.global.set_var(engine.global.get_vm(std::string("$c"))->index, int_value(2));
+        ctx.global.set_var(ctx.global.get_vm(std::string("$b"))->index, float_value(4.0));
+        ctx.global.set_var(ctx.global.get_vm(std::string("$c"))->index, int_value(2));
     }
 };
 

@@ -5,7 +5,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
-#include "RunTime/CadenziumCore.hpp"
+#include "StandaloneHost.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -23,11 +23,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-class QuietEngine : public cadenzium_core {
-public:
-    QuietEngine() { obs_iomap["MIDI"] = 0; }
-};
 
 std::string generated_score(int events) {
     const std::string path = (fs::temp_directory_path() / "cadenzium-bench-listening.cad").string();
@@ -93,15 +88,16 @@ void report(benchmark::State& state, std::vector<double>& micros) {
 
 void BM_DecodingStepMidi(benchmark::State& state) {
     set_console_sink([](ConsoleLevel, std::string_view) {});
-    QuietEngine engine;
+    StandaloneHost host;
+    cadenzium_core& engine = host.engine();
     std::map<std::string, int> inlets{{"MIDI", 0}};
     if (!engine.ScoreParsing(generated_score(300))) {
         state.SkipWithError("the generated score does not read");
         return;
     }
-    Score& score = *engine.get_x_netscore();
-    t_tempo tempo(&engine);
-    CadAlign align(&engine);
+    Score& score = *engine.score();
+    t_tempo tempo;
+    CadAlign align;
     align.setScore(&score);
     tempo.TempoUpdate(std::fabs(score.events[1]->ScoreTempo()));
     align.setPointers(&inlets, &tempo);
@@ -122,7 +118,7 @@ void BM_DecodingStepMidi(benchmark::State& state) {
         feed(align, step.off, 0);
         feed(align, step.on, 100);
         const auto t0 = std::chrono::steady_clock::now();
-        align.Align();
+        engine.follow(align, align.Align(engine.GetTime()));
         const auto t1 = std::chrono::steady_clock::now();
         micros.push_back(std::chrono::duration<double, std::micro>(t1 - t0).count());
     }

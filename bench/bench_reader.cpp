@@ -1,6 +1,6 @@
 // How long reading a score takes: the largest real score of the follow
 // data set when it is there, and a generated score of 4,000 events always.
-#include "RunTime/CadenziumCore.hpp"
+#include "StandaloneHost.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Score.hpp"
 
@@ -14,11 +14,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-class QuietEngine : public cadenzium_core {
-public:
-    QuietEngine() { obs_iomap["MIDI"] = 0; }
-};
 
 std::string data_dir() {
     const char* env = std::getenv("CAD_DATA_DIR");
@@ -53,11 +48,12 @@ std::string generated_score(int events) {
 
 void read_score(benchmark::State& state, const std::string& path) {
     set_console_sink([](ConsoleLevel, std::string_view) {});
-    QuietEngine engine;
+    StandaloneHost host;
+    cadenzium_core& engine = host.engine();
     for (auto _ : state) {
         if (!engine.ScoreParsing(path)) state.SkipWithError("the score did not read");
     }
-    state.counters["events"] = engine.get_x_netscore() ? engine.get_x_netscore()->CountEvents() : 0;
+    state.counters["events"] = engine.score() ? engine.score()->CountEvents() : 0;
 }
 
 void BM_ReadGeneratedScore(benchmark::State& state) { read_score(state, generated_score(4000)); }

@@ -1,11 +1,8 @@
 // The runtime in real time: how late the messages of timers reach the host
 // against their logical dates, on the standalone scheduler thread, with
 // 1,000 timers pending; and the cost of an instant that sends messages.
-#include "RunTime/CadClock.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/Environment_RunTime.hpp"
-#include "RunTime/HostClock.hpp"
-#include "RunTime/VirtualTime.hpp"
 #include "SchedulerThread.hpp"
 #include "StandaloneHost.hpp"
 
@@ -31,11 +28,12 @@ namespace {
 class LatenessHost : public StandaloneHost {
 public:
     explicit LatenessHost(SchedulerThread& clocks)
-        : clocks(clocks) {
+        : StandaloneHost(&clocks)
+        , clocks(clocks) {
         late_us.reserve(1 << 16);
     }
-    void send_one_message(const message& m) override {
-        const double due_ms = (m.date + VirtualTime::start_time()) * 1000.0;
+    void send_message(const message& m) override {
+        const double due_ms = (m.date + engine().time().queue.start_time()) * 1000.0;
         const double late = (clocks.physical_ms() - due_ms) * 1000.0;
         std::lock_guard lock(mutex);
         late_us.push_back(late);
@@ -53,16 +51,16 @@ public:
 // A timer that, when woken, sends one message from its instant.
 class MessageTimer : public CadTimer {
 public:
-    MessageTimer(t_scheduler* sched, GlobalEnvironment& env)
+    MessageTimer(t_scheduler* sched, Runtime& rt)
         : CadTimer(sched)
-        , env(env) {}
+        , rt(rt) {}
     void callback(var_management*) override {
         auto* m = new message;
         m->receiver = "probe";
         m->values.push_back(float_value(1.0));
-        env.queue_message(m);
+        rt.queue_message(m);
     }
-    GlobalEnvironment& env;
+    Runtime& rt;
 };
 
 class IdleTimer : public CadTimer {
@@ -84,43 +82,40 @@ void report_lateness(benchmark::State& state, std::vector<double> late_us) {
 // An engine on the scheduler thread's clocks, with 1,000 timers pending an
 // hour ahead on its absolute and relative lists.
 struct RealEngine {
-    RealEngine()
-        : previous(install_host_clocks(&clocks)) {
-        CadClock::fastforward = false;
+    RealEngine() {
         host = std::make_unique<LatenessHost>(clocks);
-        CadClock::init_now();
-        GlobalEnvironment& env = *host->get_env();
+        host->engine().time().init_now();
+        t_scheduler& sched = rt().scheduler;
         in_instant([&] {
             for (int i = 0; i < 1000; ++i) {
-                idle.push_back(std::make_unique<IdleTimer>(host->get_x_sched()));
+                idle.push_back(std::make_unique<IdleTimer>(&sched));
                 if (i % 2)
-                    host->get_x_sched()->insertAbsoluteTimer(idle.back().get(), 3600.0 + i);
+                    sched.insertAbsoluteTimer(idle.back().get(), 3600.0 + i);
                 else
-                    host->get_x_sched()->insertRelativeTimer(idle.back().get(), 3600.0 + i);
+                    sched.insertRelativeTimer(idle.back().get(), 3600.0 + i);
             }
         });
         for (int i = 0; i < 200; ++i)
-            probes.push_back(std::make_unique<MessageTimer>(host->get_x_sched(), env));
+            probes.push_back(std::make_unique<MessageTimer>(&sched, rt()));
     }
     ~RealEngine() {
-        in_instant([&] { host->get_x_sched()->reset(); });
+        in_instant([&] { rt().scheduler.reset(); });
         host.reset();
-        install_host_clocks(previous);
     }
+
+    Runtime& rt() { return host->engine().runtime(); }
 
     // Runs `f` inside one instant of the calling thread.
     template <class F>
     void in_instant(F f) {
-        GlobalEnvironment& env = *host->get_env();
-        env.env_lock();
-        env.start_logical_instant(-1);
+        rt().lock();
+        rt().start_logical_instant(-1);
         f();
-        env.end_logical_instant();
-        env.send_messages(true);
+        rt().end_logical_instant();
+        rt().send_messages(true);
     }
 
     SchedulerThread clocks;
-    HostClocks* previous;
     std::unique_ptr<LatenessHost> host;
     std::vector<std::unique_ptr<IdleTimer>> idle;
     std::vector<std::unique_ptr<MessageTimer>> probes;
@@ -138,7 +133,7 @@ void BM_MessageLateness(benchmark::State& state) {
     for (auto _ : state) {
         std::shuffle(dates.begin(), dates.end(), random);
         rig.in_instant([&] {
-            t_scheduler& sched = *rig.host->get_x_sched();
+            t_scheduler& sched = rig.rt().scheduler;
             for (std::size_t i = 0; i < rig.probes.size(); ++i) {
                 if (i % 2)
                     sched.insertAbsoluteTimer(rig.probes[i].get(), dates[i]);
@@ -178,56 +173,50 @@ std::string loaded_score_text() {
 // 1,000 other groups pending; each iteration starts the performance again.
 void BM_ScoreMessageLateness(benchmark::State& state) {
     SchedulerThread clocks;
-    HostClocks* previous = install_host_clocks(&clocks);
-    CadClock::fastforward = false;
     const std::string path = "/tmp/cadenzium-bench-runtime-" + std::to_string(::getpid()) + ".cad";
     std::ofstream(path) << loaded_score_text();
     {
         LatenessHost host(clocks);
-        CadClock::init_now();
-        if (!host.ScoreParsing(path)) state.SkipWithError("the score does not read");
+        cadenzium_core& engine = host.engine();
+        engine.time().init_now();
+        if (!engine.ScoreParsing(path)) state.SkipWithError("the score does not read");
         std::size_t expected = 0;
         for (auto _ : state) {
-            host.cadenzium_start("");
-            host.updatePosition(1);
+            engine.cadenzium_start("");
+            engine.updatePosition(1);
             expected += 200;
             for (int wait = 0; wait < 600 && host.received() < expected; ++wait)
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
             if (host.received() < expected) state.SkipWithError("a message did not arrive");
-            if (host.active_timer_count() < 1000) state.SkipWithError("the pending groups are gone");
+            if (engine.runtime().active_timer_count() < 1000) state.SkipWithError("the pending groups are gone");
         }
-        host.cadenzium_stop();
+        engine.cadenzium_stop();
         std::lock_guard lock(host.mutex);
         report_lateness(state, host.late_us);
     }
     std::remove(path.c_str());
-    install_host_clocks(previous);
 }
 BENCHMARK(BM_ScoreMessageLateness)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // One instant on the virtual clock that queues and delivers 100 messages.
 void BM_InstantOfHundredMessages(benchmark::State& state) {
-    HostClocks* previous = install_host_clocks(nullptr);
-    {
-        StandaloneHost host;
-        GlobalEnvironment& env = *host.get_env();
-        const std::string receiver = "level";
-        double t = 0.0;
-        for (auto _ : state) {
-            CadClock::SetTime(t += 0.001);
-            env.env_lock();
-            env.start_logical_instant(-1);
-            for (int i = 0; i < 100; ++i) {
-                auto* m = new message;
-                m->receiver = receiver;
-                m->values.push_back(float_value(i));
-                env.queue_message(m);
-            }
-            env.end_logical_instant();
-            env.send_messages(true);
+    StandaloneHost host;
+    Runtime& rt = host.engine().runtime();
+    const std::string receiver = "level";
+    double t = 0.0;
+    for (auto _ : state) {
+        host.engine().time().SetTime(t += 0.001);
+        rt.lock();
+        rt.start_logical_instant(-1);
+        for (int i = 0; i < 100; ++i) {
+            auto* m = new message;
+            m->receiver = receiver;
+            m->values.push_back(float_value(i));
+            rt.queue_message(m);
         }
+        rt.end_logical_instant();
+        rt.send_messages(true);
     }
-    install_host_clocks(previous);
 }
 BENCHMARK(BM_InstantOfHundredMessages);
 

@@ -20,14 +20,23 @@ namespace {
 // An environment whose instants take the clock's time, under one lock.
 class BenchEnv : public SchedulerEnv {
 public:
+    explicit BenchEnv(HostClocks* host = nullptr)
+        : clock(host) {
+        if (host)
+            clock.init_now();
+        else
+            clock.init_at(0.0);
+    }
+    TimeBase& time() override { return clock; }
     double now() const override { return now_s; }
     double last_tempo() const override { return tempo; }
     void begin_clock_instant() override {
         lock.lock();
-        now_s = std::max(now_s, CadClock::GetTime());
+        now_s = std::max(now_s, clock.GetTime());
     }
     void end_clock_instant() override { lock.unlock(); }
 
+    TimeBase clock;
     std::recursive_mutex lock;
     double now_s = 0.0;
     double tempo = 60.0;
@@ -43,12 +52,8 @@ public:
 // A scheduler on the virtual clock with `n` timers pending far ahead, spread
 // over the three lists: beyond the virtual time that the iterations reach.
 struct VirtualRig {
-    explicit VirtualRig(std::size_t n)
-        : previous(install_host_clocks(nullptr)) {
-        CadClock::fastforward = false;
-        VirtualTime::Reset_all();
+    explicit VirtualRig(std::size_t n) {
         sched = std::make_unique<t_scheduler>(env, n + 64);
-        CadClock::init_at(0.0);
         std::mt19937 random(42);
         std::uniform_real_distribution<double> far(1e6, 2e6);
         for (std::size_t i = 0; i < n; ++i) {
@@ -67,13 +72,8 @@ struct VirtualRig {
             }
         }
     }
-    ~VirtualRig() {
-        sched->reset();
-        VirtualTime::Reset_all();
-        install_host_clocks(previous);
-    }
+    ~VirtualRig() { sched->reset(); }
 
-    HostClocks* previous;
     BenchEnv env;
     std::unique_ptr<t_scheduler> sched;
     std::vector<std::unique_ptr<CountingTimer>> pending;
@@ -85,7 +85,7 @@ void BM_InsertAndWake(benchmark::State& state) {
     CountingTimer t(rig.sched.get());
     for (auto _ : state) {
         rig.sched->insertAbsoluteTimer(&t, 0.001);
-        VirtualTime::run_until(rig.env.now_s + 0.001);
+        rig.env.clock.queue.run_until(rig.env.now_s + 0.001);
     }
     if (t.wakes != state.iterations()) state.SkipWithError("a timer did not wake");
 }
@@ -180,8 +180,8 @@ void BM_ThreadClockLateness(benchmark::State& state) {
 BENCHMARK(BM_ThreadClockLateness)->Iterations(4)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // Host milliseconds of a logical date.
-double host_ms(double logical_s) {
-    return (logical_s + VirtualTime::start_time()) * 1000.0;
+double host_ms(const TimeBase& time, double logical_s) {
+    return (logical_s + time.queue.start_time()) * 1000.0;
 }
 
 // A timer that records how late (physical ms) it woke against the date it
@@ -190,16 +190,18 @@ double host_ms(double logical_s) {
 // clock.
 class LateTimer : public CadTimer {
 public:
-    LateTimer(t_scheduler* sched, SchedulerThread& host)
+    LateTimer(t_scheduler* sched, SchedulerThread& host, const TimeBase& time)
         : CadTimer(sched)
-        , host(host) {}
+        , host(host)
+        , time(time) {}
     void callback(var_management*) override {
         late_ms.push_back(host.physical_ms() - due_ms);
         if (repeats-- <= 0) return;
-        due_ms = host_ms(sched->env_now() + period);
+        due_ms = host_ms(time, sched->env_now() + period);
         sched->insertAbsoluteTimer(this, period);
     }
     SchedulerThread& host;
+    const TimeBase& time;
     double due_ms = 0.0;
     double period = 0.0;
     int repeats = 0;
@@ -209,13 +211,11 @@ public:
 // The scheduler on the scheduler thread, its environment's instants under
 // one lock.
 struct RealRig {
-    RealRig()
-        : previous(install_host_clocks(&host)) {
-        CadClock::fastforward = false;
+    RealRig() {
         sched = std::make_unique<t_scheduler>(env, 2100);
-        CadClock::init_now();
+        env.clock.init_now();
         for (int i = 0; i < 1000; ++i) {
-            timers.push_back(std::make_unique<LateTimer>(sched.get(), host));
+            timers.push_back(std::make_unique<LateTimer>(sched.get(), host, env.clock));
             timers.back()->late_ms.reserve(16);
         }
     }
@@ -225,7 +225,6 @@ struct RealRig {
             sched->reset();
         }
         sched.reset();
-        install_host_clocks(previous);
     }
 
     // Inserts, in one instant of the calling thread, each timer at the delay
@@ -234,11 +233,11 @@ struct RealRig {
     template <class F>
     void insert_all(F delay) {
         std::lock_guard instant(env.lock);
-        env.now_s = CadClock::GetTime();
+        env.now_s = env.clock.GetTime();
         for (std::size_t i = 0; i < timers.size(); ++i) {
             LateTimer& t = *timers[i];
             const double d = delay(i);
-            t.due_ms = host_ms(env.now_s + d);
+            t.due_ms = host_ms(env.clock, env.now_s + d);
             t.late_ms.clear();
             if (i % 2) {
                 sched->insertAbsoluteTimer(&t, d);
@@ -261,8 +260,7 @@ struct RealRig {
     }
 
     SchedulerThread host;
-    HostClocks* previous;
-    BenchEnv env;
+    BenchEnv env{&host};
     std::unique_ptr<t_scheduler> sched;
     std::vector<std::unique_ptr<LateTimer>> timers;
 };
@@ -274,14 +272,14 @@ void BM_SchedulerLatenessProbe(benchmark::State& state) {
     std::vector<double> late_us;
     for (auto _ : state) {
         rig.insert_all([](std::size_t) { return 3600.0; });
-        LateTimer probe(rig.sched.get(), rig.host);
+        LateTimer probe(rig.sched.get(), rig.host, rig.env.clock);
         probe.late_ms.reserve(256);
         probe.period = 0.001;
         probe.repeats = 199;
         {
             std::lock_guard instant(rig.env.lock);
-            rig.env.now_s = CadClock::GetTime();
-            probe.due_ms = host_ms(rig.env.now_s + probe.period);
+            rig.env.now_s = rig.env.clock.GetTime();
+            probe.due_ms = host_ms(rig.env.clock, rig.env.now_s + probe.period);
             rig.sched->insertAbsoluteTimer(&probe, probe.period);
         }
         if (!rig.wait_for(probe, 200)) state.SkipWithError("the probe stopped");

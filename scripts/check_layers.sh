@@ -33,8 +33,8 @@ test_floor_of() {
     exp) echo Exp ;;
     tree) echo Tree ;;
     parser) echo Parser ;;
-    listening | audio) echo Listening ;;
-    runtime | scheduler) echo RunTime ;;
+    listening) echo Listening ;;
+    follow | runtime | scheduler | audio) echo RunTime ;;
     *) echo Targets ;;
     esac
 }

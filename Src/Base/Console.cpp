@@ -1,22 +1,24 @@
 #include "Base/Console.hpp"
 
-#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
 
 namespace {
 
-void default_sink(ConsoleLevel level, std::string_view line) {
-    FILE* out = level == ConsoleLevel::Error ? stderr : stdout;
+void standard_sink(ConsoleLevel level, std::string_view line) {
+    FILE* out = level == ConsoleLevel::Post ? stdout : stderr;
     std::fwrite(line.data(), 1, line.size(), out);
     std::fputc('\n', out);
     std::fflush(out);
 }
 
 std::mutex sink_mutex;
-ConsoleSink current_sink = default_sink;
-std::atomic<int> global_error_counter{0};
+ConsoleSink default_sink = standard_sink;
+
+// The routing and the diagnostic scopes of this thread.
+thread_local const ConsoleSink* routed_sink = nullptr;
+thread_local DiagnosticScope* innermost_scope = nullptr;
 
 std::string vformat(const char* fmt, va_list args) {
     va_list copy;
@@ -32,17 +34,25 @@ std::string vformat(const char* fmt, va_list args) {
 void emit(ConsoleLevel level, std::string_view text) {
     // Console lines end without a newline: the sink adds its own.
     while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-    std::lock_guard lock(sink_mutex);
-    current_sink(level, text);
+    if (routed_sink) {
+        (*routed_sink)(level, text);
+        return;
+    }
+    console_default(level, text);
 }
 
 } // namespace
 
 ConsoleSink set_console_sink(ConsoleSink sink) {
     std::lock_guard lock(sink_mutex);
-    ConsoleSink old = std::move(current_sink);
-    current_sink = sink ? std::move(sink) : ConsoleSink(default_sink);
+    ConsoleSink old = std::move(default_sink);
+    default_sink = sink ? std::move(sink) : ConsoleSink(standard_sink);
     return old;
+}
+
+void console_default(ConsoleLevel level, std::string_view text) {
+    std::lock_guard lock(sink_mutex);
+    default_sink(level, text);
 }
 
 void post(const char* fmt, ...) {
@@ -64,13 +74,10 @@ void error(const char* fmt, ...) {
 void post_text(std::string_view text) { emit(ConsoleLevel::Post, text); }
 
 void error_text(std::string_view text) {
-    inc_global_error_counter();
+    for (DiagnosticScope* scope = innermost_scope; scope; scope = scope->outer)
+        scope->diagnostics.errors.emplace_back(text);
     emit(ConsoleLevel::Error, text);
 }
-
-void reset_global_error_counter() { global_error_counter = 0; }
-void inc_global_error_counter() { ++global_error_counter; }
-int get_global_error_counter() { return global_error_counter; }
 
 std::string str_printf(const char* fmt, ...) {
     va_list args;
@@ -83,5 +90,29 @@ std::string str_printf(const char* fmt, ...) {
 void internal_error(const char* file, int line, const char* func, const std::string& what) {
     std::string text = str_printf("Internal Error (please report): %s %d %s", file, line, func);
     if (!what.empty()) text += " (" + what + ")";
-    emit(ConsoleLevel::Error, text);
+    emit(ConsoleLevel::Fault, text);
+}
+
+int scoped_error_count() {
+    return innermost_scope ? innermost_scope->diagnostics.error_count() : 0;
+}
+
+ConsoleScope::ConsoleScope(const ConsoleSink* sink)
+    : previous(routed_sink)
+    , active(sink != nullptr) {
+    if (active) routed_sink = sink;
+}
+
+ConsoleScope::~ConsoleScope() {
+    if (active) routed_sink = previous;
+}
+
+DiagnosticScope::DiagnosticScope(Diagnostics& into)
+    : diagnostics(into)
+    , outer(innermost_scope) {
+    innermost_scope = this;
+}
+
+DiagnosticScope::~DiagnosticScope() {
+    innermost_scope = outer;
 }

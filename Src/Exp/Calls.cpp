@@ -4,7 +4,7 @@
 #include "Exp/Function.hpp"
 #include "Exp/Var.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -54,7 +54,7 @@ Value CallExpression::launch_process(const TaggedValue& proc, const std::vector<
     }
     const Value& beat = env->get_global_beat_pos();
     const float beat_pos = beat->is_numeric() ? static_cast<float>(beat->get_double()) : 0.0f;
-    return exe_value(env->pre ? env->pre->launch_process(definition, values, beat_pos, ambient) : 0);
+    return env->ctx ? env->ctx->launch_process(definition, values, beat_pos, ambient) : exe_value(0);
 }
 
 Value CallExpression::eval() const {
@@ -172,10 +172,10 @@ namespace {
 
 // The variable of a comprehension the score wrote without one; nested
 // comprehensions alternate between two names.
-Var* private_index(pre_cadenzium* pre, const yy::location* loc) {
+Var* private_index(EvalContext* ctx, const yy::location* loc) {
     static bool second = false;
     second = !second;
-    return new Var(pre, second ? "_comprehension_index_a" : "_comprehension_index_b", loc);
+    return new Var(ctx, second ? "_comprehension_index_a" : "_comprehension_index_b", loc);
 }
 
 Value numeric_value(long v) {
@@ -187,17 +187,17 @@ Value numeric_value(double v) {
 
 } // namespace
 
-TabComprehension* TabComprehension::make_over(pre_cadenzium* pre, Var* var, Expression* set,
+TabComprehension* TabComprehension::make_over(EvalContext* ctx, Var* var, Expression* set,
                                               Expression* element, Expression* guard,
                                               const yy::location* loc) {
-    if (!var) var = private_index(pre, loc);
+    if (!var) var = private_index(ctx, loc);
     return new TabComprehension(var, set, nullptr, nullptr, nullptr, element, guard, loc);
 }
 
-TabComprehension* TabComprehension::make_range(pre_cadenzium* pre, Var* var, Expression* from, Expression* to,
+TabComprehension* TabComprehension::make_range(EvalContext* ctx, Var* var, Expression* from, Expression* to,
                                                Expression* by, Expression* element, Expression* guard,
                                                const yy::location* loc) {
-    if (!var) var = private_index(pre, loc);
+    if (!var) var = private_index(ctx, loc);
     return new TabComprehension(var, nullptr, from, to, by, element, guard, loc);
 }
 

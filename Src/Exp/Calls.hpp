@@ -55,10 +55,10 @@ public:
 
     // Over the elements of a tab, or 0 .. n for a number. Without a variable,
     // a private one is made.
-    static TabComprehension* make_over(pre_cadenzium* pre, Var* index_var, Expression* iterset,
+    static TabComprehension* make_over(EvalContext* ctx, Var* index_var, Expression* iterset,
                                        Expression* body, Expression* condition,
                                        const yy::location* loc = nullptr);
-    static TabComprehension* make_range(pre_cadenzium* pre, Var* index_var, Expression* start,
+    static TabComprehension* make_range(EvalContext* ctx, Var* index_var, Expression* start,
                                         Expression* stop, Expression* step, Expression* body,
                                         Expression* condition, const yy::location* loc = nullptr);
 

@@ -2,11 +2,11 @@
 
 #include "Exp/Environment.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <ostream>
 
-DotExpression::DotExpression(pre_cadenzium* engine, Expression* l, Var* var, const yy::location* loc)
+DotExpression::DotExpression(EvalContext* engine, Expression* l, Var* var, const yy::location* loc)
     : Var(engine, var->name, loc)
     , left(l) {
     dynamic = true;
@@ -38,7 +38,7 @@ bool DotExpression::alive(unsigned long& exe) const {
 var_management* DotExpression::vm_in_scope(const char* mode) const {
     unsigned long exe = 0;
     if (!alive(exe)) return nullptr;
-    Environment* env = my_dynamic_env(pre, uid);
+    Environment* env = my_dynamic_env(ctx, uid);
     var_management* vm = env ? env->get_vm(uid) : nullptr;
     if (!vm)
         error("Local variable '%s' not found in the context of processus '%lu (%s)", name.c_str(), exe, mode);

@@ -8,7 +8,7 @@
 class DotExpression : public Var {
 public:
     // Takes `left` and `var` (whose name is kept).
-    DotExpression(pre_cadenzium* pre, Expression* left, Var* var, const yy::location* loc = nullptr);
+    DotExpression(EvalContext* ctx, Expression* left, Var* var, const yy::location* loc = nullptr);
     DotExpression(const DotExpression& other);
     DotExpression& operator=(const DotExpression&) = delete;
     ~DotExpression() override;
@@ -40,8 +40,8 @@ private:
 
 class DspVar : public Reference {
 public:
-    DspVar(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr)
-        : Reference(pre, name, loc) {}
+    DspVar(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr)
+        : Reference(ctx, name, loc) {}
     Value eval() const override;
     void set_reference(const TaggedValue& v) const override;
     Expression* clone() const override { return new DspVar(*this); }

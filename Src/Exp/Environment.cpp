@@ -2,11 +2,9 @@
 
 #include "Exp/Reference.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <sstream>
-
-const yy::location* Environment::last_localisation = nullptr;
 
 namespace {
 
@@ -18,15 +16,13 @@ const char* name_of(unique_identifier uid) {
 
 } // namespace
 
-Environment::Environment(cadenzium_core* engine_core, pre_cadenzium* engine)
-    : core(engine_core)
-    , pre(engine) {}
+Environment::Environment(EvalContext* context)
+    : ctx(context) {}
 
 Environment::Environment(const Environment& other)
     : vars(other.vars)
     , index_of(other.index_of)
-    , core(other.core)
-    , pre(other.pre) {
+    , ctx(other.ctx) {
     for (var_management& vm : vars)
         vm.env = this;
 }
@@ -93,14 +89,14 @@ int Environment::past_slot_at(const var_management& vm, double d, duration_type 
 }
 
 // The value in force d ago; when there is none, a message and the current value.
-Value Environment::get_var(const var_management& vm, double d, duration_type unit) {
+Value Environment::get_var(const var_management& vm, double d, duration_type unit, const yy::location* where) {
     const int past = past_slot_at(vm, d, unit);
     if (past >= 0 && !vm.last(past)->is_undef()) return vm.last(past);
     if (unit == DURATION_BEATS)
         error("Value [%f]:%s is undefined", d, vm.name().c_str());
     else
         error("Value [%fs]:%s is undefined", d, vm.name().c_str());
-    if (!vm.initialised()) return get_unitialized_var(vm, 0, true);
+    if (!vm.initialised()) return get_unitialized_var(vm, 0, true, where);
     return vm.newest();
 }
 
@@ -151,26 +147,24 @@ Value Environment::get_date_var(const var_management& vm, double d, duration_typ
     return float_value(date);
 }
 
-Value Environment::get_unitialized_var(const var_management& vm, int past, bool warn) {
+Value Environment::get_unitialized_var(const var_management& vm, int past, bool warn,
+                                       const yy::location* where) {
     const std::string& name = vm.name();
-    if (past == 0 && pre) {
+    if (past == 0 && ctx) {
         double position = 0.0, tempo = 0.0;
         if (name == "$action_pos") {
-            if (pre->timer_time(pre->get_exe(), position, tempo)) return float_value(position);
+            if (ctx->exe_time(position, tempo)) return float_value(position);
             post("Warning: no action linked to $action_pos variable, $RNOW is returned");
             return float_value(get_global_rnow());
         }
-        if (name == "$local_tempo" && pre->timer_time(pre->get_exe(), position, tempo))
+        if (name == "$local_tempo" && ctx->exe_time(position, tempo))
             return float_value(tempo);
         double beat = 0.0;
-        if (name.size() > 1 && pre->label_beat(name.substr(1), beat)) return float_value(beat);
+        if (name.size() > 1 && ctx->label_beat(name.substr(1), beat)) return float_value(beat);
     }
     if (warn) {
         post("Warning: variable '%s' has never been set (not initialized)", name.c_str());
-        if (last_localisation) {
-            post_location("", last_localisation);
-            last_localisation = nullptr;
-        }
+        if (where) post_location("", where);
     }
     return undef_value();
 }
@@ -205,31 +199,32 @@ bool Environment::is_defined_var(const std::string& name) const {
 bool Environment::is_defined_var_or_label(const std::string& name) const {
     if (is_defined_var(name)) return true;
     double beat = 0.0;
-    return pre && name.size() > 1 && name[0] == '$' && pre->label_beat(name.substr(1), beat);
+    return ctx && name.size() > 1 && name[0] == '$' && ctx->label_beat(name.substr(1), beat);
 }
 
-void Environment::attach(var_management* vm, CadTimer* timer, VAR_CALLBACK kind) {
+void Environment::attach(var_management* vm, VarObserver* observer, VAR_CALLBACK kind) {
     if (!vm) {
         error("internal error: cannot attach variable in some environment");
         return;
     }
-    vm->attach(timer, kind);
+    GlobalEnvironment* g = global();
+    vm->attach(observer, kind, g ? g->next_attachment() : 0);
 }
 
-void Environment::attach(const std::string& name, CadTimer* timer, VAR_CALLBACK kind) {
-    attach(get_vm(name), timer, kind);
+void Environment::attach(const std::string& name, VarObserver* observer, VAR_CALLBACK kind) {
+    attach(get_vm(name), observer, kind);
 }
 
-void Environment::detach(var_management* vm, CadTimer* timer, VAR_CALLBACK kind) {
-    if (vm) vm->detach(timer, kind);
+void Environment::detach(var_management* vm, VarObserver* observer, VAR_CALLBACK kind) {
+    if (vm) vm->detach(observer, kind);
 }
 
-void Environment::detach(const std::string& name, CadTimer* timer, VAR_CALLBACK kind) {
-    detach(get_vm(name), timer, kind);
+void Environment::detach(const std::string& name, VarObserver* observer, VAR_CALLBACK kind) {
+    detach(get_vm(name), observer, kind);
 }
 
 GlobalEnvironment* Environment::global() const {
-    return pre ? pre->get_env() : nullptr;
+    return ctx ? ctx->global_env() : nullptr;
 }
 
 const Value& Environment::global_var(std::size_t GlobalEnvironment::*which) const {
@@ -240,13 +235,11 @@ const Value& Environment::global_var(std::size_t GlobalEnvironment::*which) cons
 }
 
 int Environment::get_global_index_event() const {
-    const GlobalEnvironment* g = global();
-    return g ? g->index : -1;
+    return ctx ? ctx->instant().index : -1;
 }
 
 int Environment::get_global_next_index_event() const {
-    const GlobalEnvironment* g = global();
-    return g ? g->next_index : -1;
+    return ctx ? ctx->instant().next_index : -1;
 }
 
 const Value& Environment::get_global_rt_tempo() const {
@@ -278,23 +271,19 @@ const Value& Environment::get_global_approx_ratio() const {
 }
 
 double Environment::get_global_now() const {
-    const GlobalEnvironment* g = global();
-    return g ? g->now : 0.0;
+    return ctx ? ctx->instant().now : 0.0;
 }
 
 double Environment::get_global_rnow() const {
-    const GlobalEnvironment* g = global();
-    return g ? g->rnow : 0.0;
+    return ctx ? ctx->instant().rnow : 0.0;
 }
 
 double Environment::get_global_rcnow() const {
-    const GlobalEnvironment* g = global();
-    return g ? g->rcnow : 0.0;
+    return ctx ? ctx->instant().rcnow : 0.0;
 }
 
 double Environment::get_global_lnow() const {
-    const GlobalEnvironment* g = global();
-    return g ? g->instant_count : 0.0;
+    return ctx ? static_cast<double>(ctx->instant().count) : 0.0;
 }
 
 void Environment::check_no_more_propagation() {

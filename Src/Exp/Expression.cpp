@@ -3,7 +3,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Function.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <atomic>
 #include <sstream>
@@ -49,20 +49,20 @@ int Expression::variability() const {
     return eval_in_score().variability;
 }
 
-void Expression::finalize(Expression* e, pre_cadenzium* pre) {
-    if (!e || !pre) return;
-    e->set_env(pre->get_globalenv_as_env(), {}, GLOBAL_SCOPE_LEVEL);
+void Expression::finalize(Expression* e, EvalContext* ctx) {
+    if (!e || !ctx) return;
+    e->set_env(ctx->global_env(), {}, GLOBAL_SCOPE_LEVEL);
 }
 
-Expression* Expression::make_is_undef(pre_cadenzium* pre, Expression* e, const yy::location* loc) {
+Expression* Expression::make_is_undef(EvalContext* ctx, Expression* e, const yy::location* loc) {
     const Var* var = e ? e->is_a_variable() : nullptr;
     if (var && typeid(*var) == typeid(Var)) {
         Expression* test = new TestVariableUnitialized(*var);
         delete e;
         return test;
     }
-    Value f = get_functional_value_from_name(pre, "@is_undef", loc);
-    return new CallExpression(f->clone(), ExpressionList{e}, pre ? pre->get_env() : nullptr, loc);
+    Value f = get_functional_value_from_name(ctx, "@is_undef", loc);
+    return new CallExpression(f->clone(), ExpressionList{e}, ctx ? ctx->global_env() : nullptr, loc);
 }
 
 void Expression::print_last_expression() {
@@ -107,7 +107,7 @@ int compare_lists(const ExpressionList& a, const ExpressionList& b) {
 
 Expression* reduce_static(Expression* e) {
     if (!e) {
-        if (get_global_error_counter() == 0) error("syntax error (unlocalized, please report)");
+        if (scoped_error_count() == 0) error("syntax error (unlocalized, please report)");
         return new UndefValue();
     }
     Expression* folded = e->reduce_static();

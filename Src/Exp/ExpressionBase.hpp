@@ -21,7 +21,7 @@ class UserFunction;
 class Var;
 class Action;
 class Bloc;
-class pre_cadenzium;
+class EvalContext;
 struct ScoreEval;
 
 // Variables of an expression, each name once.
@@ -81,8 +81,8 @@ public:
     int variability() const;
 
     // Defines, globally, every variable that `e` meets.
-    static void finalize(Expression* e, pre_cadenzium* pre);
-    static Expression* make_is_undef(pre_cadenzium* pre, Expression* e, const yy::location* loc);
+    static void finalize(Expression* e, EvalContext* ctx);
+    static Expression* make_is_undef(EvalContext* ctx, Expression* e, const yy::location* loc);
 
     // The expression under evaluation, for error reports.
     static const Expression* last_expression;

@@ -3,7 +3,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Reference.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <cassert>
 #include <ostream>
@@ -146,8 +146,8 @@ int ForwardFunction::nb_arg() const {
     return do_resolve() ? resolved->nb_arg() : 0;
 }
 
-Value get_functional_value_from_name(pre_cadenzium* pre, const std::string& name, const yy::location* loc) {
-    GlobalEnvironment* env = pre ? pre->get_env() : nullptr;
+Value get_functional_value_from_name(EvalContext* ctx, const std::string& name, const yy::location* loc) {
+    GlobalEnvironment* env = ctx ? ctx->global_env() : nullptr;
     if (!env) {
         CAD_INTERNAL_ERROR("no global environment for function " + name);
         return undef_value();

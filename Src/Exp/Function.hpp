@@ -98,5 +98,5 @@ private:
 
 // The functional value of a name: the known function, or a forward
 // reference that resolves at its first call.
-Value get_functional_value_from_name(pre_cadenzium* pre, const std::string& name,
+Value get_functional_value_from_name(EvalContext* ctx, const std::string& name,
                                      const yy::location* loc = nullptr);

@@ -6,7 +6,7 @@
 
 namespace {
 
-std::atomic<pre_cadenzium*> last_engine{nullptr};
+std::atomic<EvalContext*> last_engine{nullptr};
 
 // Room for the score's globals, so that pointers to variables stay valid
 // while a score defines them.
@@ -14,21 +14,20 @@ constexpr std::size_t reserved_variables = 120;
 
 } // namespace
 
-GlobalEnvironment::GlobalEnvironment(cadenzium_core* engine_core, pre_cadenzium* engine)
-    : Environment(engine_core, engine)
-    , mutex(std::make_unique<std::recursive_mutex>()) {
+GlobalEnvironment::GlobalEnvironment(EvalContext* engine)
+    : Environment(engine) {
     last_engine = engine;
     reset_cached_variables();
 }
 
 GlobalEnvironment::~GlobalEnvironment() {
-    pre_cadenzium* mine = pre;
+    EvalContext* mine = ctx;
     last_engine.compare_exchange_strong(mine, nullptr);
     for (auto& [uid, f] : functions)
         delete f;
 }
 
-pre_cadenzium* GlobalEnvironment::engine() {
+EvalContext* GlobalEnvironment::engine() {
     return last_engine;
 }
 
@@ -36,9 +35,9 @@ void GlobalEnvironment::reset_cached_variables() {
     vars.reserve(reserved_variables);
     jump_updated_index = define_var(JUMP_UPDATED_VAR, 0, bool_value(false));
     energy_index = define_var(ENERGY_VAR, 0, float_value(0.0));
-    now_index = define_var(NOW_VAR, 10, float_value(now));
-    rnow_index = define_var(RNOW_VAR, 10, float_value(rnow));
-    rcnow_index = define_var(RCNOW_VAR, 10, float_value(rcnow));
+    now_index = define_var(NOW_VAR, 10, float_value(0.0));
+    rnow_index = define_var(RNOW_VAR, 10, float_value(0.0));
+    rcnow_index = define_var(RCNOW_VAR, 10, float_value(0.0));
     rt_tempo_index = define_var(RT_TEMPO_VAR, 30, float_value(60.0));
     score_tempo_index = define_var(SCORE_TEMPO_VAR, 30, float_value(60.0));
     pitch_index = define_var(PITCH_VAR, 10, undef_value());
@@ -128,14 +127,4 @@ int GlobalEnvironment::count_user_defined_proc() const {
     for (const auto& [uid, entry] : procs)
         count += entry.second;
     return count;
-}
-
-void GlobalEnvironment::env_lock() {
-    mutex->lock();
-    ++lock_depth;
-}
-
-void GlobalEnvironment::env_unlock() {
-    --lock_depth;
-    mutex->unlock();
 }

@@ -2,7 +2,7 @@
 
 #include "Exp/Environment.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <map>
 #include <mutex>
@@ -24,11 +24,11 @@ NameTable& names() {
 
 } // namespace
 
-Reference::Reference(pre_cadenzium* engine, const std::string& ref_name, const yy::location* loc)
+Reference::Reference(EvalContext* engine, const std::string& ref_name, const yy::location* loc)
     : NonConstantExpression(loc)
     , name(ref_name)
     , uid(unique_id(ref_name))
-    , pre(engine) {}
+    , ctx(engine) {}
 
 void Reference::set_reference(const TaggedValue&) const {
     error("Internal error: trying to set a reference which is not a var nor a dsp var: %s", name.c_str());
@@ -52,8 +52,8 @@ const std::string& Reference::uid2string(unique_identifier id) {
     return unknown;
 }
 
-Environment* Reference::my_dynamic_env(pre_cadenzium* engine, unique_identifier id) {
-    std::vector<Environment*>* stack = engine ? engine->get_envs() : nullptr;
+Environment* Reference::my_dynamic_env(EvalContext* engine, unique_identifier id) {
+    std::vector<Environment*>* stack = engine ? &engine->env_stack() : nullptr;
     if (!stack) return nullptr;
     for (auto it = stack->rbegin(); it != stack->rend(); ++it)
         if (*it && (*it)->index_of.count(id)) return *it;

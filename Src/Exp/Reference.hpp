@@ -11,11 +11,11 @@ class SeqContFunction;
 
 class Reference : public NonConstantExpression {
 public:
-    Reference(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr);
+    Reference(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr);
 
     std::string name;
     unique_identifier uid;
-    pre_cadenzium* pre;
+    EvalContext* ctx;
 
     virtual void set_reference(const TaggedValue& v) const;
     virtual void start_curve_assignment(exec_curve*, SeqContFunction*, int) const {}
@@ -26,7 +26,7 @@ public:
     static unique_identifier unique_id(const std::string& name);
     static const std::string& uid2string(unique_identifier uid);
     // The innermost current environment that defines `uid`, or null.
-    static Environment* my_dynamic_env(pre_cadenzium* pre, unique_identifier uid);
+    static Environment* my_dynamic_env(EvalContext* ctx, unique_identifier uid);
 
     // A bare name (a process `::p`) evaluates to a process value.
     Expression* clone() const override { return new Reference(*this); }

@@ -5,11 +5,11 @@
 #include "Exp/Values.hpp"
 
 // Each takes its operands.
-Expression* make_between(pre_cadenzium* pre, Expression* a, Expression* b, Expression* c,
+Expression* make_between(EvalContext* ctx, Expression* a, Expression* b, Expression* c,
                          const yy::location* loc);
-Expression* make_approx(pre_cadenzium* pre, Expression* a, Expression* b, const yy::location* loc);
-Expression* make_pow(pre_cadenzium* pre, Expression* a, Expression* b, const yy::location* loc);
+Expression* make_approx(EvalContext* ctx, Expression* a, Expression* b, const yy::location* loc);
+Expression* make_pow(EvalContext* ctx, Expression* a, Expression* b, const yy::location* loc);
 // "@gnuplot" on a tab of each variable's name and value; `relative` for "@rplot".
-Expression* make_plot(pre_cadenzium* pre, std::vector<Var*> vars, bool relative, const yy::location* loc);
+Expression* make_plot(EvalContext* ctx, std::vector<Var*> vars, bool relative, const yy::location* loc);
 // "@dumpvar" with the file, the names and the variables.
-Expression* make_dump(pre_cadenzium* pre, Expression* file, std::vector<Var*> vars, const yy::location* loc);
+Expression* make_dump(EvalContext* ctx, Expression* file, std::vector<Var*> vars, const yy::location* loc);

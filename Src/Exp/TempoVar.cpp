@@ -1,6 +1,5 @@
 #include "Exp/TempoVar.hpp"
 
-#include <atomic>
 
 namespace {
 
@@ -19,20 +18,14 @@ private:
     double period = 1.0;
 };
 
+} // namespace
+
 std::unique_ptr<TempoOscillator> make_fixed_oscillator() {
     return std::make_unique<FixedTempoOscillator>();
 }
 
-std::atomic<TempoOscillatorFactory> current_factory{make_fixed_oscillator};
-
-} // namespace
-
-void set_tempo_oscillator_factory(TempoOscillatorFactory factory) {
-    current_factory = factory ? factory : make_fixed_oscillator;
-}
-
-TempoVar::TempoVar()
-    : oscillator(current_factory.load()()) {}
+TempoVar::TempoVar(std::unique_ptr<TempoOscillator> o)
+    : oscillator(o ? std::move(o) : make_fixed_oscillator()) {}
 
 TempoVar::TempoVar(const TempoVar& other)
     : period(other.period)

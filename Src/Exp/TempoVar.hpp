@@ -1,8 +1,8 @@
 // What a tempo variable keeps beside its values: a tempo that follows the
 // dates of the variable's updates, a position and a period. The following
-// itself is done by an oscillator; the listening layer installs its own
-// (entrained by the updates) through `set_tempo_oscillator_factory`. Until it
-// does, the tempo stays where it was set.
+// itself is done by an oscillator, which the runtime makes (see
+// EvalContext::make_tempo_oscillator): the listening layer's, entrained by
+// the updates. The fixed one keeps the tempo where it was set.
 #pragma once
 
 #include <memory>
@@ -18,13 +18,12 @@ public:
     virtual double get_tempo() const = 0;
 };
 
-using TempoOscillatorFactory = std::unique_ptr<TempoOscillator> (*)();
-// Null restores the fixed oscillator.
-void set_tempo_oscillator_factory(TempoOscillatorFactory factory);
+// An oscillator that keeps the period it is given.
+std::unique_ptr<TempoOscillator> make_fixed_oscillator();
 
 class TempoVar {
 public:
-    TempoVar();
+    explicit TempoVar(std::unique_ptr<TempoOscillator> oscillator);
     TempoVar(const TempoVar& other);
     TempoVar& operator=(const TempoVar&) = delete;
 

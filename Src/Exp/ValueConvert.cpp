@@ -5,7 +5,7 @@
 #include "Exp/Reference.hpp"
 #include "Exp/Values.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <cmath>
 #include <limits>
@@ -86,8 +86,8 @@ bool NimValue::get_bool() const {
 }
 
 bool ExeValue::get_bool() const {
-    pre_cadenzium* engine = GlobalEnvironment::engine();
-    return engine && engine->find_exe(static_cast<int>(val)) != nullptr;
+    EvalContext* engine = GlobalEnvironment::engine();
+    return engine && engine->exe_running(val);
 }
 
 Value TaggedValue::deep_copy() const {

@@ -3,7 +3,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Function.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -25,14 +25,14 @@ int static_history_length(const Expression* index) {
 
 } // namespace
 
-Var::Var(pre_cadenzium* engine, const std::string& var_name, const yy::location* loc)
+Var::Var(EvalContext* engine, const std::string& var_name, const yy::location* loc)
     : Reference(engine, var_name, loc) {}
 
-Var::Var(pre_cadenzium* engine, const std::string& var_name, Expression* index, const yy::location* loc)
+Var::Var(EvalContext* engine, const std::string& var_name, Expression* index, const yy::location* loc)
     : Reference(engine, var_name, loc)
     , history_index(index) {}
 
-Var::Var(pre_cadenzium* engine, const std::string& var_name, Expression* date, duration_type unit,
+Var::Var(EvalContext* engine, const std::string& var_name, Expression* date, duration_type unit,
          const yy::location* loc)
     : Reference(engine, var_name, loc)
     , history_date(date)
@@ -54,19 +54,19 @@ Var::~Var() {
 }
 
 Environment* Var::my_env() const {
-    if (!pre) return nullptr;
-    if (depth < 0) return pre->get_globalenv_as_env();
-    std::vector<Environment*>* stack = pre->get_envs();
+    if (!ctx) return nullptr;
+    if (depth < 0) return ctx->global_env();
+    std::vector<Environment*>* stack = &ctx->env_stack();
     if (!stack || stack->size() <= static_cast<std::size_t>(depth)) {
         error("Undefined dynamic variable '%s' in current envs [DE1]", name.c_str());
-        return pre->get_globalenv_as_env();
+        return ctx->global_env();
     }
     return (*stack)[stack->size() - 1 - static_cast<std::size_t>(depth)];
 }
 
 var_management* Var::thisVM() const {
     if (dynamic) {
-        Environment* env = my_dynamic_env(pre, uid);
+        Environment* env = my_dynamic_env(ctx, uid);
         if (!env) {
             error("Undefined dynamic variable '%s' in current envs [DE2]", name.c_str());
             return nullptr;
@@ -86,17 +86,16 @@ double Var::history_delay() const {
 }
 
 Value Var::eval() const {
-    Environment::last_localisation = location;
     var_management* vm = thisVM();
     if (!vm) return undef_value();
     Environment* env = vm->env;
     if (history_index) {
         if (!vm->initialised())
-            return env->get_unitialized_var(*vm, static_cast<int>(eval_int(history_index)), true);
+            return env->get_unitialized_var(*vm, static_cast<int>(eval_int(history_index)), true, location);
         return vm->last(static_cast<int>(eval_int(history_index)));
     }
-    if (history_date) return env->get_var(*vm, history_delay(), history_unit);
-    if (!vm->initialised()) return env->get_unitialized_var(*vm, 0, true);
+    if (history_date) return env->get_var(*vm, history_delay(), history_unit, location);
+    if (!vm->initialised()) return env->get_unitialized_var(*vm, 0, true, location);
     return vm->newest();
 }
 
@@ -108,7 +107,7 @@ ScoreEval Var::eval_in_score() const {
 
 void Var::set_var(const TaggedValue& v) const {
     if (dynamic) {
-        Environment* env = my_dynamic_env(pre, uid);
+        Environment* env = my_dynamic_env(ctx, uid);
         if (env)
             env->set_var(uid, v);
         else
@@ -224,7 +223,7 @@ int VarParameter::etag() const {
     return tag;
 }
 
-Expression* MakeVarParameter(pre_cadenzium*, Expression* expression, const std::string& word,
+Expression* MakeVarParameter(EvalContext*, Expression* expression, const std::string& word,
                              const yy::location* loc) {
     static const std::pair<const char*, PARAM> words[] = {
         {"tempo", PARAM_TEMPO},       {"frequency", PARAM_TEMPO}, {"period", PARAM_PERIOD},
@@ -288,19 +287,19 @@ int TestVariableUnitialized::etag() const {
 namespace {
 
 Value myself(const SpecialVariable& v) {
-    return exe_value(v.pre ? v.pre->ambient_exe(v.ambient) : 0);
+    return v.ctx ? v.ctx->ambient_exe(v.ambient) : exe_value(0);
 }
 
 const std::pair<const char*, SpecialVariable::Compute> special_variables[] = {{"$MYSELF", myself}};
 
 } // namespace
 
-SpecialVariable::SpecialVariable(pre_cadenzium* engine, const std::string& var_name, Compute fn,
+SpecialVariable::SpecialVariable(EvalContext* engine, const std::string& var_name, Compute fn,
                                  const yy::location* loc)
     : Var(engine, var_name, loc)
     , compute(fn) {}
 
-Var* SpecialVariable::make_variable(pre_cadenzium* engine, const std::string& var_name,
+Var* SpecialVariable::make_variable(EvalContext* engine, const std::string& var_name,
                                     const yy::location* loc) {
     for (const auto& [special, fn] : special_variables)
         if (var_name == special) return new SpecialVariable(engine, var_name, fn, loc);

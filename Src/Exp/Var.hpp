@@ -13,11 +13,11 @@ class Var : public Reference {
 public:
     static constexpr std::size_t NO_INDEX = ~std::size_t(0);
 
-    Var(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr);
+    Var(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr);
     // `[n#]:$x`
-    Var(pre_cadenzium* pre, const std::string& name, Expression* history_index, const yy::location* loc);
+    Var(EvalContext* ctx, const std::string& name, Expression* history_index, const yy::location* loc);
     // `[d]:$x` in beats, `[d s]:$x` in seconds.
-    Var(pre_cadenzium* pre, const std::string& name, Expression* history_date, duration_type unit,
+    Var(EvalContext* ctx, const std::string& name, Expression* history_date, duration_type unit,
         const yy::location* loc);
     Var(const Var& other);
     Var& operator=(const Var&) = delete;
@@ -72,7 +72,7 @@ public:
 };
 
 // `expression . name`: a tempo parameter read, or undef after a message.
-Expression* MakeVarParameter(pre_cadenzium* pre, Expression* expression, const std::string& name,
+Expression* MakeVarParameter(EvalContext* ctx, Expression* expression, const std::string& name,
                              const yy::location* loc);
 
 // Argument `position` of the call of `function` under evaluation.
@@ -111,10 +111,10 @@ public:
 class SpecialVariable : public Var {
 public:
     using Compute = Value (*)(const SpecialVariable&);
-    SpecialVariable(pre_cadenzium* pre, const std::string& name, Compute compute, const yy::location* loc);
+    SpecialVariable(EvalContext* ctx, const std::string& name, Compute compute, const yy::location* loc);
 
     // A special variable for the predefined names, a plain `Var` otherwise.
-    static Var* make_variable(pre_cadenzium* pre, const std::string& name, const yy::location* loc = nullptr);
+    static Var* make_variable(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr);
 
     Value eval() const override { return compute(*this); }
     ScoreEval eval_in_score() const override;

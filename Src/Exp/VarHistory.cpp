@@ -2,7 +2,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Var.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Exp/EvalContext.hpp"
 
 #include <ostream>
 
@@ -23,7 +23,7 @@ DateVar::~DateVar() {
 Value DateVar::eval() const {
     const std::string& name = var->name;
     if (name == NOW_VAR || name == RNOW_VAR || name == RCNOW_VAR) {
-        Environment* global = var->pre ? var->pre->get_globalenv_as_env() : nullptr;
+        Environment* global = var->ctx ? var->ctx->global_env() : nullptr;
         return global ? global->get_date_var(name, nullptr, unit) : undef_value();
     }
     const var_management* vm = var->thisVM();

@@ -3,7 +3,6 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Reference.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
 
 #include <algorithm>
 #include <ostream>
@@ -110,6 +109,20 @@ const std::string& var_management::name() const {
     return Reference::uid2string(uid);
 }
 
+void var_management::attach(VarObserver* observer, VAR_CALLBACK kind, std::uint64_t order) {
+    const var_observer o{observer, kind, order};
+    if (!is_attached(o)) observers.push_back(o);
+}
+
+void var_management::detach(VarObserver* observer, VAR_CALLBACK kind) {
+    const var_observer o{observer, kind, 0};
+    std::erase_if(observers, [&](const var_observer& x) { return x.same(o); });
+}
+
+bool var_management::is_attached(const var_observer& o) const {
+    return std::any_of(observers.begin(), observers.end(), [&](const var_observer& x) { return x.same(o); });
+}
+
 // The observers are copied before any is called (on the stack when there
 // are few): a notification may attach or detach others.
 void var_management::propagate(bool only_tempo) {
@@ -121,24 +134,21 @@ void var_management::propagate(bool only_tempo) {
         heap_copy.resize(observers.size());
         snapshot = heap_copy.data();
     }
-    pre_cadenzium* pre = env ? env->pre : nullptr;
     std::size_t n = 0;
     for (const var_observer& o : observers) {
-        if (only_tempo && o.second != TEMPO) continue;
-        if (pre && !pre->active(o.first))
-            error("### Propagation will fail for exe: %p", static_cast<const void*>(o.first));
+        if (only_tempo && o.kind != TEMPO) continue;
+        if (!o.observer->observing())
+            error("### Propagation will fail for exe: %p", static_cast<const void*>(o.observer));
         snapshot[n++] = o;
     }
     for (std::size_t i = 0; i < n; ++i)
-        if (observers.count(snapshot[i])) fire(snapshot[i]);
+        if (is_attached(snapshot[i])) fire(snapshot[i]);
 }
 
 void var_management::fire(const var_observer& o) {
-    pre_cadenzium* pre = env ? env->pre : nullptr;
-    if (!pre) return;
     const bool has_position = tempo_var && tempo_var->position >= 0;
     const int event_index = has_position ? static_cast<int>(tempo_var->position) : current_event_index();
-    pre->notify_var_observer(o.first, o.second, event_index, *this);
+    o.observer->var_changed(o.kind, event_index, *this);
 }
 
 double var_management::rcnow() const {
@@ -171,7 +181,8 @@ Value var_management::get_param(PARAM p) const {
 }
 
 void var_management::set_vm_param(PARAM p, const TaggedValue& v) {
-    if (!tempo_var) tempo_var = std::make_unique<TempoVar>();
+    if (!tempo_var)
+        tempo_var = std::make_unique<TempoVar>(env && env->ctx ? env->ctx->make_tempo_oscillator() : nullptr);
     switch (p) {
     case PARAM_TEMPO:
         tempo_var->set_tempo(v.get_double());
@@ -207,7 +218,7 @@ void var_management::show(std::ostream& out) const {
     out << "] next=" << hindex << " observers=[";
     const char* separator = "";
     for (const var_observer& o : observers) {
-        out << separator << static_cast<const void*>(o.first) << " " << var_callback_word(o.second);
+        out << separator << static_cast<const void*>(o.observer) << " " << var_callback_word(o.kind);
         separator = ", ";
     }
     out << "]";

@@ -7,22 +7,36 @@
 #include "Exp/Values.hpp"
 
 #include <iosfwd>
+#include <cstdint>
 #include <memory>
-#include <set>
 #include <utility>
 #include <vector>
 
-class CadTimer;
 class Environment;
+class var_management;
 
-using var_observer = std::pair<CadTimer*, VAR_CALLBACK>;
+// What waits on variables (a running compound action of the runtime): told
+// of an assignment (CLBK), of a move of a tempo variable's position
+// (UPDATE_POS), of a change of the tempo it counts with (TEMPO).
+class VarObserver {
+public:
+    virtual void var_changed(VAR_CALLBACK kind, int event_index, var_management& var) = 0;
+    // False once the observer has ended: telling it then is a fault.
+    virtual bool observing() const = 0;
 
-// Observers in order of kind, then of timer.
-struct cllbck_compare {
-    bool operator()(const var_observer& a, const var_observer& b) const {
-        if (a.second != b.second) return a.second < b.second;
-        return std::less<CadTimer*>()(a.first, b.first);
-    }
+protected:
+    ~VarObserver() = default;
+};
+
+// One observer of a variable. `order` numbers the attachments of an
+// environment, so reactions run in the order they were attached, the same
+// on every run and every machine.
+struct var_observer {
+    VarObserver* observer = nullptr;
+    VAR_CALLBACK kind = CLBK;
+    std::uint64_t order = 0;
+
+    bool same(const var_observer& o) const { return observer == o.observer && kind == o.kind; }
 };
 
 class var_management {
@@ -50,11 +64,17 @@ public:
     bool initialised() const { return last_event_index >= 0; }
     const std::string& name() const;
 
-    void attach(CadTimer* timer, VAR_CALLBACK kind) { observers.emplace(timer, kind); }
-    void detach(CadTimer* timer, VAR_CALLBACK kind) { observers.erase({timer, kind}); }
-    // Tells the observers (only the TEMPO ones when `only_tempo`). An
-    // observer detached by an earlier one during the same call is not told.
+    // Attaching twice keeps the first place; `order` comes from the
+    // environment's count of attachments.
+    void attach(VarObserver* observer, VAR_CALLBACK kind, std::uint64_t order);
+    void detach(VarObserver* observer, VAR_CALLBACK kind);
+    bool is_attached(const var_observer& o) const;
+    // Tells the observers, in attachment order (only the TEMPO ones when
+    // `only_tempo`). An observer detached by an earlier one during the same
+    // call is not told.
     void propagate(bool only_tempo);
+    // Tells one observer, with the event index this variable dates from.
+    void fire(const var_observer& observer);
 
     // The position of a tempo variable, extrapolated from its last update:
     // pinned at the next expected position (`rnow`) or not (`rcnow`).
@@ -71,14 +91,13 @@ public:
     std::vector<double> dates;  // seconds, -1.0 when unset
     std::vector<double> rdates; // beats, -1.0 when unset
     int last_event_index = -1;  // -1: never assigned
-    std::set<var_observer, cllbck_compare> observers;
+    std::vector<var_observer> observers; // in attachment order
     unique_identifier uid = 0;
     std::size_t index = 0;
     Environment* env = nullptr;
     std::unique_ptr<TempoVar> tempo_var; // null for a plain variable
 
 private:
-    void fire(const var_observer& observer);
     double global_now() const;
     int current_event_index() const;
 };

@@ -1,11 +1,8 @@
 #include "Listening/CadAlign.hpp"
 
-#include "Exp/Environment.hpp"
-
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
-#include "RunTime/CadenziumCore.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -18,8 +15,8 @@ void UniqueObs::push_back(double p) {
     history.push_back(p);
 }
 
-CadAlign::CadAlign(cadenzium_core* c)
-    : core(c) {
+CadAlign::CadAlign(std::string name)
+    : host_name(std::move(name)) {
     set_nofharm(10);
     midi_grid.resize(static_cast<size_t>(midi_size));
     for (int i = 0; i < midi_size; ++i)
@@ -29,17 +26,7 @@ CadAlign::CadAlign(cadenzium_core* c)
     setAnalysis(samplerate, nfft, hop);
 }
 
-CadAlign::~CadAlign() {
-    if (StateChain::x_alignment == this) StateChain::x_alignment = nullptr;
-}
-
-const char* CadAlign::name() const {
-    return core ? core->thisName() : "cadenzium";
-}
-
-int CadAlign::current_position() const {
-    return core ? core->Position() : -1;
-}
+CadAlign::~CadAlign() = default;
 
 // ---- setup ----
 
@@ -66,41 +53,54 @@ void CadAlign::setScore(Score* s) {
     score = s;
     chain = nullptr;
     if (s && !s->without_states) {
-        if (!s->state_chain) {
-            s->state_chain = new StateChain(s, core);
-            s->state_chain->loadScore(s);
+        std::unique_ptr<StateChain>& owned = chains[s];
+        if (!owned) {
+            owned = std::make_unique<StateChain>(s, this);
+            owned->loadScore(s);
         }
-        chain = s->state_chain;
+        chain = owned.get();
         chain->decodingwin_length = decode_window_length;
     }
     if (chain && StateChain::verbosity > 0)
         post("CadAlign::setScore(): %d states for %d events (decode window %d)",
              static_cast<int>(chain->size()), s->CountEvents(), decode_window_length);
-    StateChain::set_alignment(this);
+    StateChain::verbosity = verbosity;
 }
 
-void CadAlign::chain_deleted(StateChain* c) {
-    if (chain != c) return;
-    chain = nullptr;
-    score = nullptr;
+void CadAlign::forget(const Score* s) {
+    if (score == s) {
+        score = nullptr;
+        chain = nullptr;
+    }
+    chains.erase(s);
 }
 
 void CadAlign::set_Position(int i) {
+    accepted = i;
+    inner_event = nullptr;
     if (!chain || !score) return;
     if (i < 0 || i >= static_cast<int>(score->events.size())) return;
     chain->setPosition(score->events[static_cast<size_t>(i)]);
+}
+
+void CadAlign::place_window(int position) {
+    accepted = position;
+    if (!chain || !score) return;
+    const bool known = position >= 0 && position < static_cast<int>(score->events.size());
+    chain->place_window(known ? score->events[static_cast<size_t>(position)] : nullptr);
 }
 
 // ---- the cycle ----
 
 // MIDI observations are consumed once: with no note left sounding the
 // machine stands still until the next note-on.
-void CadAlign::Align() {
-    if (!score || !chain || score->CountEvents() < 1) return;
+Decision CadAlign::Align(double now) {
+    Decision decision;
+    if (!score || !chain || score->CountEvents() < 1) return decision;
     Observer();
     if (align_on) {
         Inference();
-        Decode();
+        decision = Decode(now);
         if (print_enabled) print_inference();
     }
     const int midi = MIDI_input();
@@ -108,6 +108,7 @@ void CadAlign::Align() {
     if (midi >= 0 && !any_note_sounding()) align_on = false;
     heard.advance(hop / samplerate);
     ++frame_counter;
+    return decision;
 }
 
 void CadAlign::Observer() {
@@ -154,68 +155,52 @@ void CadAlign::Inference() {
 
 // Any change of the most likely state is an onset: no threshold, no
 // hysteresis. The only brake against a spurious backward move is the
-// engine's refusal of it.
-void CadAlign::Decode() {
-    if (!chain) return;
+// engine's refusal of it. A frame without an onset lasts one more frame in
+// the position.
+Decision CadAlign::Decode(double now) {
+    Decision d;
+    d.energy = energy;
+    if (!chain) return d;
     chain->Decode();
     State* best = chain->best;
-    if (!best) {
-        if (jump_updated) chain->updatePosition(nullptr);
-        finish_quiet_frame();
-        return;
-    }
-    Event* ev = best->event;
-    State* inner = best->bestState();
+    Event* ev = best ? best->event : nullptr;
+    State* inner = best ? best->bestState() : nullptr;
     Event* sub = inner ? inner->event : nullptr;
     if (verbosity > 1 && ev)
         post("CadAlign::Decode(): most likely event = index() %i, pitch list %s, position = %.2f beats, type "
              "= %i\n",
              ev->index(), ev->pitch_list_string().c_str(), ev->beatcum(), ev->type());
-    if (jump_updated) chain->updatePosition(ev);
-    const bool moved = ev && ev->index() != current_position();
+    const bool moved = ev && ev->index() != accepted;
     const bool sub_moved = sub && inner_event && sub != inner_event;
-    if (moved || sub_moved) {
-        chain->updatePosition(ev);
-        if (verbosity >= 1) log_onset(sub);
-        return;
+    if (!ev || (!moved && !sub_moved)) {
+        d.quiet = true;
+        chain->frames_in_position += 1.0f;
+        if (verbosity > 1 && ev)
+            post("CadAlign::Decode():  SHMM pos is %i corresponding to event %i ", accepted, ev->index());
+        return d;
     }
-    finish_quiet_frame();
+    d.moved = true;
+    d.index = ev->index();
+    d.sub = (ev->type() == 2 || ev->type() == 4) ? sub : nullptr;
+    d.onset_time = now;
+    inner_event = d.sub;
+    if (verbosity >= 1) log_onset(d);
+    return d;
 }
 
-// A frame without an onset: $ENERGY takes the frame's energy and the
-// current position has lasted one more frame.
-void CadAlign::finish_quiet_frame() {
-    if (core && core->get_env()) core->get_env()->update_energy_var(energy);
-    chain->frames_in_position += 1.0f;
-    if (verbosity > 1 && chain->best && chain->best->event)
-        post("CadAlign::Decode():  SHMM pos is %i corresponding to event %i ", current_position(),
-             chain->best->event->index());
-}
-
-void CadAlign::log_onset(const Event* sub) const {
-    const Score* s = score;
-    auto event_at = [s](int i) -> const Event* {
-        return s && i >= 0 && i < static_cast<int>(s->events.size()) ? s->events[static_cast<size_t>(i)]
-                                                                     : nullptr;
-    };
-    const Event* cur = event_at(current_position());
-    const Event* last = core ? event_at(core->lastPosition()) : nullptr;
-    const Event* action = core ? event_at(core->lastAction()) : nullptr;
-    post("CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - current "
-         "position: "
-         "index %i notenum %i beatcum %f - last position: index %i notenum %i - last_action: index %i "
-         "notenum %i",
+void CadAlign::log_onset(const Decision& d) const {
+    const Event* sub = d.sub;
+    post("CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
+         "%i - position held: %i",
          static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
-         sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, cur ? cur->index() : -1,
-         cur ? cur->notenum() : -1, cur ? cur->beatcum() : 0.0, last ? last->index() : -1,
-         last ? last->notenum() : -1, action ? action->index() : -1, action ? action->notenum() : -1);
+         sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
     post("    \t  local_Nt is %.5f", chain->N_t.empty() ? 0.0 : chain->N_t.back());
 }
 
 // One line per frame: frame, position, normaliser, and the window.
 void CadAlign::print_inference() {
     if (!trace.is_open()) trace.open("/tmp/cadenzium.inference.txt");
-    trace << frame_counter << ' ' << current_position() << ' '
+    trace << frame_counter << ' ' << accepted << ' '
           << (chain->N_t.empty() ? 0.0 : chain->N_t.back());
     for (const State* s : chain->window())
         trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;

@@ -1,7 +1,9 @@
-// The driver of the listening machine: owns the observation templates and
-// the occupancy laws, knows the score and its state chain, turns MIDI notes
-// and audio spectra into observation probabilities, and runs the
-// cycle of one frame: observe, infer, decide.
+// The driver of the listening machine: owns the observation templates, the
+// occupancy laws and the state chain of each score it followed, turns MIDI
+// notes and audio spectra into observation probabilities, and runs the cycle
+// of one frame: observe, infer, decide. A step gives its decision back; the
+// engine accepts or refuses it and tells the machine where the position
+// stands (`place_window`). The machine never calls the engine.
 #pragma once
 
 #include "Listening/AudioFrontEnd.hpp"
@@ -22,7 +24,6 @@
 #include <string>
 #include <vector>
 
-class cadenzium_core;
 class Event;
 class Score;
 class StateChain;
@@ -51,9 +52,25 @@ struct UniqueObs {
 constexpr int INLET_KIND_MIDI = 1;
 constexpr int INLET_KIND_AUDIO = 2;
 
+// What one decoding step decided.
+struct Decision {
+    // The most likely event (or sub-event within a trill or multi-event)
+    // changed: an onset at `onset_time`.
+    bool moved = false;
+    int index = -1;
+    Event* sub = nullptr;
+    double onset_time = 0; // seconds, the engine's clock
+    // A frame decoded without an onset: the position lasts one frame more
+    // and $ENERGY takes the frame's `energy`. (A step while no note sounds
+    // decodes nothing: neither `moved` nor `quiet`.)
+    bool quiet = false;
+    float energy = 0;
+};
+
 class CadAlign {
 public:
-    explicit CadAlign(cadenzium_core* core);
+    // `name` heads the console lines of the machine (the host's name).
+    explicit CadAlign(std::string name = "cadenzium");
     ~CadAlign();
     CadAlign(const CadAlign&) = delete;
     CadAlign& operator=(const CadAlign&) = delete;
@@ -66,14 +83,15 @@ public:
     // without states) and makes it the chain followed.
     void setScore(Score* score);
     void setAnalysis(float samplerate, float nfft, float hop);
-    // Called by a chain being destroyed.
-    void chain_deleted(StateChain* c);
+    // Drops what the machine keeps for a score about to be freed.
+    void forget(const Score* score);
 
     // ---- the cycle of one frame ----
-    void Align();
+    // One step at the engine's time `now`; what it decided.
+    Decision Align(double now);
     void Observer();
     void Inference();
-    void Decode();
+    Decision Decode(double now);
 
     // ---- MIDI observation ----
     // The number of the "MIDI" inlet, or -1.
@@ -133,14 +151,13 @@ public:
     int eventToIndex(const Event* e) const;
 
     // ---- position ----
-    // Forces the machine onto event i.
+    // Forces the machine onto event i: all mass there, the window around it.
     void set_Position(int i);
-    // The sub-event heard inside a trill or multi-event (null otherwise),
-    // and the flag of a dynamic jump: kept here for the engine to read.
-    Event* sub_position() const { return inner_event; }
-    void set_sub_position(Event* e) { inner_event = e; }
-    bool get_jump_updated() const { return jump_updated; }
-    void set_jump_updated(bool on) { jump_updated = on; }
+    // After a decision that moved: the position the engine holds now
+    // (the decided one, or the one it kept), where the window goes.
+    void place_window(int position);
+    // The position the engine holds, as last told.
+    int accepted_position() const { return accepted; }
 
     // ---- parameters ----
     void set_verbosity(int v);
@@ -211,10 +228,7 @@ public:
     std::vector<float> midi_active;
     // What the templates are compared with.
     HeardNotes heard{254};
-    cadenzium_core* core;
     bool align_on = true;
-    // Copied from the engine before each step; cleared while navigating.
-    std::uint8_t tempo_update_on = 1;
 
 private:
     double observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio);
@@ -225,19 +239,20 @@ private:
     void observe_audio();
     void rebuild_stale_templates();
     float spectral_match(UniqueObs& r);
-    int current_position() const;
     double score_tempo_ratio(int i) const;
     double beat_period(const Event* e) const;
-    const char* name() const;
-    void finish_quiet_frame();
-    void log_onset(const Event* sub) const;
+    const char* name() const { return host_name.c_str(); }
+    void log_onset(const Decision& d) const;
     void print_inference();
 
     std::map<PitchClass, std::unique_ptr<UniqueObs>> obs_map;
     OccupancyMap occupancy_map;
     std::vector<float> likelihood_scratch;
+    std::map<const Score*, std::unique_ptr<StateChain>> chains;
+    std::string host_name;
+    // The sub-event last reported within a trill or multi-event.
     Event* inner_event = nullptr;
-    bool jump_updated = false;
+    int accepted = 0;
     std::atomic<bool> templates_stale{false};
     KLFrame kl_frame;
     std::ofstream trace;

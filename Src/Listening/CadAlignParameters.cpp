@@ -4,7 +4,6 @@
 
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
-#include "RunTime/CadenziumCore.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -113,7 +112,7 @@ float CadAlign::FrameDurationFloat(const Event* e, double beats) const {
 // An event under a modulated tempo change (a negative score period) is
 // scaled by the ratio of its score tempo to that of the current position.
 double CadAlign::score_tempo_ratio(int i) const {
-    const int cur = current_position();
+    const int cur = accepted;
     const int n = score ? static_cast<int>(score->events.size()) : 0;
     if (i == cur || cur < 0 || cur >= n) return 1.0;
     const float ti = score->events[static_cast<size_t>(i)]->ScoreTempo();

@@ -49,10 +49,9 @@ void State::normalizeForward(double N) {
 
 void State::addMultipleSuccessors(State*, std::vector<State*>&) {}
 
-float State::FrameDurationFloat() const {
+float State::FrameDurationFloat(const CadAlign& align) const {
     if (!event) return 0.0f;
-    const CadAlign* align = StateChain::x_alignment;
-    const double frames = align ? align->FrameDurationFloat(event, beat_duration) : beat_duration;
+    const double frames = align.FrameDurationFloat(event, beat_duration);
     const double d = frames - frame_offset;
     return d > 0.1 ? static_cast<float>(d) : 0.1f;
 }
@@ -129,7 +128,7 @@ StateMarkov::StateMarkov(Event* e, double proba)
     add_transition(this, probaMarkov);
 }
 
-void StateMarkov::Infere() {
+void StateMarkov::Infere(CadAlign& align) {
     const double o = get_obs();
     ForwardLast = Forward = o * StateIn;
     if (Forward > 1.0 && StateChain::verbosity >= 1)

@@ -38,8 +38,8 @@ public:
 
     // One frame: read the observation, run the recursion, normalise by the
     // frame's total, send the leaving mass to the successors.
-    virtual void Observe() {}
-    virtual void Infere() {}
+    virtual void Observe(CadAlign&) {}
+    virtual void Infere(CadAlign&) {}
     virtual void normalizeForward(double N);
     virtual void propagateForward(double) {}
     virtual void deleteInference() { ForwardLast = STATE_FLOOR; }
@@ -58,7 +58,7 @@ public:
     virtual bool isDummy() const { return false; }
     virtual std::string toStringInference() const;
     // The expected stay in frames at the live tempo, at least 0.1.
-    virtual float FrameDurationFloat() const;
+    virtual float FrameDurationFloat(const CadAlign& align) const;
     virtual void assign_pitchclass(CadAlign*) {}
     virtual bool remove_pitchclass(StateChain*) { return true; }
     virtual bool hasObsHistory() const { return false; }
@@ -111,7 +111,7 @@ public:
     StateMarkov(Event* e, double proba);
 
     const char* type_string() const override { return "StateMarkov"; }
-    void Infere() override;
+    void Infere(CadAlign& align) override;
     using StateRecursion::addSuccessorUnique;
     void addSuccessorUnique(StateRecursion* s) override { add_transition(s, 1.0 - probaMarkov); }
     // Keeps the self-loop, weighted as one of the targets.

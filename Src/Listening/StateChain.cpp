@@ -4,7 +4,6 @@
 #include "Listening/StateCompound.hpp"
 #include "Listening/StateSemiMarkov.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -12,28 +11,17 @@
 #include <sstream>
 
 int StateChain::verbosity = 0;
-CadAlign* StateChain::x_alignment = nullptr;
 double StateChain::occupancyModel = 0.5;
 double StateChain::probaMarkov = 0.85;
 double StateChain::common_transition = 0;
 int StateChain::INFERENCE_VERSION = 2;
 
-void delete_state_chain(StateChain* chain) {
-    delete chain;
-}
-
-StateChain::StateChain(Score* s, pre_cadenzium* p)
+StateChain::StateChain(Score* s, CadAlign* a)
     : score(s)
-    , pre(p) {}
+    , align(a) {}
 
 StateChain::~StateChain() {
     deleteStates();
-    if (x_alignment) x_alignment->chain_deleted(this);
-}
-
-void StateChain::set_alignment(CadAlign* align) {
-    x_alignment = align;
-    if (align) verbosity = align->verbosity;
 }
 
 void StateChain::restore_default_parameters() {
@@ -41,10 +29,6 @@ void StateChain::restore_default_parameters() {
     probaMarkov = 0.85;
     common_transition = 0;
     INFERENCE_VERSION = 2;
-}
-
-int StateChain::verbose_pre() const {
-    return pre ? pre->verbose() : 0;
 }
 
 // ---- building ----
@@ -77,7 +61,7 @@ void StateChain::append_state(State* s) {
 
 State* StateChain::newStateFomEvent(Event* e) {
     if (!e) return nullptr;
-    if (verbose_pre() > 1) post("StateChain::newStateFomEvent(): event->type() = %d", e->type());
+    if (verbosity > 1) post("StateChain::newStateFomEvent(): event->type() = %d", e->type());
     State* s = nullptr;
     switch (e->type()) {
     case 0:
@@ -96,7 +80,9 @@ State* StateChain::newStateFomEvent(Event* e) {
         s = new StateGroup(e, this);
         break;
     }
-    e->state(s);
+    const auto index = static_cast<std::size_t>(e->index());
+    if (index >= event_states.size()) event_states.resize(index + 1, nullptr);
+    event_states[index] = s;
     return s;
 }
 
@@ -129,6 +115,11 @@ State* StateChain::findState(Event* e) {
     return it == end() ? nullptr : *it;
 }
 
+State* StateChain::state_of(int index) const {
+    if (index < 0 || index >= static_cast<int>(event_states.size())) return nullptr;
+    return event_states[static_cast<std::size_t>(index)];
+}
+
 StateChain::iterator StateChain::findStateIterator(Event* e) {
     if (!e) return end();
     for (auto it = begin(); it != end(); ++it)
@@ -137,11 +128,10 @@ StateChain::iterator StateChain::findStateIterator(Event* e) {
 }
 
 void StateChain::deleteStates() {
-    for (State* s : *this) {
-        if (s->event && s->event->state() == s) s->event->state(nullptr);
+    for (State* s : *this)
         delete s;
-    }
     clear();
+    event_states.clear();
     decode_window.clear();
     old_window.clear();
     N_t.clear();

@@ -1,7 +1,8 @@
 // The chain of hidden states made from a score, in the order of the score,
 // with the decode window (the only stretch evaluated at a frame) and the
-// operations that place the machine at a position. The parameters of
-// inference are static: shared by all chains.
+// operations that place the machine at a position. The chain belongs to the
+// listening machine (`CadAlign`) that built it and runs its frames with it.
+// The parameters of inference are static: shared by all chains.
 #pragma once
 
 #include "Listening/History.hpp"
@@ -15,11 +16,10 @@ class CadAlign;
 class Event;
 class Score;
 class State;
-class pre_cadenzium;
 
 class StateChain : public std::deque<State*> {
 public:
-    StateChain(Score* score, pre_cadenzium* pre);
+    StateChain(Score* score, CadAlign* align);
     ~StateChain();
     StateChain(const StateChain&) = delete;
     StateChain& operator=(const StateChain&) = delete;
@@ -34,6 +34,8 @@ public:
     void removeDummyState();
     State* findState(Event* e);
     iterator findStateIterator(Event* e);
+    // The state made from the score's event `index`, or null.
+    State* state_of(int index) const;
 
     // ---- position ----
     // Starts on the first state with probability 1.
@@ -41,9 +43,9 @@ public:
     // Forgets all inference and puts the whole mass on entering `s`.
     void setPosition(State* s);
     void setPosition(Event* e);
-    // The decoder's new best event: reported to the engine, and the window
-    // follows the position the engine accepted.
-    void updatePosition(Event* e);
+    // The window follows the position the engine accepted (null: the
+    // machine stays where it is), and the stay there starts again.
+    void place_window(Event* accepted);
     void updateDecodeWindow(Event* e);
     void Resampling(State* s, int depth);
     // Waits in a silent state in front of `from` until its first
@@ -68,12 +70,10 @@ public:
     void show(std::ostream& out) const;
 
     // ---- parameters of inference ----
-    static void set_alignment(CadAlign* align);
     static double get_occupancymodel() { return occupancyModel; }
     static void restore_default_parameters();
 
     static int verbosity;
-    static CadAlign* x_alignment;
     static double occupancyModel;
     static double probaMarkov;
     static double common_transition;
@@ -85,7 +85,8 @@ public:
     History N_t{1000};
     float frames_in_position = 0;
     Score* score = nullptr;
-    pre_cadenzium* pre = nullptr;
+    // The machine that built the chain and runs its frames.
+    CadAlign* align = nullptr;
     // The waiting state inserted by waitPosition, or null.
     State* dummy_state = nullptr;
 
@@ -98,7 +99,6 @@ private:
     // `index` (the chain's size when there is none).
     int first_state_from(int index) const;
     void reserve_window();
-    int verbose_pre() const;
 
     // Whether the window iterators stand on the decode deque (false: at the
     // chain's end, the window is empty).
@@ -107,7 +107,6 @@ private:
     // allocate.
     std::vector<State*> old_window;
     std::vector<State*> jump_states;
+    // The state of each event of the score, by index.
+    std::vector<State*> event_states;
 };
-
-// Frees a chain owned by a score; null is fine.
-void delete_state_chain(StateChain* chain);

@@ -9,14 +9,14 @@
 
 void StateChain::Observer() {
     for (State* s : window())
-        s->Observe();
+        s->Observe(*align);
 }
 
 void StateChain::Infere() {
     const std::span<State* const> states = window();
     double N = 0;
     for (State* s : states) {
-        s->Infere();
+        s->Infere(*align);
         N += s->ForwardLast;
     }
     if (verbosity > 1) {

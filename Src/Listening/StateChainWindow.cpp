@@ -3,7 +3,6 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
-#include "RunTime/CadenziumCore.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -26,32 +25,8 @@ void StateChain::add_to_window(State* s) {
 
 // The window follows the position the engine accepted, not the decoder's
 // candidate: a refused backward move leaves it where it was.
-void StateChain::updatePosition(Event* e) {
-    if (!e) {
-        frames_in_position = 1.0f;
-        return;
-    }
-    CadAlign* align = x_alignment;
-    Event* sub = nullptr;
-    if ((e->type() == 2 || e->type() == 4) && best && best->bestState()) sub = best->bestState()->event;
-    if (align) align->set_sub_position(sub);
-
-    cadenzium_core* core = pre ? pre->to_cadenzium() : nullptr;
-    if (score && core && e->notenum() >= 0) {
-        if (!align || !align->get_jump_updated()) {
-            core->updatePosition(e->index());
-        } else {
-            if (verbosity > 0) post("StateChain::updatePosition() by Dynamic Jump Update!");
-            align->set_jump_updated(false);
-        }
-    }
-    Event* accepted = e;
-    if (score && core) {
-        const int pos = core->Position();
-        if (pos >= 0 && pos < static_cast<int>(score->events.size()))
-            accepted = score->events[static_cast<size_t>(pos)];
-    }
-    updateDecodeWindow(accepted);
+void StateChain::place_window(Event* accepted) {
+    if (accepted) updateDecodeWindow(accepted);
     frames_in_position = 1.0f;
 }
 
@@ -127,7 +102,7 @@ void StateChain::Resampling(State* s, int depth) {
     jump_states.clear();
     for (int t : targets) {
         if (t < 0 || t >= static_cast<int>(score->events.size())) continue;
-        if (State* target = score->events[static_cast<size_t>(t)]->state()) jump_states.push_back(target);
+        if (State* target = state_of(t)) jump_states.push_back(target);
     }
     const size_t count = jump_states.size();
     s->addMultipleSuccessors(s, jump_states);

@@ -11,9 +11,9 @@ StateCompound::~StateCompound() {
         delete s;
 }
 
-void StateCompound::Observe() {
+void StateCompound::Observe(CadAlign& align) {
     for (State* s : sub_states)
-        s->Observe();
+        s->Observe(align);
 }
 
 void StateCompound::normalizeForward(double N) {
@@ -82,11 +82,11 @@ void StateGroup::addMicrostate(Event* e, StateChain* chain) {
 
 // The group's Forward is a running sum that is never reset; nothing but the
 // common-transition sum reads it.
-void StateGroup::Infere() {
+void StateGroup::Infere(CadAlign& align) {
     ForwardLast = STATE_FLOOR;
     double best = -1.0;
     for (State* s : sub_states) {
-        s->Infere();
+        s->Infere(align);
         ForwardLast += s->ForwardLast;
         Forward += s->Forward;
         if (s->ForwardLast > best) {

@@ -15,7 +15,7 @@ public:
     ~StateCompound() override;
 
     const char* type_string() const override { return "StateCompound"; }
-    void Observe() override;
+    void Observe(CadAlign& align) override;
     // Divides ForwardLast only, then passes on.
     void normalizeForward(double N) override;
     void propagateForward(double x) override;
@@ -41,7 +41,7 @@ public:
 
     const char* type_string() const override { return "StateGroup"; }
     // Sums the sub-states; the best one is remembered (ties: the earlier).
-    void Infere() override;
+    void Infere(CadAlign& align) override;
     void addSuccessorUnique(State* s) override;
     void addMultipleSuccessors(State* self, std::vector<State*>& list) override;
     virtual void addMicrostate(Event* e, StateChain* chain);

@@ -22,8 +22,8 @@ void StateSemiMarkov::set_default_parameters() {
     u_max = 1;
 }
 
-int StateSemiMarkov::compute_u_max() {
-    const int full = static_cast<int>(std::ceil(FrameDurationFloat() * u_max_factor));
+int StateSemiMarkov::compute_u_max(const CadAlign& align) {
+    const int full = static_cast<int>(std::ceil(FrameDurationFloat(align) * u_max_factor));
     long u = full;
     const long history = obs ? static_cast<long>(obs->size()) : 0;
     if (history < u) u = history;
@@ -35,13 +35,13 @@ int StateSemiMarkov::compute_u_max() {
     return static_cast<int>(u);
 }
 
-void StateSemiMarkov::Observe() {
-    Observe(compute_u_max());
+void StateSemiMarkov::Observe(CadAlign& align) {
+    Observe(align, compute_u_max(align));
 }
 
 // The newest normaliser is that of the previous frame: this frame's does not
 // exist yet. A product that overflows keeps its last finite value.
-void StateSemiMarkov::Observe(int u) {
+void StateSemiMarkov::Observe(CadAlign& align, int u) {
     u_max = u;
     if (obsCumNorm.capacity() < OBS_HISTORY) obsCumNorm.reserve(OBS_HISTORY);
     if (!obs || obs->empty()) {
@@ -70,22 +70,21 @@ void StateSemiMarkov::Observe(int u) {
 
 // ForwardLast: entered u frames ago, heard what was heard, still here.
 // Forward: the same, leaving exactly now.
-void StateSemiMarkov::Infere() {
+void StateSemiMarkov::Infere(CadAlign& align) {
     StateIns.push_back(StateIn);
-    CadAlign* align = StateChain::x_alignment;
     if (obsCumNorm.empty()) {
         if (StateChain::verbosity > 2) {
             post("StateSemiMarkov::Infere: empty obsCumNorm and u_max=%d (frameduration %.3f, state pitch "
                  "list: %s)",
-                 u_max, FrameDurationFloat(), pitchclass.toString().c_str());
+                 u_max, FrameDurationFloat(align), pitchclass.toString().c_str());
             post("StateSemiMarkov::Infere: \t\t - stateins-size %d, obs-size %d,  N_t-size %d",
                  static_cast<int>(StateIns.size()), obs ? static_cast<int>(obs->size()) : 0,
                  static_cast<int>(N_t->size()));
         }
-    } else if (u_max > 0 && align) {
+    } else if (u_max > 0) {
         const std::vector<double>* occupancy = nullptr;
         const std::vector<double>* survivor = nullptr;
-        align->computeDurationDistributions(occupancy, survivor, FrameDurationFloat(), u_max);
+        align.computeDurationDistributions(occupancy, survivor, FrameDurationFloat(align), u_max);
         const size_t n =
             std::min({static_cast<size_t>(u_max), obsCumNorm.size(), StateIns.size(), occupancy->size()});
         if (StateChain::verbosity > 1)
@@ -167,7 +166,7 @@ StateSemiMarkovCompound::~StateSemiMarkovCompound() {
 
 // The observation of each look-back step is the best path through the
 // micro-states so far.
-void StateSemiMarkovCompound::Observe(int u) {
+void StateSemiMarkovCompound::Observe(CadAlign& align, int u) {
     u_max = u;
     obsCumNorm.clear();
     initial_mask.resize(micro.size(), false);
@@ -177,7 +176,7 @@ void StateSemiMarkovCompound::Observe(int u) {
     for (int k = 0; k < u_max; ++k) {
         double value = 0;
         for (StateMarkov* m : micro) {
-            m->Infere();
+            m->Infere(align);
             if (m->ForwardLast > value) {
                 value = m->ForwardLast;
                 best_micro = m;
@@ -227,7 +226,7 @@ void StateTrill::addMicrostate(Event* e, StateChain* chain) {
         addMicrostate(sub, chain);
 }
 
-void StateTrill::Observe() {
+void StateTrill::Observe(CadAlign& align) {
     double best = -1.0;
     for (StateSemiMarkov* m : trill_micro) {
         const double v = m->get_obs();
@@ -237,7 +236,7 @@ void StateTrill::Observe() {
         }
     }
     own_obs.push_back(best);
-    Observe(compute_u_max());
+    Observe(align, compute_u_max(align));
 }
 
 void StateTrill::deleteInference() {

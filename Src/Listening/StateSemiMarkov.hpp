@@ -20,18 +20,18 @@ public:
 
     const char* type_string() const override { return "StateSemiMarkov"; }
     // Bounds the look-back (compute_u_max), then Observe(u_max).
-    void Observe() override;
+    void Observe(CadAlign& align) override;
     // obsCumNorm[u]: the observation of the last u + 1 frames, each past
     // frame divided by that frame's normaliser.
-    virtual void Observe(int u_max);
-    void Infere() override;
+    virtual void Observe(CadAlign& align, int u_max);
+    void Infere(CadAlign& align) override;
     void deleteInference() override;
     double get_obs() const override { return obs && !obs->empty() ? obs->back() : 0; }
     void assign_pitchclass(CadAlign* align) override;
     bool hasObsHistory() const override { return true; }
 
     // Four times the expected stay, cut to the histories available.
-    int compute_u_max();
+    int compute_u_max(const CadAlign& align);
     void set_default_parameters();
 
     History StateIns{STATE_HISTORY};
@@ -58,7 +58,7 @@ public:
 
     const char* type_string() const override { return "StateSemiMarkovCompound"; }
     using StateSemiMarkov::Observe;
-    void Observe(int u_max) override;
+    void Observe(CadAlign& align, int u_max) override;
     void deleteInference() override;
     State* bestState() override { return best_micro ? best_micro->bestState() : this; }
     double get_obs() const override {
@@ -80,8 +80,8 @@ public:
     ~StateTrill() override;
 
     const char* type_string() const override { return "StateTrill"; }
-    void Observe() override;
-    void Observe(int u_max) override { StateSemiMarkov::Observe(u_max); }
+    void Observe(CadAlign& align) override;
+    void Observe(CadAlign& align, int u_max) override { StateSemiMarkov::Observe(align, u_max); }
     void deleteInference() override;
     void assign_pitchclass(CadAlign* align) override;
     // Adds one micro-state per note of the sub-event (recursively for a

@@ -34,9 +34,8 @@ const std::vector<double>& t_tempo::bessel_ratio_table() {
     return table;
 }
 
-t_tempo::t_tempo(cadenzium_core* c)
-    : A_table(bessel_ratio_table())
-    , core(c) {}
+t_tempo::t_tempo()
+    : A_table(bessel_ratio_table()) {}
 
 void t_tempo::init() {
     Reset();
@@ -56,7 +55,6 @@ void t_tempo::kappamin_set(double k) {
 void t_tempo::TempoUpdate(double p) {
     if (p == period) return;
     period = period_init = p;
-    if (on_tempo_update) on_tempo_update(60.0 / p);
     onset_count = 0;
 }
 
@@ -108,7 +106,7 @@ void t_tempo_var::init() {
 }
 
 std::unique_ptr<TempoOscillator> make_t_tempo_var() {
-    return std::make_unique<t_tempo_var>(nullptr);
+    return std::make_unique<t_tempo_var>();
 }
 
 double t_tempo_var::tempoOsc(double date) {

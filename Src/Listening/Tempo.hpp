@@ -6,26 +6,23 @@
 
 #include "Exp/TempoVar.hpp"
 
-#include <functional>
 #include <memory>
 #include <vector>
 
-class cadenzium_core;
 
 // Brings a phase in periods into [-0.5, 0.5].
 double tempo_wrap(double x);
 
 class t_tempo {
 public:
-    explicit t_tempo(cadenzium_core* core);
+    t_tempo();
     t_tempo(const t_tempo&) = default;
     t_tempo& operator=(const t_tempo&) = delete;
     virtual ~t_tempo() = default;
 
     // Back to the start state of a performance; the period stays.
     virtual void init();
-    // Sets the period; the listener (the engine's tempo variable) hears of
-    // it in BPM.
+    // Sets the period (seconds per beat).
     virtual void TempoUpdate(double p);
 
     // One onset. `elapsed` is the real time since the previous onset,
@@ -59,10 +56,6 @@ public:
     double last_period = 0;
     double kappamin = 1.0;
     const std::vector<double>& A_table;
-    cadenzium_core* core;
-    // Told the new tempo in BPM at each TempoUpdate (the engine connects its
-    // tempo variable and clocks here).
-    std::function<void(double)> on_tempo_update;
 
 protected:
     // Steps shared with t_tempo_var: phase error, coherence, coupling and
@@ -78,9 +71,8 @@ protected:
 // oscillator of the language's tempo variables (make_t_tempo_var).
 class t_tempo_var : public t_tempo, public TempoOscillator {
 public:
-    explicit t_tempo_var(cadenzium_core* core, double step = 1.0)
-        : t_tempo(core)
-        , score_step(step) {}
+    explicit t_tempo_var(double step = 1.0)
+        : score_step(step) {}
 
     std::unique_ptr<TempoOscillator> clone() const override { return std::make_unique<t_tempo_var>(*this); }
     void init() override;
@@ -96,6 +88,6 @@ public:
     int step_count = 0;
 };
 
-// The factory for set_tempo_oscillator_factory: tempo variables follow
-// their updates with the entrained oscillator.
+// The oscillator of the language's tempo variables: the runtime makes one per
+// tempo variable, which follows its updates entrained.
 std::unique_ptr<TempoOscillator> make_t_tempo_var();

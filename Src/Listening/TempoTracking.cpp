@@ -47,7 +47,6 @@ void TempoTracking::track_tempo_from_position_update(Score& score, t_tempo& temp
 void TempoTracking::start_tempo(Score& score, t_tempo& tempo) {
     const Event* first = score.events.size() >= 2 ? score.events[1] : score.events[0];
     tempo.TempoUpdate(std::fabs(first->ScoreTempo()));
-    last_tempo = static_cast<float>(std::fabs(tempo.period));
 }
 
 // A change written in the score between the two positions: an absolute one
@@ -63,7 +62,6 @@ void TempoTracking::follow_score_tempo(Score& score, t_tempo& tempo, const Posit
         const double reference = current ? std::fabs(current->ScoreTempo()) : 0.0;
         if (reference > 0) tempo.TempoUpdate(-tempo.period * change / reference);
     }
-    last_tempo = static_cast<float>(std::fabs(tempo.period));
 }
 
 void TempoTracking::onset(Score& score, t_tempo& tempo, const Event& e, const Event& current,

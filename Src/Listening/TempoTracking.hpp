@@ -38,8 +38,6 @@ public:
     int onset_count = 0;
     // How early (positive) or late the last onset came, against the score.
     double timing_error_ms = 0;
-    // The environment's last tempo, as a period in seconds.
-    float last_tempo = 0;
     // Set by a jump: the next onset does not move the tempo.
     bool skip_next_tempo_update = false;
     // The value for the score tempo variable (BPM), when the last change

@@ -34,27 +34,27 @@ ActionPtr make_message(ParseDriver& driver, MaxName receiver, ExpVecList parts, 
         empty_message(driver, receiver_loc);
         arguments.push_back({new StringValue(std::string("Empty Message"))});
     }
-    return std::make_unique<Message>(driver.core, receiver.name, receiver.computed.release(),
+    return std::make_unique<Message>(driver.build(), receiver.name, receiver.computed.release(),
                                      std::move(arguments), nullptr, release_attributes(std::move(attributes)),
                                      &loc);
 }
 
 ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, DurPtr delay,
                     AttrVec attributes, const yy::location& loc) {
-    return std::make_unique<KillAction>(driver.core, prefix + name, name, nullptr, delay.get(),
+    return std::make_unique<KillAction>(driver.build(), prefix + name, name, nullptr, delay.get(),
                                         release_attributes(std::move(attributes)), &loc);
 }
 
 ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
                        DurPtr delay, AttrVec attributes, const yy::location& loc) {
-    return std::make_unique<KillActionOf>(driver.core, prefix + name + "_of_" + of, name, of, nullptr,
+    return std::make_unique<KillActionOf>(driver.build(), prefix + name + "_of_" + of, name, of, nullptr,
                                           nullptr, delay.get(), release_attributes(std::move(attributes)),
                                           &loc);
 }
 
 ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
                      ActionVec body, ExpPtr until, TimedEndValue timed_end, const yy::location& loc) {
-    return ActionPtr(Gfwd::make(driver.core, name, delay.get(), release_attributes(std::move(attributes)),
+    return ActionPtr(Gfwd::make(driver.build(), name, delay.get(), release_attributes(std::move(attributes)),
                                 release_actions(std::move(body)), until.release(), timed_end.release(),
                                 &loc));
 }
@@ -81,13 +81,13 @@ ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attri
             points.push_back(release_point(p));
         functions.emplace_back(release_references(std::move(list.variables)), std::move(points));
     }
-    return std::make_unique<Curve>(driver.core, name, nullptr, release_attributes(std::move(attributes)),
+    return std::make_unique<Curve>(driver.build(), name, nullptr, release_attributes(std::move(attributes)),
                                    std::move(functions), until.release(), timed_end.release(), &loc);
 }
 
 ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
                             AttrVec attributes, const yy::location& loc) {
-    return ActionPtr(Curve::make_simple(driver.core, release_expressions(std::move(message)), nullptr,
+    return ActionPtr(Curve::make_simple(driver.build(), release_expressions(std::move(message)), nullptr,
                                         release_attributes(std::move(attributes)), from.release(),
                                         to.release(), *duration, &loc));
 }
@@ -100,8 +100,8 @@ ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const y
         histories.push_back(history);
     }
     if (kind == 1)
-        return std::make_unique<LocalDec>(driver.core, std::move(list), std::move(histories), &loc);
-    return std::make_unique<GlobalDec>(driver.core, std::move(list), std::move(histories), &loc);
+        return std::make_unique<LocalDec>(driver.build(), std::move(list), std::move(histories), &loc);
+    return std::make_unique<GlobalDec>(driver.build(), std::move(list), std::move(histories), &loc);
 }
 
 ActionPtr make_switch(ParseDriver& driver, ExpPtr subject, AttrVec attributes, CaseValues cases,
@@ -109,17 +109,16 @@ ActionPtr make_switch(ParseDriver& driver, ExpPtr subject, AttrVec attributes, C
     CaseList list;
     for (CaseValue& c : cases)
         list.emplace_back(c.test.release(), release_actions(std::move(c.actions)));
-    return std::make_unique<SwitchAction>(driver.core, subject.release(),
+    return std::make_unique<SwitchAction>(driver.build(), subject.release(),
                                           release_attributes(std::move(attributes)), std::move(list), &loc);
 }
 
 ActionPtr make_let(ParseDriver& driver, ExpPtr target, ExpPtr value, AttrVec attributes,
                    const yy::location& loc) {
-    const int errors = get_global_error_counter();
-    Action* made = make_let_assignment(driver.core, target.release(), value.release(),
-                                       release_attributes(std::move(attributes)), &loc);
-    if (get_global_error_counter() != errors) driver.report_location(loc);
-    return ActionPtr(made);
+    return located(driver, loc, [&] {
+        return ActionPtr(make_let_assignment(driver.build(), target.release(), value.release(),
+                                             release_attributes(std::move(attributes)), &loc));
+    });
 }
 
 AttrPtr action_attribute(ParseDriver&, ActionPtr action) {
@@ -127,7 +126,7 @@ AttrPtr action_attribute(ParseDriver&, ActionPtr action) {
 }
 
 ActionPtr attribute_block(ParseDriver& driver, const char* name, ActionVec body, const yy::location& loc) {
-    return ActionPtr(Action::make_action_from_actionlist(driver.core, anonymous_name(name, false), nullptr,
+    return ActionPtr(Action::make_action_from_actionlist(driver.build(), anonymous_name(name, false), nullptr,
                                                          nullptr, release_actions(std::move(body)), &loc,
                                                          true));
 }
@@ -137,13 +136,13 @@ ActionPtr make_patch(ParseDriver& driver, const std::string& name, AttrVec attri
     std::vector<DspEquation*> list;
     for (EquationPtr& eq : equations)
         list.push_back(eq.release());
-    return std::make_unique<DspPatch>(driver.core, name, std::move(list),
+    return std::make_unique<DspPatch>(driver.build(), name, std::move(list),
                                       release_attributes(std::move(attributes)), &loc);
 }
 
 EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string& node, StringList arguments,
                      const yy::location& loc) {
-    return std::make_unique<DspEquation>(driver.core, std::move(outputs), node, std::move(arguments), nullptr,
+    return std::make_unique<DspEquation>(driver.build(), std::move(outputs), node, std::move(arguments), nullptr,
                                          &loc);
 }
 

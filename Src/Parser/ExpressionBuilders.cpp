@@ -4,18 +4,18 @@
 #include "Exp/Interpolation.hpp"
 #include "Exp/With.hpp"
 #include "Parser/GrammarSupport.hpp"
+#include "Exp/EvalContext.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/TreeExpressions.hpp"
 
 ExpPtr make_var_expr(ParseDriver& driver, const std::string& name, const yy::location& loc) {
-    return ExpPtr(SpecialVariable::make_variable(driver.core, name, driver.keep(loc)));
+    return ExpPtr(SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc)));
 }
 
 VarPtr make_var(ParseDriver& driver, const std::string& name, const yy::location& loc) {
-    return VarPtr(SpecialVariable::make_variable(driver.core, name, driver.keep(loc)));
+    return VarPtr(SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc)));
 }
 
 ExpPtr fold(ExpPtr e) {
@@ -27,12 +27,12 @@ ExpPtr binary(ParseDriver& driver, e_binop op, ExpPtr left, ExpPtr right, const 
 }
 
 ExpPtr history_by_count(ParseDriver& driver, ExpPtr count, const std::string& var, const yy::location& loc) {
-    return std::make_unique<Var>(driver.core, var, count.release(), driver.keep(loc));
+    return std::make_unique<Var>(driver.eval(), var, count.release(), driver.keep(loc));
 }
 
 ExpPtr history_by_date(ParseDriver& driver, ExpPtr date, duration_type unit, const std::string& var,
                        const yy::location& loc) {
-    return std::make_unique<Var>(driver.core, var, date.release(), unit, driver.keep(loc));
+    return std::make_unique<Var>(driver.eval(), var, date.release(), unit, driver.keep(loc));
 }
 
 ExpPtr milliseconds(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
@@ -61,13 +61,13 @@ ExpPtr comprehension_over(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr s
                           const yy::location& loc) {
     // A step has no meaning over a tab or a count.
     step_guard.first.reset();
-    return ExpPtr(TabComprehension::make_over(driver.core, var.release(), set.release(), body.release(),
+    return ExpPtr(TabComprehension::make_over(driver.eval(), var.release(), set.release(), body.release(),
                                               step_guard.second.release(), driver.keep(loc)));
 }
 
 ExpPtr comprehension_range(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr from, ExpPtr to,
                            ExpPair step_guard, const yy::location& loc) {
-    return ExpPtr(TabComprehension::make_range(driver.core, var.release(), from.release(), to.release(),
+    return ExpPtr(TabComprehension::make_range(driver.eval(), var.release(), from.release(), to.release(),
                                                step_guard.first.release(), body.release(),
                                                step_guard.second.release(), driver.keep(loc)));
 }
@@ -81,18 +81,18 @@ ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, cons
 
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
     Action* action =
-        Gfwd::make(driver.core, "", nullptr, nullptr, release_actions(std::move(body)), nullptr, {}, &loc);
+        Gfwd::make(driver.build(), "", nullptr, nullptr, release_actions(std::move(body)), nullptr, {}, &loc);
     return std::make_unique<ActionAsExpression>(action, driver.keep(loc));
 }
 
 ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc) {
     const yy::location* where = driver.keep(loc);
-    return std::make_unique<DotExpression>(driver.core, left.release(), new Var(driver.core, var, where),
+    return std::make_unique<DotExpression>(driver.eval(), left.release(), new Var(driver.eval(), var, where),
                                            where);
 }
 
 ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc) {
-    GlobalEnvironment* env = driver.core ? driver.core->get_env() : nullptr;
+    GlobalEnvironment* env = driver.eval() ? driver.eval()->global_env() : nullptr;
     return std::make_unique<CallExpression>(function.release(), release_expressions(std::move(args)), env,
                                             driver.keep(loc));
 }
@@ -141,10 +141,7 @@ NimListPtr nim_list(ExpPtr x0, ExpPtr y0, NimPoints points) {
 }
 
 interpolate_type static_interpolation(ParseDriver& driver, const std::string& name, const yy::location& loc) {
-    const int errors = get_global_error_counter();
-    const interpolate_type type = check_static_interpol_type(&name);
-    if (get_global_error_counter() != errors) driver.report_location(loc);
-    return type;
+    return located(driver, loc, [&] { return check_static_interpol_type(&name); });
 }
 
 // A named easing is checked at once and kept as its name.

@@ -70,11 +70,12 @@ TimedEnd TimedEndValue::release() {
     return {count.release(), duration.release()};
 }
 
+void report_place(ParseDriver& driver, const yy::location& loc) {
+    driver.report_location(loc);
+}
+
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc) {
-    const int errors = get_global_error_counter();
-    PitchPtr pitch(Pitch::from_name(name, tied, loc));
-    if (get_global_error_counter() != errors) driver.report_location(loc);
-    return pitch;
+    return located(driver, loc, [&] { return PitchPtr(Pitch::from_name(name, tied, loc)); });
 }
 
 void end_event(ParseDriver& driver) {
@@ -90,12 +91,12 @@ std::string number_label(double value) {
 // ---- modes ----
 
 void push_eol(ParseDriver& driver) {
-    ignore_eol_stack().push_back(driver.ignore_eol);
+    driver.eol_stack.push_back(driver.ignore_eol);
     driver.ignore_eol = true;
 }
 
 void pop_eol(ParseDriver& driver) {
-    std::vector<bool>& stack = ignore_eol_stack();
+    std::vector<bool>& stack = driver.eol_stack;
     if (stack.empty()) return;
     driver.ignore_eol = stack.back();
     stack.pop_back();

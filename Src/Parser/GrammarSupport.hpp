@@ -4,6 +4,7 @@
 // pointers, released from these at the last moment.
 #pragma once
 
+#include "Base/Console.hpp"
 #include "Exp/Nim.hpp"
 #include "Exp/NimDefinition.hpp"
 #include "Exp/Var.hpp"
@@ -100,6 +101,18 @@ ExpressionList release_expressions(ExpVec list);
 ExpressionList* release_expression_list(ExpVec list);
 ActionList* release_actions(ActionVec list);
 std::vector<Var*> release_vars(VarVec list);
+
+// Shows the place `loc` after an error of a builder.
+void report_place(ParseDriver& driver, const yy::location& loc);
+// Runs `make`; when it reported an error, shows where in the text.
+template <class Make>
+auto located(ParseDriver& driver, const yy::location& loc, Make make) {
+    Diagnostics said;
+    DiagnosticScope gathering(said);
+    auto made = make();
+    if (!said.ok()) report_place(driver, loc);
+    return made;
+}
 
 // A pitch written as a name; a bad name is reported with its place.
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc);

@@ -1,24 +1,20 @@
+#include "Exp/EvalContext.hpp"
 #include "Parser/ParseDriver.hpp"
 
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
 #include "Parser/Scanner.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 #include "Tree/TreeExpressions.hpp"
 
 #include <chrono>
+#include <functional>
 #include <cmath>
 #include <iostream>
 #include <sstream>
-
-std::vector<bool>& ignore_eol_stack() {
-    static std::vector<bool> stack;
-    return stack;
-}
 
 namespace {
 
@@ -27,18 +23,37 @@ double now_ms() {
     return duration<double, std::milli>(steady_clock::now().time_since_epoch()).count();
 }
 
+Reading read_into(const std::string& name, const ReadSetup& setup,
+                  const std::function<bool(ParseDriver&)>& read) {
+    Reading reading;
+    auto score = std::make_unique<Score>(name, setup.eval, setup.inlets, setup.without_states, setup.verbosity);
+    bool read_ok = false;
+    {
+        DiagnosticScope gathering(reading.diagnostics);
+        ParseDriver driver(*score);
+        driver.trace_scanning = setup.verbosity > 3;
+        driver.trace_parsing = setup.verbosity > 4;
+        read_ok = read(driver);
+    }
+    if (read_ok && reading.diagnostics.ok()) reading.score = std::move(score);
+    return reading;
+}
+
 } // namespace
 
-ParseDriver::ParseDriver(pre_cadenzium* c, Score* s)
-    : score(s)
-    , core(c) {}
+Reading read_score_file(const std::string& path, const ReadSetup& setup) {
+    return read_into(path, setup, [&](ParseDriver& d) { return d.read_file(path); });
+}
+
+Reading read_score_text(const std::string& text, const ReadSetup& setup, const std::string& name) {
+    return read_into(name, setup, [&](ParseDriver& d) { return d.read_text(text, name); });
+}
+
+ParseDriver::ParseDriver(Score& s)
+    : score(&s)
+    , current_event(s.events.back()) {}
 
 ParseDriver::~ParseDriver() = default;
-
-void ParseDriver::setVerbosity(int level) {
-    trace_scanning = level > 3;
-    trace_parsing = level > 4;
-}
 
 void ParseDriver::set_file(const std::string& path) {
     file_name = path;
@@ -46,115 +61,72 @@ void ParseDriver::set_file(const std::string& path) {
     directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
 }
 
-Score* ParseDriver::parseFile(const std::string& path) {
-    auto* fresh = new Score(core, path, false);
-    if (fresh->driver->parseFile(path, fresh)) return fresh;
-    delete fresh;
-    return nullptr;
-}
-
-Score* ParseDriver::parseFile(const std::string& path, Score* target) {
+bool ParseDriver::read_file(const std::string& path) {
     set_file(path);
-    score = target;
-    if (core) core->set_x_netscore(target);
-    ignore_eol = true;
-    current_event = target->events.back();
     Scanner scan(this);
     if (!scan.open_file(path)) {
         std::cerr << "Error in opening '" << path << "'" << std::endl;
         ::error("Error in opening file %s", path.c_str());
-        return nullptr;
+        return false;
     }
-    return read_with(scan, target);
+    return read_with(scan);
 }
 
-Score* ParseDriver::parseString(const std::string& text) {
-    auto* fresh = new Score(core, "<parse from string>", false);
-    ParseDriver& d = *fresh->driver;
-    d.set_file("<parse from string>");
-    d.ignore_eol = true;
-    d.current_event = fresh->events.back();
-    d.trace_parsing = trace_parsing;
-    d.trace_scanning = trace_scanning;
-    Scanner scan(&d);
-    scan.open_string(text, "<parse from string>");
-    if (d.read_with(scan, fresh)) return fresh;
-    delete fresh;
-    return nullptr;
+bool ParseDriver::read_text(const std::string& text, const std::string& name) {
+    set_file(name);
+    Scanner scan(this);
+    scan.open_string(text, name);
+    return read_with(scan);
 }
 
-Score* ParseDriver::read_with(Scanner& scan, Score* target) {
-    score = target;
+// The errors of the reading go to the diagnostics of `read_into`; any
+// error, from the grammar or from a builder, fails the reading.
+bool ParseDriver::read_with(Scanner& scan) {
     scanner = &scan;
     first_token = true;
-    Score* result = launch_parser();
-    scanner = nullptr;
-    return result;
-}
-
-namespace {
-
-// The score under construction for the time of one reading.
-class ReadingScope {
-public:
-    explicit ReadingScope(Score* score)
-        : previous(score_under_construction()) {
-        set_score_under_construction(score);
-    }
-    ~ReadingScope() { set_score_under_construction(previous); }
-    ReadingScope(const ReadingScope&) = delete;
-    ReadingScope& operator=(const ReadingScope&) = delete;
-
-private:
-    Score* previous;
-};
-
-} // namespace
-
-Score* ParseDriver::launch_parser() {
-    ReadingScope reading(score);
     const double start = now_ms();
     ignore_eol = true;
     ignore_keyword = saved_ignore_keyword = false;
-    ignore_eol_stack().clear();
-    reset_global_error_counter();
+    eol_stack.clear();
     error_count = 0;
-
+    Diagnostics reading;
+    DiagnosticScope gathering(reading);
     int status = 0;
     {
         yy::Parser parser(*this);
         parser.set_debug_level(trace_parsing ? 1 : 0);
         status = parser.parse();
     }
-    if (status != 0 || !ok() || get_global_error_counter() > 0) return nullptr;
-
+    const bool parsed_ok = status == 0 && ok() && reading.ok();
+    scanner = nullptr;
+    if (!parsed_ok) return false;
     const double parsed = now_ms();
     if (!finalize()) {
         ::error("Abort parsing: Error in reference propagation");
-        return nullptr;
+        return false;
     }
-    const double finalized = now_ms();
-    if (trace_parsing || (core && core->verbose() > 0)) {
-        std::cerr << *score;
-        const double printed = now_ms();
-        std::cerr << "// Score parsed in: " << parsed - start << "ms finalized in: " << finalized - parsed
-                  << "ms printed in: " << printed - finalized << "ms" << std::endl;
-    }
-    return score;
+    if (!reading.ok()) return false;
+    trace_score(start, parsed, now_ms());
+    return true;
+}
+
+void ParseDriver::trace_score(double start, double parsed, double finalized) const {
+    if (!trace_parsing && score->build.verbosity <= 0) return;
+    std::cerr << *score;
+    const double printed = now_ms();
+    std::cerr << "// Score parsed in: " << parsed - start << "ms finalized in: " << finalized - parsed
+              << "ms printed in: " << printed - finalized << "ms" << std::endl;
 }
 
 bool ParseDriver::finalize() {
+    Diagnostics finalizing;
+    DiagnosticScope gathering(finalizing);
     score->finalizeIOI();
     score->finalize_events();
     for (Event* e : score->events)
         if (Action* a = e->action()) a->compute_and_propage({}, score);
-    if (core) {
-        core->compute_and_propage_in_proc(score);
-        core->finalize_action_in_clause(score, load_clauses);
-    }
-    if (get_global_error_counter() >= 1) return false;
-    if (!Anchor::check_all_references(true)) return false;
-    return !core || core->eval_clause(load_clauses);
+    if (!finalizing.ok()) return false;
+    return Anchor::check_all_references(*score, true);
 }
 
 bool ParseDriver::ok() const {
@@ -253,9 +225,9 @@ void ParseDriver::set_top_level_group(std::list<Action*>* list, const yy::locati
         delete_actions(list);
         return;
     }
-    Environment* global = core ? core->get_globalenv_as_env() : nullptr;
+    Environment* global = eval() ? eval()->global_env() : nullptr;
     const Origin origin{Origin::EVENT, current_event, score};
-    Action::restructure_sequence(list);
+    Action::restructure_sequence(build(), list);
     if (list->size() == 1 && is_zero_delay(&list->front()->delay)) {
         Action* only = list->front();
         delete list;
@@ -267,7 +239,7 @@ void ParseDriver::set_top_level_group(std::list<Action*>* list, const yy::locati
     const std::string name = anonymous_name(top_group_name(current_event), false);
     const CadDuration zero(0.0, DURATION_BEATS);
     const yy::location* where = loc.begin.filename ? &loc : current_event->location();
-    auto* group = new Gfwd(core, name, &zero, nullptr, list, nullptr, {}, where);
+    auto* group = new Gfwd(build(), name, &zero, nullptr, list, nullptr, {}, where);
     group->hidden = true;
     group->finalize_env(global);
     score->attach_top_action(group);

@@ -1,44 +1,63 @@
-// Runs one reading of a score text: owns the scanner and the parser for the
-// time of the reading, keeps the line-end and keyword modes the grammar
-// drives, reports errors with their place, and finalises the score.
+// Reading score texts. `read_score_file` and `read_score_text` are the
+// reader's entry points: a reading is done against a setup (the runtime the
+// score will run in, the engine's inlets) and gives back the score, or none,
+// with every error reported while reading it.
+//
+// `ParseDriver` is one reading in progress: it owns the scanner and the
+// parser for the time of the reading, keeps the line-end and keyword modes
+// the grammar drives, reports errors with their place, and finalises the
+// score.
 #pragma once
 
+#include "Base/Console.hpp"
 #include "Base/Location.hpp"
+#include "Tree/Score.hpp"
 
 #include <list>
 #include <memory>
 #include <string>
 #include <vector>
 
-class Score;
 class Event;
 class Scanner;
-class pre_cadenzium;
 class Action;
 class Expression;
+class EvalContext;
+struct BuildContext;
 
 namespace yy {
 class Parser;
 }
 
+// What a reading is done against.
+struct ReadSetup {
+    EvalContext* eval = nullptr;      // the runtime the score's expressions will run in
+    const InletMap* inlets = nullptr; // the engine's inlets
+    int verbosity = 0;
+    bool without_states = false;      // the score is not to be followed
+};
+
+// What a reading gives: the score (null when it does not read) and the
+// errors reported while reading it.
+struct Reading {
+    std::unique_ptr<Score> score;
+    Diagnostics diagnostics;
+};
+
+Reading read_score_file(const std::string& path, const ReadSetup& setup);
+// `text` must end its own last line.
+Reading read_score_text(const std::string& text, const ReadSetup& setup, const std::string& name);
+
 class ParseDriver {
 public:
-    ParseDriver(pre_cadenzium* core, Score* score);
+    explicit ParseDriver(Score& score);
     ~ParseDriver();
+    ParseDriver(const ParseDriver&) = delete;
+    ParseDriver& operator=(const ParseDriver&) = delete;
 
-    void setVerbosity(int level);
-
-    // Reads a file into a new score; null on failure.
-    Score* parseFile(const std::string& path);
-    // Reads a file into the given score; null on failure (the score stays
-    // the caller's).
-    Score* parseFile(const std::string& path, Score* score);
-    // Reads a text (which must end its own last line) into a new score;
-    // null on failure.
-    Score* parseString(const std::string& text);
-
-    Score* launch_parser();
-    bool ok() const;
+    // Reads the file or the text into the score; false on failure.
+    bool read_file(const std::string& path);
+    bool read_text(const std::string& text, const std::string& name);
 
     // Reports a reading error at a place, with the input stack.
     void error(const yy::location& loc, const std::string& message);
@@ -62,17 +81,21 @@ public:
     // A place of the text kept as long as the score (for expressions).
     const yy::location* keep(const yy::location& loc);
 
+    // What the nodes of this reading are built with.
+    BuildContext* build() { return &score->build; }
+    EvalContext* eval() { return score->build.eval; }
+
     bool trace_scanning = false;
     bool trace_parsing = false;
     bool ignore_eol = true;
     bool ignore_keyword = false;
     bool saved_ignore_keyword = false;
+    // The saved line-end modes (brackets, blocks), innermost last.
+    std::vector<bool> eol_stack;
     Score* score = nullptr;
-    pre_cadenzium* core = nullptr;
     Event* current_event = nullptr;
     std::string file_name;
     std::string directory;
-    std::vector<Action*> load_clauses;
     Scanner* scanner = nullptr;
     short error_count = 0;
 
@@ -80,11 +103,10 @@ private:
     bool first_token = true;
     std::shared_ptr<const std::string> reading_file;
     void set_file(const std::string& path);
-    Score* read_with(Scanner& scanner, Score* target);
+    bool read_with(Scanner& scanner);
+    bool ok() const;
     // What the tree needs to know of itself once the text is read: numbers,
     // tempo map, propagation, references. False on a failure.
     bool finalize();
+    void trace_score(double start, double parsed, double finalized) const;
 };
-
-// The process-wide stack of saved line-end modes (brackets, blocks).
-std::vector<bool>& ignore_eol_stack();

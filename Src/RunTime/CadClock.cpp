@@ -1,30 +1,29 @@
 #include "RunTime/CadClock.hpp"
 
 #include "Base/Console.hpp"
-#include "RunTime/HostClock.hpp"
 
 #include <chrono>
 
-std::atomic<bool> CadClock::fastforward{false};
-
 namespace {
+
 void not_implemented(const char* what) {
     CAD_INTERNAL_ERROR(what);
     error("INTERNAL ERROR: NOT YET IMPLEMENTED: please report: '%s'", what);
 }
+
 } // namespace
 
-CadClock::CadClock(void* owner, void (*callback)(void*))
-    : owner(owner)
+CadClock::CadClock(TimeBase& t, void* owner, void (*callback)(void*))
+    : time(t)
+    , owner(owner)
     , callback(callback)
-    , sim(this, owner, callback)
-    , host(installed_host_clocks()) {
-    if (host) host_clock = host->clock_new(owner, callback);
-    VirtualTime::set_virtual_now(0.0);
+    , sim(t.queue, this, owner, callback) {
+    if (HostClocks* host = time.host_clocks()) host_clock = host->clock_new(owner, callback);
+    time.queue.set_virtual_now(0.0);
 }
 
 CadClock::~CadClock() {
-    if (host_clock) host->clock_free(host_clock);
+    if (host_clock) time.host_clocks()->clock_free(host_clock);
 }
 
 void CadClock::Delay(double ms) {
@@ -32,55 +31,58 @@ void CadClock::Delay(double ms) {
         sim.Delay(ms);
         return;
     }
-    host->clock_fdelay(host_clock, ms);
+    time.host_clocks()->clock_fdelay(host_clock, ms);
 }
 
 // An entry left in the virtual queue by a change of mode is dropped too.
 void CadClock::Reset() {
     if (sim.is_queued()) sim.Reset();
-    if (!runs_virtually()) host->clock_unset(host_clock);
+    if (!runs_virtually()) time.host_clocks()->clock_unset(host_clock);
 }
 
-bool CadClock::virtual_mode() {
-    return fastforward.load() || !installed_host_clocks();
+// ---- the time base ----
+
+double TimeBase::GetTime() const {
+    if (virtual_mode()) return queue.virtual_now();
+    return 0.001 * host->clock_getftime() - queue.start_time();
 }
 
-double CadClock::GetTime() {
-    HostClocks* h = installed_host_clocks();
-    if (fastforward.load() || !h) return VirtualTime::virtual_now();
-    return 0.001 * h->clock_getftime() - VirtualTime::start_time();
-}
-
-void CadClock::SetTime(double t) {
+void TimeBase::SetTime(double t) {
     if (!virtual_mode()) {
         not_implemented("CadClock::SetTime in non-standalone target");
         return;
     }
-    VirtualTime::set_virtual_now(t);
+    queue.set_virtual_now(t);
 }
 
-void CadClock::init_now() {
-    HostClocks* h = installed_host_clocks();
-    VirtualTime::set_start_time(h ? 0.001 * h->clock_getftime() : 0.0);
-    VirtualTime::set_virtual_now(0.0);
+void TimeBase::init_now() {
+    queue.set_start_time(host ? 0.001 * host->clock_getftime() : 0.0);
+    queue.set_virtual_now(0.0);
 }
 
-void CadClock::init_at(double t) {
-    VirtualTime::set_virtual_now(t);
-    VirtualTime::set_start_time(t);
+void TimeBase::init_at(double t) {
+    queue.set_virtual_now(t);
+    queue.set_start_time(t);
 }
 
-void CadClock::set_normal_mode() {
+// Without a host the clocks stay virtual: there is nothing to hand over.
+void TimeBase::set_normal_mode() {
     if (!fastforward.exchange(false)) return;
-    VirtualTime::reschedule_all();
+    if (host) queue.reschedule_all();
 }
 
-void CadClock::Reset_all() {
+void TimeBase::Reset_all() {
     if (!virtual_mode()) {
         not_implemented("CadClock::Reset_all in non-standalone target");
         return;
     }
-    VirtualTime::Reset_all();
+    queue.Reset_all();
+}
+
+void TimeBase::advance_to(double t) {
+    if (!virtual_mode()) return;
+    queue.run_until(t);
+    if (t > queue.virtual_now()) queue.set_virtual_now(t);
 }
 
 double GetCurrentUnixTimeMs() {

@@ -22,18 +22,13 @@ struct t_scheduler::Lane {
 
 t_scheduler::t_scheduler(SchedulerEnv& environment, std::size_t pool)
     : env(environment)
-    , abs_clock(this, callback_abs2)
-    , rel_clock(this, callback_rel2)
-    , loc_clock(this, callback_loc2) {
+    , abs_clock(env.time(), this, callback_abs2)
+    , rel_clock(env.time(), this, callback_rel2)
+    , loc_clock(env.time(), this, callback_loc2) {
     const double tempo = env.last_tempo();
     seconds_per_beat = tempo > 0.0 ? 60.0 / tempo : 60.0;
     free_nodes.resize(pool);
     nodes_made = pool;
-}
-
-t_scheduler::t_scheduler(std::unique_ptr<SchedulerEnv> owned, std::size_t pool)
-    : t_scheduler(*owned, pool) {
-    owned_env = std::move(owned);
 }
 
 t_scheduler::~t_scheduler() = default;
@@ -169,6 +164,7 @@ void t_scheduler::insert(Lane l, CadTimer* t, double d) {
 
 void t_scheduler::callback_abs2(void* s) {
     auto* self = static_cast<t_scheduler*>(s);
+    const ConsoleScope console(self->env.console_sink());
     self->env.begin_clock_instant();
     self->callback_abs();
     self->env.end_clock_instant();
@@ -176,6 +172,7 @@ void t_scheduler::callback_abs2(void* s) {
 
 void t_scheduler::callback_rel2(void* s) {
     auto* self = static_cast<t_scheduler*>(s);
+    const ConsoleScope console(self->env.console_sink());
     self->env.begin_clock_instant();
     self->callback_rel();
     self->env.end_clock_instant();
@@ -183,6 +180,7 @@ void t_scheduler::callback_rel2(void* s) {
 
 void t_scheduler::callback_loc2(void* s) {
     auto* self = static_cast<t_scheduler*>(s);
+    const ConsoleScope console(self->env.console_sink());
     self->env.begin_clock_instant();
     self->callback_loc();
     self->env.end_clock_instant();

@@ -4,6 +4,7 @@
 // and touches nothing behind it: that list counts beats.
 #pragma once
 
+#include "Base/Console.hpp"
 #include "Exp/ExpTypes.hpp" // SEC_EPSILON, BEAT_EPSILON: a delay below them counts as zero
 #include "RunTime/CadClock.hpp"
 #include "RunTime/CadTimer.hpp"
@@ -14,16 +15,18 @@
 #include <mutex>
 #include <string>
 
-class pre_cadenzium;
-
-// What the scheduler reads from and asks of the global environment.
+// What the scheduler reads from and asks of the runtime it serves.
 class SchedulerEnv {
 public:
     virtual ~SchedulerEnv() = default;
+    // The source of time of the scheduler's clocks.
+    virtual TimeBase& time() = 0;
     // The logical now of the instant, in seconds.
     virtual double now() const = 0;
     // The followed tempo in BPM; 0 when undefined.
     virtual double last_tempo() const = 0;
+    // Where the console lines of a clock's instant go (null: unchanged).
+    virtual const ConsoleSink* console_sink() const { return nullptr; }
     // A clock wake-up is one logical instant: the first call takes the
     // environment lock and opens the instant, the second closes it, releases
     // the lock and delivers the queued messages.
@@ -33,8 +36,6 @@ public:
 
 class t_scheduler {
 public:
-    // The engine's scheduler: its environment is the engine's global one.
-    explicit t_scheduler(pre_cadenzium& engine);
     // `pool` list nodes are made in advance; more are made only when more
     // timers wait at once than ever before.
     explicit t_scheduler(SchedulerEnv& env, std::size_t pool = 1024);
@@ -93,7 +94,6 @@ private:
     using Lock = std::unique_lock<std::recursive_mutex>;
     struct Lane;
 
-    t_scheduler(std::unique_ptr<SchedulerEnv> owned, std::size_t pool);
     Lane lane(sched_type type);
     Lane lane(sched_type type) const;
 
@@ -121,7 +121,6 @@ private:
     bool update_relative_list(double spb, Lock& rel_lock, Lock& abs_lock);
     void update_absolute_dates();
 
-    std::unique_ptr<SchedulerEnv> owned_env;
     SchedulerEnv& env;
 
 public:

@@ -2,21 +2,18 @@
 
 #include "Exp/Environment.hpp"
 #include "Exp/Values.hpp"
-#include "RunTime/CadScheduler.hpp"
-#include "RunTime/CadenziumCore.hpp"
 #include "Base/Console.hpp"
+#include "RunTime/CadScheduler.hpp"
+#include "RunTime/Runtime.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <cassert>
 #include <cmath>
 #include <limits>
 
 namespace {
-
-std::atomic<std::uint64_t> cuid{0};
 
 double tempo_or(double tempo, double fallback) {
     return tempo > 0.0 ? tempo : fallback;
@@ -32,25 +29,24 @@ double rt_tempo(const GlobalEnvironment& env) {
 CadTimer::CadTimer(t_scheduler* sched)
     : sched(sched) {}
 
-CadTimer::CadTimer(cadenzium_core* core, Bloc& b, double start, const Expression* end, double delay,
+CadTimer::CadTimer(Runtime& runtime, Bloc& b, double start, const Expression* end, double delay,
                    duration_type unit)
-    : id(cuid++)
-    , sched(core->get_x_sched())
-    , engine(core)
-    , env(core->get_env())
-    , stack(*core->get_envs())
+    : id(runtime.next_execution())
+    , sched(&runtime.scheduler)
+    , rt(&runtime)
+    , stack(*runtime.get_envs())
     , date(start)
     , last_pos(start)
-    , last_ref_time(env->now)
+    , last_ref_time(runtime.instant().now)
     , late(delay)
     , late_unit(unit)
     , bloc(&b)
     , until(end) {
-    wait_index = env->current_event ? env->current_event->index() : 0;
+    wait_index = runtime.current_event ? runtime.current_event->index() : 0;
     take_life_limits();
-    father = core->get_exe();
-    abort_handler = firing_abort_handler() ? 1 : 0;
-    if (!core->admit_timer(this) || over_before_start()) {
+    father = runtime.get_exe();
+    abort_handler = runtime.handlers_firing > 0 ? 1 : 0;
+    if (!runtime.admit_timer() || over_before_start()) {
         finished = dead_on_arrival = 1;
         stack.clear();
         return;
@@ -60,8 +56,8 @@ CadTimer::CadTimer(cadenzium_core* core, Bloc& b, double start, const Expression
 }
 
 CadTimer::~CadTimer() {
-    if (pending_type != SCHED_NONE && sched) sched->Reset(this, pending_type);
-    if (engine && !dead_on_arrival) {
+    stop_waiting();
+    if (rt && !dead_on_arrival) {
         unregister_active();
         notify_father_child_is_deleted();
     }
@@ -76,8 +72,8 @@ void CadTimer::take_life_limits() {
         during_left = bloc->during->eval();
     }
     if (bloc->during_count) during_count = static_cast<int>(std::max(0L, eval_int(bloc->during_count)));
-    start_time = env->now;
-    start_rnow = env->rnow;
+    start_time = now();
+    start_rnow = rnow();
 }
 
 bool CadTimer::over_before_start() const {
@@ -87,17 +83,15 @@ bool CadTimer::over_before_start() const {
 }
 
 void CadTimer::register_active() {
-    bloc->exe_register(this);
-    engine->register_timer(this);
+    rt->register_timer(this);
 }
 
 void CadTimer::unregister_active() {
-    engine->unregister_timer(this);
-    bloc->exe_unregister(this);
+    rt->unregister_timer(this);
 }
 
 void CadTimer::leave_context() {
-    if (engine && engine->get_exe() == this) engine->set_static_context();
+    if (rt && rt->get_exe() == this) rt->set_static_context();
 }
 
 // ---- conversions of the scheduler ----
@@ -120,21 +114,36 @@ double CadTimer::get_local_tempo(double, double) {
 }
 
 double CadTimer::now() const {
-    if (env) return env->now;
+    if (rt) return rt->instant().now;
     return sched ? sched->env_now() : 0.0;
 }
 
 double CadTimer::rnow() const {
-    return env ? env->rnow : 0.0;
+    return rt ? rt->instant().rnow : 0.0;
 }
 double CadTimer::rcnow() const {
-    return env ? env->rcnow : 0.0;
+    return rt ? rt->instant().rcnow : 0.0;
 }
 
 // ---- life ----
 
 bool CadTimer::exist() const {
-    return engine && engine->active(this);
+    return rt && rt->active(this);
+}
+
+void CadTimer::var_changed(VAR_CALLBACK kind, int event_index, var_management& var) {
+    if (!exist()) return;
+    switch (kind) {
+    case CLBK:
+        callback(&var);
+        return;
+    case UPDATE_POS:
+        UpdatePosition(event_index);
+        return;
+    case TEMPO:
+        if (pending_type == SCHED_LOCAL) sched->reschedule(this, pending_type);
+        return;
+    }
 }
 
 void CadTimer::start_run() {
@@ -142,8 +151,8 @@ void CadTimer::start_run() {
     last_pos = date;
     last_ref_time = now();
     last_env_pos = rnow();
-    if (env) {
-        last_tempo = rt_tempo(*env);
+    if (rt) {
+        last_tempo = rt_tempo(rt->env);
         local_tempo = tempo_or(last_tempo, local_tempo);
     }
 }
@@ -204,7 +213,7 @@ bool CadTimer::end_until() {
 }
 
 void CadTimer::set_context() {
-    if (engine) engine->set_exe_context(this, &stack);
+    if (rt) rt->set_exe_context(this, &stack);
 }
 
 // ---- scheduling ----
@@ -263,7 +272,7 @@ std::vector<CadTimer*> CadTimer::fill_active_childs() const {
 // A finished father waits for its last child; when that child goes, the
 // father goes too, and so on up.
 void CadTimer::notify_father_child_is_deleted() {
-    if (!father || !engine->active(father)) return;
+    if (!father || !rt->active(father)) return;
     father->active_childs_erase(this);
     if (run_first) finish_father();
 }

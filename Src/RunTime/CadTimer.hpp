@@ -6,6 +6,7 @@
 #pragma once
 
 #include "Exp/ExpTypes.hpp"
+#include "Exp/VarManagement.hpp"
 
 #include <cstdint>
 #include <mutex>
@@ -15,8 +16,7 @@
 
 class t_scheduler;
 class var_management;
-class cadenzium_core;
-class GlobalEnvironment;
+class Runtime;
 class Environment;
 class Expression;
 class Bloc;
@@ -34,15 +34,14 @@ enum sched_type : std::uint8_t {
 // missed, or simulated.
 enum cadTimer_mode : int { MODE_NORMAL = 0, MODE_LATE = 1, MODE_SIMULATION = 2 };
 
-class CadTimer {
+class CadTimer : public VarObserver {
 public:
     // A bare timer, for the scheduler alone.
     explicit CadTimer(t_scheduler* sched = nullptr);
     // The instance of `bloc` that starts at beat `date`, `delay` (in `unit`)
-    // after its reference. It may be finished on return ("dead on
-    // arrival"): its life was over before it began.
-    CadTimer(cadenzium_core* engine, Bloc& bloc, double date, const Expression* until, double delay,
-             duration_type unit);
+    // after its reference, in the runtime `rt`. It may be finished on return
+    // ("dead on arrival"): its life was over before it began.
+    CadTimer(Runtime& rt, Bloc& bloc, double date, const Expression* until, double delay, duration_type unit);
     virtual ~CadTimer();
     CadTimer(const CadTimer&) = delete;
     CadTimer& operator=(const CadTimer&) = delete;
@@ -56,6 +55,10 @@ public:
     virtual void callback_sim(var_management* var) { callback(var); }
     // The score position moved to event `pos` (timers waiting on events).
     virtual void UpdatePosition(int) {}
+    // A variable the timer observes changed: a notification, a move of the
+    // position, or a change of the tempo it counts with.
+    void var_changed(VAR_CALLBACK kind, int event_index, var_management& var) override;
+    bool observing() const override { return exist(); }
     // Drops the future child labelled `label` ("abort label of group").
     virtual void cancel_action(const std::string&) {}
 
@@ -125,8 +128,8 @@ public:
     // ---- fields ----
     std::uint64_t id = 0;
     t_scheduler* sched;
-    cadenzium_core* engine = nullptr;
-    GlobalEnvironment* env = nullptr;
+    // The runtime the instance runs in; null for a bare timer.
+    Runtime* rt = nullptr;
     // The environments of this instance, the innermost last.
     std::vector<Environment*> stack;
     // The list where the timer waits, SCHED_NONE when none.
@@ -169,9 +172,6 @@ public:
     std::uint8_t abort_handler = 0;
     std::uint8_t in_handler = 0;
 
-    // True while an abort handler fires on this thread.
-    static bool firing_abort_handler();
-
 private:
     // Fires the group's abort handler in this timer's context. True when
     // the timer ended meanwhile (it may then be gone).
@@ -188,5 +188,3 @@ private:
     std::set<const CadTimer*> active_childs;
 };
 
-// The active timer of execution number `id`, or null.
-CadTimer* find_exe_static(std::uint64_t id);

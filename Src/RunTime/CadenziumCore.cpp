@@ -1,107 +1,112 @@
-// Construction, loading, starting and stopping of the engine.
+// Construction, starting and stopping of the engine, and its switches.
 #include "RunTime/CadenziumCore.hpp"
 
-#include "Listening/CadAlign.hpp"
-
-#include "RunTime/CadClock.hpp"
-#include "RunTime/CadScheduler.hpp"
 #include "Base/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "RunTime/HostPort.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
-std::string cadenzium_core::cadenzium_version() const {
-    return CAD_VERSION;
-}
-std::string cadenzium_core::cadenzium_commit_version() const {
-    return CAD_VERSION;
+#include <cmath>
+
+cadenzium_core::cadenzium_core(HostPort& host)
+    : port(host)
+    , timebase(host.clocks())
+    , rt(host, timebase)
+    , align(std::make_unique<CadAlign>(host.name())) {
+    frame_buffer.assign(static_cast<size_t>(window_size), 0.0f);
 }
 
-bool cadenzium_core::PreloadedMode() const {
-    return x_netscore && x_netscore->preloaded;
+// The timers go first: their clocks call into the runtime.
+cadenzium_core::~cadenzium_core() {
+    const ConsoleScope scope(&rt.console);
+    running = 0;
+    Killall();
+    rt.score = nullptr;
+    x_netscore = nullptr;
+    align->forget(loaded.get());
+    for (auto& [name, score] : preloaded)
+        align->forget(score.get());
+    for (auto& score : retired)
+        align->forget(score.get());
 }
 
-int cadenzium_core::outlet_number(const std::string& name) const {
-    auto it = outlet_map.find(name);
-    return it == outlet_map.end() ? -1 : it->second;
-}
-
-OscSend* cadenzium_core::get_osc_send(const std::string& name) {
-    auto it = osc_send_map.find(name);
-    return it == osc_send_map.end() ? nullptr : it->second;
-}
-
-void cadenzium_core::set_static_context() {
-    current_exe = nullptr;
-    envs = &init_envs;
-}
-
-bool cadenzium_core::active(const CadTimer* timer) {
-    std::lock_guard lock(timers_mutex);
-    return active_timers.count(const_cast<CadTimer*>(timer)) > 0;
-}
-
-void cadenzium_core::napro_trace_init(const std::string& host, int port) {
-    napro_trace_host = host;
-    napro_trace_port = port;
-    napro_trace_on = 1;
-}
-
-double cadenzium_core::GetTime() const {
-    return CadClock::GetTime();
+const char* cadenzium_core::thisName() const {
+    return port.name();
 }
 
 void cadenzium_core::cadenzium_suivi(bool on) {
+    const ConsoleScope scope(&rt.console);
     follow_on = on ? 1 : 0;
     post(on ? "%s - Suivi ON." : "%s - Suivi OFF.", thisName());
 }
 
-void cadenzium_core::cadenzium_verbosity(int v) {
+void cadenzium_core::set_verbosity(int v) {
     verbosity = v;
-    if (align) align->set_verbosity(v);
+    rt.verbosity_level = v;
+    align->set_verbosity(v);
+}
+
+void cadenzium_core::cadenzium_verbosity(int v) {
+    const ConsoleScope scope(&rt.console);
+    set_verbosity(v);
     post("%s - Verbosity set to %d.", thisName(), v);
 }
 
 void cadenzium_core::cadenzium_actionsOnOff(bool on) {
-    remote_forwarding = on ? 1 : 0;
+    const ConsoleScope scope(&rt.console);
+    rt.switches.actions_on = on;
     post(on ? "%s - Turning remote forwarding ON." : "%s - Turning remote forwarding OFF.", thisName());
 }
 
 // ---- lifecycle ----
 
+// Back to the top of the score: no timer runs, the instant restarts at 0,
+// the listening machine and the tempo tracker start again.
 void cadenzium_core::cadenzium_init() {
-    included_files.clear();
-    if (PreloadedMode()) {
+    const ConsoleScope scope(&rt.console);
+    if (x_netscore && x_netscore->preloaded) {
         cadenzium_init_preloaded();
         return;
     }
     {
-        EnvironmentLock lock(*global_env);
-        Killall();
+        EnvironmentLock lock(rt);
+        rt.Killall();
     }
     frame_fill = 0;
-    tempo_update_on = 1;
-    global_env->reset();
-    set_static_context();
-    reset_listening();
-    global_env->send_messages(false);
-    {
-        EnvironmentLock lock(*global_env);
-        scheduler->reset();
+    rt.switches.tempo_update_on = true;
+    rt.reset();
+    rt.set_static_context();
+    if (x_netscore && x_netscore->CountEvents() > 0) {
+        align->setPointers(&inlet_map, &tempo);
+        tempo.init();
+        tracking.reset();
     }
-    reset_practice();
+    rt.send_messages(false);
+    {
+        EnvironmentLock lock(rt);
+        rt.scheduler.reset();
+    }
+    rt.practice = PracticeCounters();
     apply_first_event_tempo();
 }
 
 void cadenzium_core::cadenzium_init_preloaded() {
-    global_env->send_messages(false);
-    set_static_context();
-    global_env->reset();
+    rt.send_messages(false);
+    rt.set_static_context();
+    rt.reset();
     apply_first_event_tempo();
 }
 
-void cadenzium_core::reset_practice() {
-    practice = PracticeCounters();
+// At the top of a score the tempo starts from the first event's: the
+// tracker and the scheduler take its period.
+void cadenzium_core::apply_first_event_tempo() {
+    if (!x_netscore || x_netscore->CountEvents() == 0) return;
+    const float t = x_netscore->events[1]->ScoreTempo();
+    if (!tempo_from_first_event || !(t > 0)) return;
+    const double period = std::fabs(t);
+    tempo.TempoUpdate(period);
+    rt.scheduler.reset_data(period);
 }
 
 void cadenzium_core::wait_for_decoder() {
@@ -111,6 +116,7 @@ void cadenzium_core::wait_for_decoder() {
 }
 
 void cadenzium_core::cadenzium_start(const std::string& name) {
+    const ConsoleScope scope(&rt.console);
     if (!name.empty()) {
         start_preloaded(name);
         return;
@@ -126,26 +132,24 @@ void cadenzium_core::cadenzium_start(const std::string& name) {
     x_netscore->preloaded = was_preloaded;
     wait_for_decoder();
     running = 1;
-    if (play_state == 0) {
-        practice_on = false;
-        tempo_update_on = 1;
+    if (rt.switches.play_state == 0) {
+        rt.switches.practice_on = false;
+        rt.switches.tempo_update_on = true;
         post("%s - Start follower... .", thisName());
     }
     updatePosition(0);
-    global_env->last_action_event = global_env->current_event;
-    listening_set_position(0);
+    rt.last_action_event = rt.current_event;
+    align->set_Position(0);
 }
 
 void cadenzium_core::start_preloaded(const std::string& name) {
-    auto it = preloaded_scores.find(name);
-    if (it == preloaded_scores.end()) {
+    auto it = preloaded.find(name);
+    if (it == preloaded.end()) {
         error("%s - No preloaded score for '%s'", thisName(), name.c_str());
         return;
     }
     wait_for_decoder();
-    if (x_netscore && !x_netscore->preloaded && x_netscore != it->second) delete x_netscore;
-    x_netscore = it->second;
-    listening_set_score();
+    follow_score(it->second.get());
     cadenzium_init();
     running = 1;
     post("%s - Starting \"%s\"... .", thisName(), name.c_str());
@@ -153,37 +157,30 @@ void cadenzium_core::start_preloaded(const std::string& name) {
 }
 
 void cadenzium_core::cadenzium_stop() {
+    const ConsoleScope scope(&rt.console);
     wait_for_decoder();
-    if (player || PreloadedMode()) Killall();
-    if (PreloadedMode())
+    const bool preloaded_mode = x_netscore && x_netscore->preloaded;
+    if (preloaded_mode) Killall();
+    if (preloaded_mode)
         cadenzium_init_preloaded();
     else
         cadenzium_init();
-    if (play_state_at_end == 1) {
-        play_state = 1;
-        play_state_at_end = 0;
-    }
     post("%s - Stopped!", thisName());
 }
 
-// Terminates every running compound action. The set is copied first: a
-// termination changes it and may end other timers, which the `active` test
-// then skips.
 void cadenzium_core::Killall() {
-    std::vector<CadTimer*> copy;
-    {
-        std::lock_guard lock(timers_mutex);
-        copy.assign(active_timers.begin(), active_timers.end());
-    }
-    for (CadTimer* timer : copy)
-        if (active(timer)) terminate_timer(timer);
+    const ConsoleScope scope(&rt.console);
+    rt.Killall();
 }
 
-// The global environment is the root of the stack of environments.
-Environment* cadenzium_core::get_globalenv_as_env() {
-    return global_env;
+int cadenzium_core::Position() const {
+    return rt.position();
 }
 
-std::recursive_mutex& cadenzium_core::env_lock() {
-    return *global_env->mutex;
+int cadenzium_core::lastPosition() const {
+    return rt.previous_event ? rt.previous_event->index() : 0;
+}
+
+int cadenzium_core::lastAction() const {
+    return rt.last_action_event ? rt.last_action_event->index() : 0;
 }

@@ -38,6 +38,7 @@ void cadenzium_core::KLexp_set(double e) {
 // The stored piano spectra are those of a 4096-sample window.
 void cadenzium_core::PianoMode(int on) {
     CadAlign& a = get_align();
+    const ConsoleScope scope(&rt.console);
     const char* was = a.PianoMode ? "ON" : "OFF";
     if (on < 1) {
         a.set_piano_mode(false);

@@ -2,8 +2,9 @@
 // a full window is analysed, and a decoding step runs when following.
 #include "RunTime/CadenziumCore.hpp"
 
-#include "Listening/CadAlign.hpp"
 #include "Base/Console.hpp"
+#include "Listening/CadAlign.hpp"
+#include "RunTime/HostPort.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -12,9 +13,10 @@
 // and runs the analysis when the window is exactly full.
 template <class Sample>
 void cadenzium_core::next_frame(const Sample* block) {
+    const ConsoleScope scope(&rt.console);
     std::unique_lock lock(frame_mutex);
     frame_cond.wait(lock, [this] { return !frame_busy; });
-    const int n = static_cast<int>(Blocksize());
+    const int n = static_cast<int>(port.block_size());
     const int window = static_cast<int>(window_size);
     if (n <= 0 || frame_fill + n > window) {
         // A block size that does not divide the window cannot reach it
@@ -37,7 +39,7 @@ void cadenzium_core::cadenzium_next_frame_double(const double* block) { next_fra
 // The window is full: analyse it, keep its last (window - hop) samples for
 // the next one, and decode when following. Called with frame_mutex held.
 void cadenzium_core::window_full() {
-    listening_front_end(frame_buffer.data());
+    align->SigProc_frontend(frame_buffer.data());
     const int window = static_cast<int>(window_size);
     const int keep = window - static_cast<int>(hop_size);
     std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep), static_cast<size_t>(keep) * sizeof(float));
@@ -45,17 +47,21 @@ void cadenzium_core::window_full() {
     if (running != 1 || !follow_on) return;
     std::lock_guard align_lock(align_mutex);
     align_busy = true;
-    listening_step();
+    follow(*align, align->Align(GetTime()));
     align_busy = false;
     align_cond.notify_all();
 }
 
 void cadenzium_core::cadenzium_doit(int n, const float* values) {
+    const ConsoleScope scope(&rt.console);
     if (running != 1 || !follow_on) return;
     std::lock_guard lock(align_mutex);
     align_busy = true;
-    if (n >= 1) listening_observe(n, values);
-    listening_step();
+    if (n >= 1) {
+        align->set_observation(0, values, n);
+        align->MIDI_prepareObs();
+    }
+    follow(*align, align->Align(GetTime()));
     align_busy = false;
     align_cond.notify_all();
 }
@@ -65,11 +71,12 @@ void cadenzium_core::cadenzium_doit(int n, const float* values) {
 // window, else half the window. A hop below the block size could not be
 // kept by frames that arrive a block at a time: it becomes the block size.
 void cadenzium_core::cadenzium_analysisParameters(int window, int hop) {
+    const ConsoleScope scope(&rt.console);
     const int was_running = running.exchange(0);
     {
         std::lock_guard lock(frame_mutex);
         frame_busy = true;
-        const int block = static_cast<int>(Blocksize());
+        const int block = static_cast<int>(port.block_size());
         if (window == -1) {
             window = 4096;
             hop = std::max(block, 512);
@@ -107,6 +114,7 @@ void cadenzium_core::apply_analysis(int window, int hop) {
 }
 
 void cadenzium_core::cadenzium_init_dsp() {
-    if (Samplerate() > 0) sample_rate = Samplerate();
+    const ConsoleScope scope(&rt.console);
+    if (port.sample_rate() > 0) sample_rate = port.sample_rate();
     cadenzium_analysisParameters(static_cast<int>(window_size), static_cast<int>(hop_size));
 }

@@ -1,54 +1,59 @@
-// Reading scores into the engine: files, strings, preloaded scores.
-#include "Exp/Environment.hpp"
-#include "Parser/ParseDriver.hpp"
+// Reading scores into the engine: files, strings, preloaded scores, and the
+// one score the engine follows.
 #include "RunTime/CadenziumCore.hpp"
+
 #include "Base/Console.hpp"
+#include "Parser/ParseDriver.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "RunTime/Firing.hpp"
+#include "RunTime/HostPort.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
-namespace {
-
-void delete_macros(std::map<std::string, Macro*>& macros) {
-    // Macros are read by a later version of the reader; the table is kept
-    // as the place they live in.
-    macros.clear();
+// The runtime, the listening machine and the engine follow `score` (null:
+// none).
+void cadenzium_core::follow_score(Score* score) {
+    x_netscore = score;
+    rt.score = score;
+    if (score) align->setScore(score);
 }
 
-} // namespace
+// What the listening machine keeps for the score goes with it.
+void cadenzium_core::drop_score(std::unique_ptr<Score>& score) {
+    if (!score) return;
+    if (x_netscore == score.get()) follow_score(nullptr);
+    align->forget(score.get());
+    score.reset();
+}
 
 bool cadenzium_core::ScoreParsing(const std::string& path) {
+    const ConsoleScope scope(&rt.console);
     cadenzium_stop();
-    Score* old = x_netscore;
-    Score* fresh = nullptr;
-    bool read = false;
+    Reading reading;
     {
-        EnvironmentLock lock(*global_env);
-        global_env->clear();
-        delete_macros(macro_table);
-        fresh = new Score(this, path, false);
-        read = fresh->ParseFile(path);
+        EnvironmentLock lock(rt);
+        rt.env.clear();
+        reading = read_score_file(path, {&rt, &inlet_map, verbosity, false});
     }
-    if (!read) {
+    if (!reading.score) {
         error("%s - Abort loading score file '%s'.\n", thisName(), path.c_str());
-        delete fresh;
-        x_netscore = nullptr;
         // After a failed load the engine has no score; the old one is not
         // put back (keeping it would follow a score the user replaced).
-        if (old && !old->preloaded) retired_scores.push_back(old);
+        follow_score(nullptr);
+        if (loaded) retired.push_back(std::move(loaded));
         return false;
     }
-    if (old && !old->preloaded) delete old;
-    x_netscore = fresh;
-    listening_set_score();
+    drop_score(loaded);
+    loaded = std::move(reading.score);
+    follow_score(loaded.get());
     report_loaded_score();
     cadenzium_init();
     score_filename = path;
-    post("%s - Score loaded succesfully with %i events and %i actions.", thisName(), fresh->CountEvents(),
-         fresh->CountActions());
-    listening_tempo_update(fresh->initial_tempo());
-    ParsingEndNotification();
+    post("%s - Score loaded succesfully with %i events and %i actions.", thisName(), loaded->CountEvents(),
+         loaded->CountActions());
+    tempo.TempoUpdate(loaded->initial_tempo());
+    port.score_loaded();
     return true;
 }
 
@@ -62,39 +67,35 @@ void cadenzium_core::report_loaded_score() {
 }
 
 bool cadenzium_core::StringParsing(const std::string& text) {
-    const std::string code = text + "\n";
-    Score* previous = x_netscore;
-    Score* host = previous ? previous : new Score(this, "<dummy score>", false);
-    Score* small = nullptr;
+    const ConsoleScope scope(&rt.console);
+    Reading reading;
     {
-        EnvironmentLock lock(*global_env);
-        small = host->driver->parseString(code);
+        EnvironmentLock lock(rt);
+        reading = read_score_text(text + "\n", {&rt, &inlet_map, verbosity, false}, "<parse from string>");
     }
-    if (!small) {
-        if (!previous) delete host;
+    if (!reading.score) {
         error("%s - Abort loading string '%s'\n", thisName(), text.c_str());
         return false;
     }
-    set_x_netscore(small);
-    fire_string_events(small);
-    set_x_netscore(previous);
-    delete small;
-    if (!previous) delete host;
+    fire_string_events(*reading.score);
     return true;
 }
 
 // Actions read from a string run at once, event by event, each in its own
-// logical instant.
-void cadenzium_core::fire_string_events(Score* small) {
-    for (size_t i = 0; i < small->events.size(); ++i) {
-        Event& e = *small->events[i];
+// logical instant, with the string's events as the runtime's score.
+void cadenzium_core::fire_string_events(Score& small) {
+    Score* previous = rt.score;
+    rt.score = &small;
+    for (size_t i = 0; i < small.events.size(); ++i) {
+        Event& e = *small.events[i];
         if (!e.action()) continue;
-        EnvironmentLock lock(*global_env);
-        set_static_context();
-        global_env->start_logical_instant(static_cast<int>(i));
-        e.action()->Fire(e.beatcum(), 0.0, DURATION_BEATS);
-        global_env->end_logical_instant();
+        EnvironmentLock lock(rt);
+        rt.set_static_context();
+        rt.start_logical_instant(static_cast<int>(i));
+        Fire(rt, *e.action(), e.beatcum(), 0.0, DURATION_BEATS);
+        rt.end_logical_instant();
     }
+    rt.score = previous;
 }
 
 void cadenzium_core::playstring(const std::string& text) {
@@ -104,29 +105,25 @@ void cadenzium_core::playstring(const std::string& text) {
 }
 
 bool cadenzium_core::preloadScore(const std::string& path, const std::string& name) {
-    Score* current = x_netscore;
-    auto* fresh = new Score(this, path, true);
-    fresh->preloaded = true;
-    const bool read = fresh->ParseFile(path);
-    x_netscore = current;
-    if (!read) {
+    const ConsoleScope scope(&rt.console);
+    Reading reading = read_score_file(path, {&rt, &inlet_map, verbosity, true});
+    if (!reading.score) {
         error("Cadenzium Preload Parse error: Check path and syntax");
         error("NO SCORE PRELOADED");
-        delete fresh;
         return false;
     }
-    auto old = preloaded_scores.find(name);
-    if (old != preloaded_scores.end()) {
+    reading.score->preloaded = true;
+    auto old = preloaded.find(name);
+    if (old != preloaded.end()) {
         post("Cadenzium warning: Overwriting preloaded score '%s'.", name.c_str());
-        if (old->second == x_netscore) x_netscore = nullptr;
-        delete old->second;
-        preloaded_scores.erase(old);
+        drop_score(old->second);
+        preloaded.erase(old);
         std::erase(preloaded_names, name);
     }
-    preloaded_scores[name] = fresh;
+    Score& fresh = *(preloaded[name] = std::move(reading.score));
     preloaded_names.push_back(name);
-    post("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(),
-         fresh->CountEvents(), fresh->CountActions());
+    post("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(), fresh.CountEvents(),
+         fresh.CountActions());
     if (x_netscore) {
         if (!x_netscore->filename.empty())
             post("%s - Proceed with current score '%s'", thisName(), x_netscore->filename.c_str());
@@ -137,15 +134,13 @@ bool cadenzium_core::preloadScore(const std::string& path, const std::string& na
 }
 
 void cadenzium_core::clearScore() {
-    if (!preloaded_scores.empty()) {
-        for (auto& [name, score] : preloaded_scores) {
-            if (score == x_netscore) x_netscore = nullptr;
-            delete score;
-        }
-        preloaded_scores.clear();
+    const ConsoleScope scope(&rt.console);
+    if (!preloaded.empty()) {
+        for (auto& [name, score] : preloaded)
+            drop_score(score);
+        preloaded.clear();
         preloaded_names.clear();
         post("%s - Preloaded scores cleared.", thisName());
     }
-    global_env->reset();
-    macro_table.clear();
+    rt.reset();
 }

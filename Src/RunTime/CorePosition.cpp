@@ -1,51 +1,79 @@
-// The engine's side of a decoded position: the environment's instant does
-// the work; the engine answers where the performance stands.
+// Following: the listening machine's decision is accepted or refused, the
+// tempo tracker hears the onset, and the runtime opens the position's
+// instant with what the engine knows then. The listening machine is then
+// told where the position stands.
 #include "RunTime/CadenziumCore.hpp"
 
-#include "Exp/Environment.hpp"
-#include "Listening/CadAlign.hpp"
-#include "RunTime/CadScheduler.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
-#include <cmath>
+#include <algorithm>
 
 namespace {
-int index_of(const Event* e) {
-    return e ? e->index() : 0;
+
+// True when the score declares a jump from event `from` to event `to`.
+bool declared_jump(Score& score, int from, int to) {
+    const std::vector<int>& targets = score.find_jump(from);
+    return std::find(targets.begin(), targets.end(), to) != targets.end();
 }
+
+bool has_sub_events(const Event* e) {
+    return e && e->get_sub_events() && !e->get_sub_events()->empty();
+}
+
 } // namespace
 
+// A frame without an onset publishes its energy; an onset moves the
+// position, and the decode window follows the position held.
+void cadenzium_core::follow(CadAlign& machine, const Decision& d) {
+    const ConsoleScope scope(&rt.console);
+    if (d.quiet) rt.update_energy(d.energy);
+    if (!d.moved) return;
+    rt.inner_event = d.sub;
+    accept(d.index, d.onset_time);
+    machine.place_window(Position());
+}
+
 void cadenzium_core::updatePosition(int pos) {
+    const ConsoleScope scope(&rt.console);
+    accept(pos, GetTime());
+}
+
+void cadenzium_core::accept(int pos, double onset_time) {
     if (!x_netscore) return;
-    if (pos > x_netscore->get_cur_index()) {
+    if (pos < 0 || pos > x_netscore->get_cur_index()) {
         CAD_INTERNAL_ERROR(str_printf("position %d out of the score", pos));
         return;
     }
-    // The sub-event of a trill or multi-event that the decoder heard.
-    global_env->inner_event = align->sub_position();
-    global_env->updatePosition(pos);
+    Score& score = *x_netscore;
+    const int current = Position();
+    if (rt.switches.prevent_zigzag && pos < current && !declared_jump(score, current, pos)) return;
+    if (pos == current && has_sub_events(rt.current_event)) {
+        // Another note within the trill: only the pitch moves.
+        if (rt.inner_event) rt.update_pitch();
+        return;
+    }
+    track_tempo(pos, onset_time);
+    PositionFacts facts;
+    facts.tempo_bpm = tempo.get_tempo();
+    facts.score_tempo_changed = tracking.score_tempo_changed;
+    facts.score_tempo_bpm = tracking.score_tempo;
+    facts.energy = align->energy;
+    rt.enter_position(pos, facts);
 }
 
-int cadenzium_core::Position() const {
-    return index_of(global_env->current_event);
-}
-int cadenzium_core::lastPosition() const {
-    return index_of(global_env->previous_event);
-}
-int cadenzium_core::lastAction() const {
-    return index_of(global_env->last_action_event);
-}
-
-// At the top of a score the tempo starts from the first event's: the
-// listening machine, the scheduler and the environment take its period.
-void cadenzium_core::apply_first_event_tempo() {
-    if (!x_netscore || x_netscore->CountEvents() == 0) return;
-    const float t = x_netscore->events[1]->ScoreTempo();
-    if (!tempo_from_first_event || !(t > 0)) return;
-    const double period = std::fabs(t);
-    listening_tempo_update(period);
-    scheduler->reset_data(period);
-    global_env->last_tempo = static_cast<float>(period);
+// The tempo facts of the score and of the onset, before the instant.
+void cadenzium_core::track_tempo(int pos, double onset_time) {
+    PositionChange change;
+    change.new_index = pos;
+    change.current_index = Position();
+    change.previous_event = rt.previous_event;
+    change.last_action_event = rt.last_action_event;
+    change.now = onset_time;
+    change.tempo_update_on = rt.switches.tempo_update_on;
+    change.player_running = rt.switches.player_running;
+    change.fastforward_without_tempo = timebase.fastforward.load();
+    change.verbosity = verbosity;
+    tracking.track_tempo_from_position_update(*x_netscore, tempo, change);
 }

@@ -1,9 +1,10 @@
-// What the runtime adds to the global environment: the record of a message
-// on its way to the host, and the guard of the environment lock.
+// What crosses to the host: the record of a message on its way out, and the
+// guard of the environment lock, whose release delivers an instant's
+// messages.
 #pragma once
 
-#include "Exp/Environment.hpp"
 #include "Exp/Values.hpp"
+#include "RunTime/Runtime.hpp"
 
 #include <string>
 #include <vector>
@@ -27,14 +28,14 @@ struct message {
 // then, with the lock released.
 class EnvironmentLock {
 public:
-    explicit EnvironmentLock(GlobalEnvironment& env)
-        : env(env) {
-        env.env_lock();
+    explicit EnvironmentLock(Runtime& rt)
+        : rt(rt) {
+        rt.lock();
     }
-    ~EnvironmentLock() { env.send_messages(true); }
+    ~EnvironmentLock() { rt.send_messages(true); }
     EnvironmentLock(const EnvironmentLock&) = delete;
     EnvironmentLock& operator=(const EnvironmentLock&) = delete;
 
 private:
-    GlobalEnvironment& env;
+    Runtime& rt;
 };

@@ -1,23 +1,24 @@
 #include "RunTime/exec.hpp"
 
 #include "Exp/Environment.hpp"
-#include "RunTime/CadenziumCore.hpp"
+#include "RunTime/Firing.hpp"
+#include "RunTime/Runtime.hpp"
 #include "Tree/Bloc.hpp"
 
 #include <algorithm>
 
-SavedContext::SavedContext(cadenzium_core& engine)
-    : engine(engine)
-    , exe(engine.get_exe())
-    , envs(engine.get_envs()) {}
+SavedContext::SavedContext(Runtime& runtime)
+    : rt(runtime)
+    , exe(runtime.get_exe())
+    , envs(runtime.get_envs()) {}
 
 SavedContext::~SavedContext() {
-    engine.set_exe_context(exe, envs);
+    rt.set_exe_context(exe, envs);
 }
 
-exec_group* exec_group::create(cadenzium_core* engine, Gfwd& group, double date, double delay,
-                               duration_type unit, cadTimer_mode mode, const std::vector<bool>& enabled) {
-    auto* g = new exec_group(engine, group, date, delay, unit, mode, enabled);
+exec_group* exec_group::create(Runtime& rt, Gfwd& group, double date, double delay, duration_type unit,
+                               cadTimer_mode mode, const std::vector<bool>& enabled) {
+    auto* g = new exec_group(rt, group, date, delay, unit, mode, enabled);
     if (g->dead_on_arrival || (g->finished && g->running == 0 && !g->has_children())) {
         delete g;
         return nullptr;
@@ -26,9 +27,9 @@ exec_group* exec_group::create(cadenzium_core* engine, Gfwd& group, double date,
     return g;
 }
 
-exec_group::exec_group(cadenzium_core* engine, Gfwd& g, double date, double delay, duration_type unit,
+exec_group::exec_group(Runtime& runtime, Gfwd& g, double date, double delay, duration_type unit,
                        cadTimer_mode mode, const std::vector<bool>& selected)
-    : CadTimer(engine, g, date, g.until, delay, unit)
+    : CadTimer(runtime, g, date, g.until, delay, unit)
     , group(&g)
     , enabled(selected.empty() ? std::vector<bool>(g.actions.size(), true) : selected) {
     run_first = 0;
@@ -37,7 +38,7 @@ exec_group::exec_group(cadenzium_core* engine, Gfwd& g, double date, double dela
     real_beat_position(date);
     build_env();
     {
-        SavedContext saved(*engine);
+        SavedContext saved(*rt);
         set_context();
         double v = 0.0;
         duration_type u = DURATION_BEATS;
@@ -120,9 +121,9 @@ void exec_group::run_steps(bool late_steps) {
         Action& child = *group->actions[step];
         if (enabled[step]) {
             if (late_steps)
-                child.Fire_late(date, late, late_unit);
+                Fire_late(*rt, child, date, late, late_unit);
             else
-                child.Fire(date, 0.0, DURATION_BEATS);
+                Fire(*rt, child, date, 0.0, DURATION_BEATS);
         }
         if (finished) {
             stop_run();

@@ -1,6 +1,7 @@
 // The host's source of physical time: one-shot clocks whose callbacks run on
-// the host's scheduler thread, and a millisecond clock. A host installs one
-// `HostClocks` at start-up; without one, every `CadClock` is virtual.
+// the host's scheduler thread, and a millisecond clock. A host hands its
+// `HostClocks` to the engine through its port; without them, the engine's
+// time is virtual.
 #pragma once
 
 // A clock made by a host. Each host derives its own clock type from it.
@@ -29,8 +30,3 @@ public:
     virtual double clock_getftime() const = 0;
 };
 
-// Installs `host` as the source of physical time (null for none) and returns
-// the previous one. The host must outlive the clocks made while it is
-// installed.
-HostClocks* install_host_clocks(HostClocks* host);
-HostClocks* installed_host_clocks();

@@ -3,21 +3,13 @@
 #include "RunTime/CadTimer.hpp"
 
 #include "Exp/Environment.hpp"
-#include "RunTime/CadenziumCore.hpp"
 #include "Base/Console.hpp"
+#include "RunTime/Firing.hpp"
+#include "RunTime/Runtime.hpp"
 #include "RunTime/exec.hpp"
 #include "Tree/Bloc.hpp"
 
 #include <cstdio>
-
-namespace {
-// Handlers being fired on this thread: the timers they start are handlers.
-thread_local int handlers_firing = 0;
-} // namespace
-
-bool CadTimer::firing_abort_handler() {
-    return handlers_firing > 0;
-}
 
 void CadTimer::Child_kill(bool rec) {
     if (abort_handler || in_handler) {
@@ -35,25 +27,25 @@ void CadTimer::Child_kill(bool rec) {
         return;
     }
     in_kill = 1;
-    cadenzium_core* core = engine;
+    Runtime* runtime = rt;
     const std::vector<CadTimer*> children = fill_active_childs();
     terminate(); // this timer may be gone from here
     for (CadTimer* child : children)
-        if (core->active(child)) child->Child_kill(true);
+        if (runtime->active(child)) child->Child_kill(true);
 }
 
 // The handler fires in this timer's context, at the present position. True
 // when the timer ended meanwhile (it may then be gone).
 bool CadTimer::fire_abort_handler() {
-    if (!bloc || !bloc->at_kill || !engine) return false;
+    if (!bloc || !bloc->at_kill || !rt) return false;
     running += 1;
     in_handler = 1;
     {
-        SavedContext saved(*engine);
+        SavedContext saved(*rt);
         set_context();
-        ++handlers_firing;
-        bloc->at_kill->Fire(rnow(), 0.0, DURATION_BEATS);
-        --handlers_firing;
+        ++rt->handlers_firing;
+        Fire(*rt, *bloc->at_kill, rnow(), 0.0, DURATION_BEATS);
+        --rt->handlers_firing;
     }
     in_handler = 0;
     return stop_run();

@@ -1,58 +1,31 @@
 #include "RunTime/VirtualTime.hpp"
 
 #include "RunTime/CadClock.hpp"
-#include "RunTime/HostClock.hpp"
 
-#include <atomic>
-#include <mutex>
-#include <thread>
-
-namespace {
-
-// The queue is a doubly linked list of the armed clocks, sorted by date, ties
-// in arming order. Each clock is in it at most once, so the links live in
-// the clock and arming never allocates. The mutex guards the links only; no
-// callback runs under it.
-std::mutex queue_mutex;
-simul_clock* queue_head = nullptr;
-simul_clock* queue_tail = nullptr;
-int queue_count = 0;
-const simul_clock* last_touched = nullptr;
-
-std::atomic<double> virtual_now_s{0.0};
-std::atomic<double> start_time_s{0.0};
-
-// A run in progress (nesting depth), and the thread that runs it.
-std::atomic<int> running_queue{0};
-std::atomic<std::thread::id> queue_runner{};
-// Non-zero while a reset is pending: a run leaves at its next test.
-std::atomic<int> reset_waiters{0};
 
 // Waits for a run on another thread to leave. A run on this thread is the
 // caller itself (a callback that resets): there is nothing to wait for.
-void wait_for_runner() {
+void VirtualTime::wait_for_runner() const {
     if (queue_runner.load() == std::this_thread::get_id()) return;
     while (running_queue.load() > 0)
         std::this_thread::yield();
 }
-
-} // namespace
 
 simul_clock::~simul_clock() {
     Reset();
 }
 
 void simul_clock::Delay(double ms) {
-    std::lock_guard lock(queue_mutex);
-    last_touched = this;
-    if (queued) VirtualTime::unlink(*this);
-    VirtualTime::insert(*this, ms / 1000.0 + virtual_now_s.load());
+    std::lock_guard lock(queue.queue_mutex);
+    queue.last_touched = this;
+    if (queued) queue.unlink(*this);
+    queue.insert(*this, ms / 1000.0 + queue.virtual_now_s.load());
 }
 
 void simul_clock::Reset() {
-    std::lock_guard lock(queue_mutex);
-    last_touched = this;
-    if (queued) VirtualTime::unlink(*this);
+    std::lock_guard lock(queue.queue_mutex);
+    queue.last_touched = this;
+    if (queued) queue.unlink(*this);
 }
 
 void VirtualTime::unlink(simul_clock& c) {
@@ -121,7 +94,6 @@ void VirtualTime::Reset_all() {
 // hand-over date, the value as the queue holds it: seconds, which the host
 // reads as milliseconds, so the wake-up comes early.
 void VirtualTime::reschedule_all() {
-    if (!installed_host_clocks()) return; // without a host the clocks stay virtual
     const double old = virtual_now_s.load();
     virtual_now_s.store(0.0 - old);
     start_time_s.store(0.0 - old);
@@ -150,25 +122,12 @@ simul_clock* VirtualTime::detach_all() {
     return first;
 }
 
-int VirtualTime::pending() {
+int VirtualTime::pending() const {
     std::lock_guard lock(queue_mutex);
     return queue_count;
 }
 
-double VirtualTime::virtual_now() {
-    return virtual_now_s.load();
-}
-void VirtualTime::set_virtual_now(double t) {
-    virtual_now_s.store(t);
-}
-double VirtualTime::start_time() {
-    return start_time_s.load();
-}
-void VirtualTime::set_start_time(double t) {
-    start_time_s.store(t);
-}
-
-const simul_clock* VirtualTime::last_simul() {
+const simul_clock* VirtualTime::last_simul() const {
     std::lock_guard lock(queue_mutex);
     return last_touched;
 }

@@ -1,20 +1,25 @@
 // Virtual time: a queue of clock firings ordered by date, run as fast as the
-// machine goes. A jump in the score runs on it with the same scheduler code
-// as a performance; only the clocks change.
+// machine goes. A follow offline, and a jump in the score, run on it with the
+// same scheduler code as a performance; only the clocks change. Each engine
+// has its own queue (in its `TimeBase`).
 #pragma once
 
 #include <atomic>
+#include <mutex>
+#include <thread>
 
 class CadClock;
+class VirtualTime;
 
-// The identity under which a `CadClock` sits in the virtual queue. A clock
+// The identity under which a `CadClock` sits in a virtual queue. A clock
 // has at most one entry; arming it again replaces the entry.
 class simul_clock {
 public:
-    simul_clock(CadClock* clock, void* owner, void (*callback)(void*))
+    simul_clock(VirtualTime& queue, CadClock* clock, void* owner, void (*callback)(void*))
         : owner(owner)
         , callback(callback)
-        , clock(clock) {}
+        , clock(clock)
+        , queue(queue) {}
     ~simul_clock();
     simul_clock(const simul_clock&) = delete;
     simul_clock& operator=(const simul_clock&) = delete;
@@ -34,6 +39,7 @@ public:
 
 private:
     friend class VirtualTime;
+    VirtualTime& queue;
     // Links of the intrusive queue, sorted by `due`.
     simul_clock* prev = nullptr;
     simul_clock* next = nullptr;
@@ -42,38 +48,62 @@ private:
     std::atomic<bool> queued{false};
 };
 
-// The process-wide virtual queue and the time bases shared by all engines.
 class VirtualTime {
 public:
+    VirtualTime() = default;
+    VirtualTime(const VirtualTime&) = delete;
+    VirtualTime& operator=(const VirtualTime&) = delete;
+
     // Fires, in date order, every entry due at or before `t` (virtual
     // seconds). Each firing sets the virtual now to the entry's date first.
     // Callbacks may arm clocks; an entry armed at or before `t` fires in the
     // same run.
-    static void run_until(double t);
+    void run_until(double t);
     // The same with no limit of date: runs until the queue is empty.
-    static void run_to_end();
+    void run_to_end();
     // Empties the queue. A run in progress on another thread is made to
     // leave, and waited for.
-    static void Reset_all();
-    // Hands the pending entries over to the host's clocks, when the virtual
-    // mode ends.
-    static void reschedule_all();
+    void Reset_all();
+    // Hands the pending entries over to the host's clocks when the virtual
+    // mode ends: time 0 of the host reads as the virtual now, and each
+    // entry is armed with its date minus the hand-over date.
+    void reschedule_all();
 
     // Number of entries in the queue.
-    static int pending();
+    int pending() const;
 
-    static double virtual_now();
-    static void set_virtual_now(double t);
+    double virtual_now() const { return virtual_now_s.load(); }
+    void set_virtual_now(double t) { virtual_now_s.store(t); }
     // The host time (seconds) at which logical time 0 lies.
-    static double start_time();
-    static void set_start_time(double t);
+    double start_time() const { return start_time_s.load(); }
+    void set_start_time(double t) { start_time_s.store(t); }
     // The last clock armed or disarmed in the queue.
-    static const simul_clock* last_simul();
+    const simul_clock* last_simul() const;
 
 private:
     friend class simul_clock;
-    static void run(double t, bool bounded);
-    static void unlink(simul_clock& c);
-    static void insert(simul_clock& c, double due);
-    static simul_clock* detach_all();
+    void run(double t, bool bounded);
+    void unlink(simul_clock& c);
+    void insert(simul_clock& c, double due);
+    simul_clock* detach_all();
+    void wait_for_runner() const;
+
+    // The queue is a doubly linked list of the armed clocks, sorted by date,
+    // ties in arming order. Each clock is in it at most once, so the links
+    // live in the clock and arming never allocates. The mutex guards the
+    // links only; no callback runs under it.
+    mutable std::mutex queue_mutex;
+    simul_clock* queue_head = nullptr;
+    simul_clock* queue_tail = nullptr;
+    int queue_count = 0;
+    const simul_clock* last_touched = nullptr;
+
+    std::atomic<double> virtual_now_s{0.0};
+    std::atomic<double> start_time_s{0.0};
+
+    // A run in progress (nesting depth), and the thread that runs it.
+    std::atomic<int> running_queue{0};
+    std::atomic<std::thread::id> queue_runner{};
+    // Non-zero while a reset is pending: a run leaves at its next test.
+    std::atomic<int> reset_waiters{0};
 };

@@ -15,13 +15,13 @@ class Environment;
 // environments) when the scope ends.
 class SavedContext {
 public:
-    explicit SavedContext(cadenzium_core& engine);
+    explicit SavedContext(Runtime& rt);
     ~SavedContext();
     SavedContext(const SavedContext&) = delete;
     SavedContext& operator=(const SavedContext&) = delete;
 
 private:
-    cadenzium_core& engine;
+    Runtime& rt;
     CadTimer* exe;
     std::vector<Environment*>* envs;
 };
@@ -32,8 +32,8 @@ public:
     // late, in `mode`; `enabled` selects children (empty: all). Null when
     // the instance ended at once (its life was over, or all its children
     // ran in this instant).
-    static exec_group* create(cadenzium_core* engine, Gfwd& group, double date, double delay,
-                              duration_type unit, cadTimer_mode mode, const std::vector<bool>& enabled = {});
+    static exec_group* create(Runtime& rt, Gfwd& group, double date, double delay, duration_type unit,
+                              cadTimer_mode mode, const std::vector<bool>& enabled = {});
     ~exec_group() override;
 
     void callback(var_management* var) override;
@@ -47,8 +47,8 @@ public:
     bool late_mode = false;
 
 private:
-    exec_group(cadenzium_core* engine, Gfwd& group, double date, double delay, duration_type unit,
-               cadTimer_mode mode, const std::vector<bool>& enabled);
+    exec_group(Runtime& rt, Gfwd& group, double date, double delay, duration_type unit, cadTimer_mode mode,
+               const std::vector<bool>& enabled);
     // The group's local variables, in an environment of this instance.
     void build_env();
     // Runs the due children from `step` on, firing them late or not.

@@ -2,7 +2,7 @@
 
 #include "Exp/Expression.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Tree/BuildContext.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Score.hpp"
 
@@ -14,24 +14,22 @@ CadDuration copy_or_zero(const CadDuration* d) {
     return d ? *d : CadDuration(0.0, DURATION_BEATS);
 }
 
-void register_action_label(pre_cadenzium* engine, const std::string& label, Action* action,
+void register_action_label(BuildContext* ctx, const std::string& label, Action* action,
                            const yy::location* loc) {
-    Score* score = score_under_construction();
-    if (score) {
-        score->register_label(label, action, loc);
+    if (ctx && ctx->score) {
+        ctx->score->register_label(label, action, loc);
         return;
     }
-    if (engine && engine->verbose() > 3) post("Skip label registering for '%s'", label.c_str());
+    if (ctx && ctx->verbosity > 3) post("Skip label registering for '%s'", label.c_str());
 }
 
 } // namespace
 
-Action::Action(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+Action::Action(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
                const yy::location* loc, const char* base)
     : tempo_expression(get_tempo(attl))
     , condition(get_cond(attl))
     , delay(copy_or_zero(d))
-    , engine(e)
     , locality(get_locality(attl))
     , label(make_label(name, attl, base))
     , tight(get_tight(attl))
@@ -56,7 +54,7 @@ Action::Action(pre_cadenzium* e, const std::string& name, const CadDuration* d, 
         bsym = *b;
         bsym_set = true;
     }
-    register_action_label(engine, label, this, location);
+    register_action_label(ctx, label, this, location);
 }
 
 Action::~Action() {

@@ -7,7 +7,9 @@
 #include "Exp/ExpressionBase.hpp"
 #include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
+#include "Tree/ActionVisitor.hpp"
 #include "Tree/Attributes.hpp"
+#include "Tree/BuildContext.hpp"
 #include "Tree/Duration.hpp"
 
 #include <bitset>
@@ -15,12 +17,12 @@
 #include <string>
 #include <vector>
 
+class ActionVisitor;
 class Bloc;
 class Environment;
 class Expression;
 class Score;
 class Var;
-class pre_cadenzium;
 class TempoDec;
 
 using ActionList = std::list<Action*>;
@@ -33,7 +35,7 @@ public:
     // `name` empty: the label comes from the attributes, else it is an
     // anonymous name on `base`. The action takes the attribute list; the
     // delay is copied (null: 0 beats).
-    Action(pre_cadenzium* engine, const std::string& name, const CadDuration* delay,
+    Action(BuildContext* ctx, const std::string& name, const CadDuration* delay,
            AttributeList* attributes, const yy::location* loc, const char* base);
     ~Action() override;
     Action(const Action&) = delete;
@@ -51,12 +53,9 @@ public:
     virtual bool is_simple_var_assignment() const { return false; }
     // 0 no declaration, 1 "@local", 2 "@global", 3 "@tempovar".
     virtual int declare_type() const { return 0; }
-    // Fires the action at beat position `date`; `delay` is what was still to
-    // run of its delay, in `unit`. `Fire_late` fires an action whose event
-    // was missed, `Fire_sim` one of a simulation. (Defined with the runtime.)
-    virtual void Fire(double date, double delay, duration_type unit);
-    virtual void Fire_late(double date, double delay, duration_type unit);
-    virtual void Fire_sim(double date, double delay, duration_type unit);
+    // Hands the action to a visitor as its own kind (see ActionVisitor):
+    // how an action runs belongs to the runtime, not to the tree.
+    virtual void accept(ActionVisitor& visitor) = 0;
     // The variables an "@local" or "@global" declares.
     virtual const std::vector<Var*>* get_local_var() const { return nullptr; }
     virtual const TempoDec* get_tempo_var() const { return nullptr; }
@@ -68,7 +67,7 @@ public:
     virtual void set_parent(Bloc* p) { parent = p; }
     // A group around this action when it is tight (see Gfwd); a compound
     // action is already one.
-    virtual Action* groupify();
+    virtual Action* groupify(BuildContext* ctx);
     // Binds the variables of the action's expressions to a scope: globally
     // when `level` is GLOBAL_SCOPE_LEVEL, else those named in `locals`.
     virtual void set_env(Environment* env, const std::list<std::string>& locals, int level);
@@ -96,22 +95,17 @@ public:
 
     // restructure_sequence: runs of undelayed simple atomic actions in
     // `list` become one AtomicSequence each.
-    static void restructure_sequence(ActionList* list);
+    static void restructure_sequence(BuildContext* ctx, ActionList* list);
     // A body as one action: the list itself when `simplify` allows and it
     // holds a single undelayed action, else a group named `name`.
-    static Action* make_action_from_actionlist(pre_cadenzium* engine, const std::string& name,
+    static Action* make_action_from_actionlist(BuildContext* ctx, const std::string& name,
                                                const CadDuration* delay, AttributeList* attributes,
                                                ActionList* list, const yy::location* loc, bool simplify);
 
     // ---- fields, as construction sets them ----
     Expression* tempo_expression = nullptr; // owned by the attribute list
     Expression* condition = nullptr;        // idem
-    int exec_count = 1;
-    int fired_count = 0;
-    double date = -1.0;
-    void* date_owner = nullptr;
     CadDuration delay;
-    pre_cadenzium* engine = nullptr;
     int locality = LOCALITY_UNSET;
     std::string label;
     bool tight = false, loose = false, ante = false, post = false;

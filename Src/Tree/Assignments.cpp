@@ -6,9 +6,9 @@
 
 #include <ostream>
 
-Assignment::Assignment(pre_cadenzium* e, Expression* v, const CadDuration* d, AttributeList* attl,
+Assignment::Assignment(BuildContext* ctx, Expression* v, const CadDuration* d, AttributeList* attl,
                        const yy::location* loc)
-    : AtomicAction(e, "", d, attl, loc, "assign")
+    : AtomicAction(ctx, "", d, attl, loc, "assign")
     , value(v) {}
 
 Assignment::~Assignment() {
@@ -22,9 +22,9 @@ void Assignment::show_head(std::ostream& out) const {
     if (value) value->show(out, 0);
 }
 
-AssignmentAction::AssignmentAction(pre_cadenzium* e, Var* t, Expression* v, const CadDuration* d,
+AssignmentAction::AssignmentAction(BuildContext* ctx, Var* t, Expression* v, const CadDuration* d,
                                    AttributeList* attl, const yy::location* loc)
-    : Assignment(e, v, d, attl, loc)
+    : Assignment(ctx, v, d, attl, loc)
     , target(t) {}
 
 AssignmentAction::~AssignmentAction() {
@@ -42,9 +42,9 @@ std::vector<Expression*> AssignmentAction::own_expressions() const {
     return {target, value};
 }
 
-VarParamAssignmentAction::VarParamAssignmentAction(pre_cadenzium* e, VarParameter* t, Expression* v,
+VarParamAssignmentAction::VarParamAssignmentAction(BuildContext* ctx, VarParameter* t, Expression* v,
                                                    AttributeList* attl, const yy::location* loc)
-    : Assignment(e, v, nullptr, attl, loc)
+    : Assignment(ctx, v, nullptr, attl, loc)
     , target(t) {}
 
 VarParamAssignmentAction::~VarParamAssignmentAction() {
@@ -59,9 +59,9 @@ std::vector<Expression*> VarParamAssignmentAction::own_expressions() const {
     return {target, value};
 }
 
-LocalAssignment::LocalAssignment(pre_cadenzium* e, Expression* o, const std::string& f, Expression* v,
+LocalAssignment::LocalAssignment(BuildContext* ctx, Expression* o, const std::string& f, Expression* v,
                                  AttributeList* attl, const yy::location* loc)
-    : Assignment(e, v, nullptr, attl, loc)
+    : Assignment(ctx, v, nullptr, attl, loc)
     , object(o)
     , field(f) {}
 
@@ -74,9 +74,9 @@ void LocalAssignment::show_target(std::ostream& out) const {
     out << '.' << field;
 }
 
-TabAssignment::TabAssignment(pre_cadenzium* e, Expression* t, ExpressionList i, Expression* v,
+TabAssignment::TabAssignment(BuildContext* ctx, Expression* t, ExpressionList i, Expression* v,
                              AttributeList* attl, const yy::location* loc)
-    : Assignment(e, v, nullptr, attl, loc)
+    : Assignment(ctx, v, nullptr, attl, loc)
     , tab(t)
     , indices(std::move(i)) {}
 
@@ -112,35 +112,35 @@ Action* not_assignable(Expression* target, Expression* value, AttributeList* att
 
 } // namespace
 
-Action* make_let_assignment(pre_cadenzium* engine, Expression* target, Expression* value,
+Action* make_let_assignment(BuildContext* ctx, Expression* target, Expression* value,
                             AttributeList* attributes, const yy::location* loc) {
     if (!target) return not_assignable(target, value, attributes);
     if (target->is_a_var_param())
-        return new VarParamAssignmentAction(engine, static_cast<VarParameter*>(target), value, attributes,
+        return new VarParamAssignmentAction(ctx, static_cast<VarParameter*>(target), value, attributes,
                                             loc);
     if (const Var* var = target->is_a_variable(); var && target->dot_access_name().empty())
-        return new AssignmentAction(engine, const_cast<Var*>(var), value, nullptr, attributes, loc);
+        return new AssignmentAction(ctx, const_cast<Var*>(var), value, nullptr, attributes, loc);
     if (const ExpressionList* indices = target->tab_access_indices()) {
         Expression* tab = target->head_access()->clone();
         ExpressionList copied = clone_list(*indices);
         delete target;
-        return new TabAssignment(engine, tab, std::move(copied), value, attributes, loc);
+        return new TabAssignment(ctx, tab, std::move(copied), value, attributes, loc);
     }
     if (const std::string field = target->dot_access_name(); !field.empty()) {
         Expression* object = target->head_access() ? target->head_access()->clone() : nullptr;
         delete target;
         if (!object)
-            return new AssignmentAction(engine, new Var(engine, field, loc), value, nullptr, attributes, loc);
-        return new LocalAssignment(engine, object, field, value, attributes, loc);
+            return new AssignmentAction(ctx, new Var(ctx->eval, field, loc), value, nullptr, attributes, loc);
+        return new LocalAssignment(ctx, object, field, value, attributes, loc);
     }
     return not_assignable(target, value, attributes);
 }
 
 // ---- declarations ----
 
-ActionDeclaration::ActionDeclaration(pre_cadenzium* e, std::vector<Var*> v, std::vector<int> h,
+ActionDeclaration::ActionDeclaration(BuildContext* ctx, std::vector<Var*> v, std::vector<int> h,
                                      const yy::location* loc, const char* base)
-    : Action(e, "", nullptr, nullptr, loc, base)
+    : Action(ctx, "", nullptr, nullptr, loc, base)
     , vars(std::move(v))
     , histories(std::move(h)) {
     histories.resize(vars.size(), -1);
@@ -174,8 +174,8 @@ void GlobalDec::set_env(Environment* env, const std::list<std::string>&, int) {
     }
 }
 
-TempoDec::TempoDec(pre_cadenzium* e, Var* var, double t, double s, const yy::location* loc)
-    : ActionDeclaration(e, {var}, {-1}, loc, "tempovar")
+TempoDec::TempoDec(BuildContext* ctx, Var* var, double t, double s, const yy::location* loc)
+    : ActionDeclaration(ctx, {var}, {-1}, loc, "tempovar")
     , tempo(t)
     , step(s) {}
 
@@ -195,7 +195,7 @@ void TempoDec::set_env(Environment* env, const std::list<std::string>& locals, i
         return;
     }
     if (vm->tempo_var) return;
-    vm->tempo_var = std::make_unique<TempoVar>();
+    vm->tempo_var = std::make_unique<TempoVar>(env->ctx ? env->ctx->make_tempo_oscillator() : nullptr);
     vm->tempo_var->set_tempo(tempo);
     vm->tempo_var->score_step = step;
 }

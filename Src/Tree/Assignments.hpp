@@ -8,7 +8,7 @@ class VarParameter;
 // The base of assignments: the value expression, owned.
 class Assignment : public AtomicAction {
 public:
-    Assignment(pre_cadenzium* engine, Expression* value, const CadDuration* delay, AttributeList* attributes,
+    Assignment(BuildContext* ctx, Expression* value, const CadDuration* delay, AttributeList* attributes,
                const yy::location* loc);
     ~Assignment() override;
     std::string word() const override { return "let"; }
@@ -25,11 +25,11 @@ protected:
 // "$x := e", or "_ := e" (no target: the value is thrown away).
 class AssignmentAction : public Assignment {
 public:
-    AssignmentAction(pre_cadenzium* engine, Var* target, Expression* value, const CadDuration* delay,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    AssignmentAction(BuildContext* ctx, Var* target, Expression* value, const CadDuration* delay,
                      AttributeList* attributes, const yy::location* loc);
     ~AssignmentAction() override;
     bool is_simple_var_assignment() const override { return target != nullptr; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     Var* target;
 
@@ -40,10 +40,10 @@ protected:
 // "$x.tempo := e": a parameter of a tempo variable.
 class VarParamAssignmentAction : public Assignment {
 public:
-    VarParamAssignmentAction(pre_cadenzium* engine, VarParameter* target, Expression* value,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    VarParamAssignmentAction(BuildContext* ctx, VarParameter* target, Expression* value,
                              AttributeList* attributes, const yy::location* loc);
     ~VarParamAssignmentAction() override;
-    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     VarParameter* target;
 
@@ -54,10 +54,10 @@ protected:
 // "obj.$x := e": a variable in the scope of a running process or group.
 class LocalAssignment : public Assignment {
 public:
-    LocalAssignment(pre_cadenzium* engine, Expression* object, const std::string& field, Expression* value,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    LocalAssignment(BuildContext* ctx, Expression* object, const std::string& field, Expression* value,
                     AttributeList* attributes, const yy::location* loc);
     ~LocalAssignment() override;
-    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     Expression* object;
     std::string field;
@@ -69,10 +69,10 @@ protected:
 // "$t[i, j] := e".
 class TabAssignment : public Assignment {
 public:
-    TabAssignment(pre_cadenzium* engine, Expression* tab, ExpressionList indices, Expression* value,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    TabAssignment(BuildContext* ctx, Expression* tab, ExpressionList indices, Expression* value,
                   AttributeList* attributes, const yy::location* loc);
     ~TabAssignment() override;
-    void Fire(double date, double delay, duration_type unit) override;
     void show_target(std::ostream& out) const override;
     Expression* tab;
     ExpressionList indices;
@@ -84,18 +84,18 @@ protected:
 // "let target := e" for any assignable expression; null (with the error
 // "Parse error: expression is not assignable '%s'") for any other. Takes
 // `target`, `value` and `attributes` in every case.
-Action* make_let_assignment(pre_cadenzium* engine, Expression* target, Expression* value,
+Action* make_let_assignment(BuildContext* ctx, Expression* target, Expression* value,
                             AttributeList* attributes, const yy::location* loc);
 
 // A declaration: "@local", "@global", "@tempovar". An integer before a
 // variable asks for a history of that length.
 class ActionDeclaration : public Action {
 public:
-    ActionDeclaration(pre_cadenzium* engine, std::vector<Var*> vars, std::vector<int> histories,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    ActionDeclaration(BuildContext* ctx, std::vector<Var*> vars, std::vector<int> histories,
                       const yy::location* loc, const char* base);
     ~ActionDeclaration() override;
     const std::vector<Var*>* get_local_var() const override { return &vars; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::vector<Var*> vars;
@@ -107,18 +107,18 @@ protected:
 
 class LocalDec : public ActionDeclaration {
 public:
-    LocalDec(pre_cadenzium* engine, std::vector<Var*> vars, std::vector<int> histories,
+    LocalDec(BuildContext* ctx, std::vector<Var*> vars, std::vector<int> histories,
              const yy::location* loc)
-        : ActionDeclaration(engine, std::move(vars), std::move(histories), loc, "local") {}
+        : ActionDeclaration(ctx, std::move(vars), std::move(histories), loc, "local") {}
     int declare_type() const override { return 1; }
     std::string word() const override { return "@local"; }
 };
 
 class GlobalDec : public ActionDeclaration {
 public:
-    GlobalDec(pre_cadenzium* engine, std::vector<Var*> vars, std::vector<int> histories,
+    GlobalDec(BuildContext* ctx, std::vector<Var*> vars, std::vector<int> histories,
               const yy::location* loc)
-        : ActionDeclaration(engine, std::move(vars), std::move(histories), loc, "global") {}
+        : ActionDeclaration(ctx, std::move(vars), std::move(histories), loc, "global") {}
     int declare_type() const override { return 2; }
     std::string word() const override { return "@global"; }
     void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
@@ -127,7 +127,7 @@ public:
 // "@tempovar $x(tempo, step)": a variable that follows a tempo.
 class TempoDec : public ActionDeclaration {
 public:
-    TempoDec(pre_cadenzium* engine, Var* var, double tempo, double step, const yy::location* loc);
+    TempoDec(BuildContext* ctx, Var* var, double tempo, double step, const yy::location* loc);
     int declare_type() const override { return 3; }
     const TempoDec* get_tempo_var() const override { return this; }
     std::string word() const override { return "@tempovar"; }

@@ -6,10 +6,10 @@
 
 // ---- Message ----
 
-Message::Message(pre_cadenzium* e, const std::string& name, Expression* computed,
+Message::Message(BuildContext* ctx, const std::string& name, Expression* computed,
                  std::vector<ExpressionList> args, const CadDuration* d, AttributeList* attl,
                  const yy::location* loc)
-    : AtomicAction(e, "", d, attl, loc, "_msg")
+    : AtomicAction(ctx, "", d, attl, loc, "_msg")
     , receiver(name)
     , receiver_expr(computed)
     , arguments(std::move(args)) {}
@@ -65,9 +65,9 @@ std::string message_name(const Expression* e) {
 
 // ---- aborting ----
 
-KillAction::KillAction(pre_cadenzium* e, const std::string& label, const std::string& name, Expression* t,
+KillAction::KillAction(BuildContext* ctx, const std::string& label, const std::string& name, Expression* t,
                        const CadDuration* d, AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, label, d, attl, loc, "abort")
+    : AtomicAction(ctx, label, d, attl, loc, "abort")
     , target_name(name)
     , target(t) {}
 
@@ -83,10 +83,10 @@ void KillAction::show_head(std::ostream& out) const {
         out << target_name;
 }
 
-KillActionOf::KillActionOf(pre_cadenzium* e, const std::string& label, const std::string& name,
+KillActionOf::KillActionOf(BuildContext* ctx, const std::string& label, const std::string& name,
                            const std::string& of, Expression* t, Expression* of_t, const CadDuration* d,
                            AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, label, d, attl, loc, "abort")
+    : AtomicAction(ctx, label, d, attl, loc, "abort")
     , target_name(name)
     , of_name(of)
     , target(t)
@@ -112,8 +112,8 @@ void KillActionOf::show_head(std::ostream& out) const {
 
 // ---- assertion, processes, engine commands ----
 
-CadAssert::CadAssert(pre_cadenzium* e, Expression* c, AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, "", nullptr, attl, loc, "assert")
+CadAssert::CadAssert(BuildContext* ctx, Expression* c, AttributeList* attl, const yy::location* loc)
+    : AtomicAction(ctx, "", nullptr, attl, loc, "assert")
     , assertion(c) {}
 
 CadAssert::~CadAssert() {
@@ -125,9 +125,9 @@ void CadAssert::show_head(std::ostream& out) const {
     assertion->show(out, 0);
 }
 
-ProcCall::ProcCall(pre_cadenzium* e, const std::string& proc, Expression* computed, ExpressionList a,
+ProcCall::ProcCall(BuildContext* ctx, const std::string& proc, Expression* computed, ExpressionList a,
                    AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, "", nullptr, attl, loc, "proc_call")
+    : AtomicAction(ctx, "", nullptr, attl, loc, "proc_call")
     , name(proc)
     , process(computed)
     , args(std::move(a)) {}
@@ -153,9 +153,9 @@ std::vector<Expression*> ProcCall::own_expressions() const {
     return all;
 }
 
-Internal_comm::Internal_comm(pre_cadenzium* e, const std::string& cmd, ExpressionList a, AttributeList* attl,
+Internal_comm::Internal_comm(BuildContext* ctx, const std::string& cmd, ExpressionList a, AttributeList* attl,
                              const yy::location* loc)
-    : AtomicAction(e, "", nullptr, attl, loc, "command")
+    : AtomicAction(ctx, "", nullptr, attl, loc, "command")
     , command(cmd)
     , args(std::move(a)) {}
 
@@ -171,14 +171,14 @@ void Internal_comm::show_head(std::ostream& out) const {
 
 // ---- OSC and files ----
 
-NamedChannelAction::NamedChannelAction(pre_cadenzium* e, const std::string& n, AttributeList* attl,
+NamedChannelAction::NamedChannelAction(BuildContext* ctx, const std::string& n, AttributeList* attl,
                                        const yy::location* loc, const char* base)
-    : AtomicAction(e, "", nullptr, attl, loc, base)
+    : AtomicAction(ctx, "", nullptr, attl, loc, base)
     , name(n) {}
 
-OscSend::OscSend(pre_cadenzium* e, const std::string& n, const std::string& h, int p, const std::string& a,
+OscSend::OscSend(BuildContext* ctx, const std::string& n, const std::string& h, int p, const std::string& a,
                  AttributeList* attl, const yy::location* loc)
-    : NamedChannelAction(e, n, attl, loc, "oscsend")
+    : NamedChannelAction(ctx, n, attl, loc, "oscsend")
     , host(h)
     , port(p)
     , address(a) {}
@@ -187,9 +187,9 @@ void OscSend::show_head(std::ostream& out) const {
     out << ' ' << name << ' ' << host << " : " << port << " \"" << address << '"';
 }
 
-OscRecv::OscRecv(pre_cadenzium* e, const std::string& n, int p, const std::string& a, std::vector<Var*> vars,
+OscRecv::OscRecv(BuildContext* ctx, const std::string& n, int p, const std::string& a, std::vector<Var*> vars,
                  AttributeList* attl, const yy::location* loc)
-    : NamedChannelAction(e, n, attl, loc, "oscrecv")
+    : NamedChannelAction(ctx, n, attl, loc, "oscrecv")
     , port(p)
     , address(a)
     , variables(std::move(vars)) {}
@@ -209,9 +209,9 @@ std::vector<Expression*> OscRecv::own_expressions() const {
     return {variables.begin(), variables.end()};
 }
 
-OpenFileAction::OpenFileAction(pre_cadenzium* e, const std::string& n, const std::string& f, int m,
+OpenFileAction::OpenFileAction(BuildContext* ctx, const std::string& n, const std::string& f, int m,
                                AttributeList* attl, const yy::location* loc)
-    : NamedChannelAction(e, n, attl, loc, "openoutfile")
+    : NamedChannelAction(ctx, n, attl, loc, "openoutfile")
     , file(f)
     , mode(m) {}
 

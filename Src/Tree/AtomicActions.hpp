@@ -7,16 +7,16 @@
 // commas in the score) to one receiver, named or computed.
 class Message : public AtomicAction {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // Takes `receiver_expr` (null for a named receiver) and the expressions
     // of `arguments`.
-    Message(pre_cadenzium* engine, const std::string& receiver, Expression* receiver_expr,
+    Message(BuildContext* ctx, const std::string& receiver, Expression* receiver_expr,
             std::vector<ExpressionList> arguments, const CadDuration* delay, AttributeList* attributes,
             const yy::location* loc);
     ~Message() override;
 
     std::string msg_name() const override { return receiver; }
     std::string word() const override;
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string receiver;
@@ -34,12 +34,12 @@ std::string message_name(const Expression* e);
 // "abort name", "kill name", "abort expr": stops a running compound action.
 class KillAction : public AtomicAction {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // A named target (`target` null) or a computed one (`name` empty).
-    KillAction(pre_cadenzium* engine, const std::string& label, const std::string& name, Expression* target,
+    KillAction(BuildContext* ctx, const std::string& label, const std::string& name, Expression* target,
                const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
     ~KillAction() override;
     std::string word() const override { return "abort"; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string target_name;
@@ -52,12 +52,12 @@ protected:
 // "abort a of b": stops the instances of `a` that run inside `b`.
 class KillActionOf : public AtomicAction {
 public:
-    KillActionOf(pre_cadenzium* engine, const std::string& label, const std::string& name,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    KillActionOf(BuildContext* ctx, const std::string& label, const std::string& name,
                  const std::string& of_name, Expression* target, Expression* of_target,
                  const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
     ~KillActionOf() override;
     std::string word() const override { return "abort"; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string target_name, of_name;
@@ -70,11 +70,11 @@ protected:
 
 class CadAssert : public AtomicAction {
 public:
-    CadAssert(pre_cadenzium* engine, Expression* condition, AttributeList* attributes,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    CadAssert(BuildContext* ctx, Expression* condition, AttributeList* attributes,
               const yy::location* loc);
     ~CadAssert() override;
     std::string word() const override { return "@assert"; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     Expression* assertion;
@@ -87,12 +87,12 @@ protected:
 // "::p(args)": starts an instance of a process, named or computed.
 class ProcCall : public AtomicAction {
 public:
-    ProcCall(pre_cadenzium* engine, const std::string& name, Expression* process, ExpressionList args,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    ProcCall(BuildContext* ctx, const std::string& name, Expression* process, ExpressionList args,
              AttributeList* attributes, const yy::location* loc);
     ~ProcCall() override;
     std::string proc_name() const override { return name; }
     std::string word() const override;
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string name;
@@ -103,14 +103,14 @@ protected:
     std::vector<Expression*> own_expressions() const override;
 };
 
-// "cadenzium::command args": an engine command from the score.
+// "cadenzium::command args": an ctx command from the score.
 class Internal_comm : public AtomicAction {
 public:
-    Internal_comm(pre_cadenzium* engine, const std::string& command, ExpressionList args,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    Internal_comm(BuildContext* ctx, const std::string& command, ExpressionList args,
                   AttributeList* attributes, const yy::location* loc);
     ~Internal_comm() override;
     std::string word() const override { return "cadenzium::" + command; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
 
     std::string command;
@@ -123,7 +123,7 @@ protected:
 // Actions on OSC channels and output files, named by an identifier.
 class NamedChannelAction : public AtomicAction {
 public:
-    NamedChannelAction(pre_cadenzium* engine, const std::string& name, AttributeList* attributes,
+    NamedChannelAction(BuildContext* ctx, const std::string& name, AttributeList* attributes,
                        const yy::location* loc, const char* base);
     void show_head(std::ostream& out) const override { out << ' ' << name; }
     std::string name;
@@ -131,7 +131,8 @@ public:
 
 class OscSend : public NamedChannelAction {
 public:
-    OscSend(pre_cadenzium* engine, const std::string& name, const std::string& host, int port,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    OscSend(BuildContext* ctx, const std::string& name, const std::string& host, int port,
             const std::string& address, AttributeList* attributes, const yy::location* loc);
     std::string word() const override { return "oscsend"; }
     void show_head(std::ostream& out) const override;
@@ -142,7 +143,8 @@ public:
 
 class OscRecv : public NamedChannelAction {
 public:
-    OscRecv(pre_cadenzium* engine, const std::string& name, int port, const std::string& address,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    OscRecv(BuildContext* ctx, const std::string& name, int port, const std::string& address,
             std::vector<Var*> variables, AttributeList* attributes, const yy::location* loc);
     ~OscRecv() override;
     std::string word() const override { return "oscreceive"; }
@@ -157,21 +159,24 @@ protected:
 
 class OscOn : public NamedChannelAction {
 public:
-    OscOn(pre_cadenzium* engine, const std::string& name, AttributeList* attributes, const yy::location* loc)
-        : NamedChannelAction(engine, name, attributes, loc, "oscon") {}
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    OscOn(BuildContext* ctx, const std::string& name, AttributeList* attributes, const yy::location* loc)
+        : NamedChannelAction(ctx, name, attributes, loc, "oscon") {}
     std::string word() const override { return "osc on"; }
 };
 
 class OscOff : public NamedChannelAction {
 public:
-    OscOff(pre_cadenzium* engine, const std::string& name, AttributeList* attributes, const yy::location* loc)
-        : NamedChannelAction(engine, name, attributes, loc, "oscoff") {}
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    OscOff(BuildContext* ctx, const std::string& name, AttributeList* attributes, const yy::location* loc)
+        : NamedChannelAction(ctx, name, attributes, loc, "oscoff") {}
     std::string word() const override { return "osc off"; }
 };
 
 class OpenFileAction : public NamedChannelAction {
 public:
-    OpenFileAction(pre_cadenzium* engine, const std::string& name, const std::string& file, int mode,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    OpenFileAction(BuildContext* ctx, const std::string& name, const std::string& file, int mode,
                    AttributeList* attributes, const yy::location* loc);
     std::string word() const override { return "openoutfile"; }
     void show_head(std::ostream& out) const override;
@@ -181,9 +186,10 @@ public:
 
 class CloseFileAction : public NamedChannelAction {
 public:
-    CloseFileAction(pre_cadenzium* engine, const std::string& name, AttributeList* attributes,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    CloseFileAction(BuildContext* ctx, const std::string& name, AttributeList* attributes,
                     const yy::location* loc)
-        : NamedChannelAction(engine, name, attributes, loc, "closefile") {}
+        : NamedChannelAction(ctx, name, attributes, loc, "closefile") {}
     std::string word() const override { return "closefile"; }
 };
 
@@ -191,20 +197,19 @@ public:
 // assignments costs one scheduling step.
 class AtomicSequence : public AtomicAction {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // Starts with `first`, whose delay the sequence takes.
-    explicit AtomicSequence(Action* first);
+    AtomicSequence(BuildContext* ctx, Action* first);
     ~AtomicSequence() override;
 
     void add(Action* next);
     // Replaces each run of two or more undelayed simple atomic actions of
     // `list` by one sequence.
-    static void restructure(ActionList* list);
+    static void restructure(BuildContext* ctx, ActionList* list);
 
     bool is_atomic_sequence() const override { return true; }
     bool weak_ok_action() const override { return false; }
     std::string word() const override { return "aseq"; }
-    void Fire(double date, double delay, duration_type unit) override;
-    void Fire_late(double date, double delay, duration_type unit) override;
     bool has_body() const override { return true; }
     void show_body(std::ostream& out) const override;
     int countActions() const override;

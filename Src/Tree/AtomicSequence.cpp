@@ -17,8 +17,8 @@ bool joins_a_sequence(const Action* a) {
 
 } // namespace
 
-AtomicSequence::AtomicSequence(Action* first)
-    : AtomicAction(first->engine, "", &first->delay, nullptr, first->location, "aseq") {
+AtomicSequence::AtomicSequence(BuildContext* ctx, Action* first)
+    : AtomicAction(ctx, "", &first->delay, nullptr, first->location, "aseq") {
     first->delay = CadDuration(0.0, first->delay.unit);
     actions.push_back(first);
 }
@@ -33,13 +33,13 @@ void AtomicSequence::add(Action* next) {
     actions.push_back(next);
 }
 
-void AtomicSequence::restructure(ActionList* list) {
+void AtomicSequence::restructure(BuildContext* ctx, ActionList* list) {
     if (!list) return;
     for (auto it = list->begin(); it != list->end(); ++it) {
         if (!joins_a_sequence(*it)) continue;
         auto next = std::next(it);
         if (next == list->end() || !joins_a_sequence(*next) || !is_zero_delay(&(*next)->delay)) continue;
-        auto* sequence = new AtomicSequence(*it);
+        auto* sequence = new AtomicSequence(ctx, *it);
         while (next != list->end() && joins_a_sequence(*next) && is_zero_delay(&(*next)->delay)) {
             sequence->add(*next);
             next = list->erase(next);
@@ -72,6 +72,6 @@ void AtomicSequence::compute_origin(const Origin& o) {
         a->compute_origin({Origin::ACTION, this, o.score});
 }
 
-void Action::restructure_sequence(ActionList* list) {
-    AtomicSequence::restructure(list);
+void Action::restructure_sequence(BuildContext* ctx, ActionList* list) {
+    AtomicSequence::restructure(ctx, list);
 }

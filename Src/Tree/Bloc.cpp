@@ -3,7 +3,6 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
 
@@ -12,9 +11,9 @@
 
 // ---- Bloc ----
 
-Bloc::Bloc(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+Bloc::Bloc(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
            Expression* end, TimedEnd timed_end, const yy::location* loc, const char* base)
-    : Action(e, name, d, attl, loc, base)
+    : Action(ctx, name, d, attl, loc, base)
     , until(end)
     , during(timed_end.duration)
     , during_count(timed_end.count)
@@ -50,22 +49,6 @@ void Bloc::show_tail(std::ostream& out) const {
     if (during_count) out << " during [" << *during_count << "#]";
 }
 
-void Bloc::exe_register(CadTimer* timer) {
-    std::lock_guard lock(instances_mutex);
-    instances.insert(timer);
-}
-
-void Bloc::exe_unregister(CadTimer* timer) {
-    std::lock_guard lock(instances_mutex);
-    instances.erase(timer);
-    instances_cond.notify_all();
-}
-
-void Bloc::fill_active_instances(std::set<CadTimer*>& out) {
-    std::lock_guard lock(instances_mutex);
-    out.insert(instances.begin(), instances.end());
-}
-
 // ---- Gfwd ----
 
 namespace {
@@ -96,28 +79,28 @@ Action* stand_alone(Action* a, const CadDuration* d, ActionList* body, Attribute
 
 } // namespace
 
-Action* Gfwd::make(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+Action* Gfwd::make(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
                    ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc) {
-    restructure_sequence(body);
+    restructure_sequence(ctx, body);
     Action* only = lone_action(body);
     const bool has_end = until || timed_end.count || timed_end.duration;
     if (only && no_attributes(attl) && anonymous(name) && !has_end && only->declare_type() != 1)
         return stand_alone(only, d, body, attl);
-    return new Gfwd(e, name, d, attl, body, until, timed_end, loc);
+    return new Gfwd(ctx, name, d, attl, body, until, timed_end, loc);
 }
 
-Gfwd::Gfwd(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+Gfwd::Gfwd(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
            ActionList* body, Expression* end, TimedEnd timed_end, const yy::location* loc)
-    : Bloc(e, name, d, attl, end, timed_end, loc, "group") {
+    : Bloc(ctx, name, d, attl, end, timed_end, loc, "group") {
     if (body) body_list.splice(body_list.end(), *body);
     delete body;
-    tightify_children();
+    tightify_children(ctx);
     actions.assign(body_list.begin(), body_list.end());
     for (Action* child : actions)
         adopt(child);
     collect_declarations();
     if (!local_vars || local_vars->empty()) return;
-    env = new Environment(e ? e->to_cadenzium() : nullptr, e);
+    env = new Environment(ctx ? ctx->eval : nullptr);
     for (const ActionDeclaration* dec : *local_vars)
         for (const Var* v : dec->vars)
             local_names.push_back(v->name);
@@ -145,12 +128,12 @@ void Gfwd::collect_declarations() {
 
 // A tight child without locality becomes a group of its own; the next child
 // takes its delay, so that every child keeps its date.
-void Gfwd::tightify_children() {
+void Gfwd::tightify_children(BuildContext* ctx) {
     for (auto it = body_list.begin(); it != body_list.end(); ++it) {
         Action* child = *it;
         if (child->locality != LOCALITY_UNSET || child->is_bloc()) continue;
         if (!child->tight && !child->ante && !child->post) continue;
-        *it = child->groupify();
+        *it = child->groupify(ctx);
         if (auto next = std::next(it); next != body_list.end()) (*next)->add_delay(child->delay);
     }
 }
@@ -202,22 +185,22 @@ void Gfwd::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- bodies ----
 
-Action* Action::make_action_from_actionlist(pre_cadenzium* e, const std::string& name, const CadDuration* d,
+Action* Action::make_action_from_actionlist(BuildContext* ctx, const std::string& name, const CadDuration* d,
                                             AttributeList* attl, ActionList* list, const yy::location* loc,
                                             bool simplify) {
     if (simplify) {
-        restructure_sequence(list);
+        restructure_sequence(ctx, list);
         if (Action* only = lone_action(list); only && no_attributes(attl))
             return stand_alone(only, d, list, attl);
     }
-    auto* group = new Gfwd(e, name, d, attl, list, nullptr, {}, loc);
+    auto* group = new Gfwd(ctx, name, d, attl, list, nullptr, {}, loc);
     group->hidden = true;
     return group;
 }
 
 // A tight atomic action becomes a group that carries its locality and
 // strategies; the action keeps its other attributes and its delay.
-Action* Action::groupify() {
+Action* Action::groupify(BuildContext* ctx) {
     auto* strategies = new AttributeList;
     if (attributes) {
         for (auto it = attributes->begin(); it != attributes->end();) {
@@ -236,7 +219,7 @@ Action* Action::groupify() {
     auto* body = new ActionList{this};
     const CadDuration zero(0.0, DURATION_BEATS);
     auto* group =
-        new Gfwd(engine, "_tightification_of_" + label, &zero, strategies, body, nullptr, {}, location);
+        new Gfwd(ctx, "_tightification_of_" + label, &zero, strategies, body, nullptr, {}, location);
     group->hidden = true;
     return group;
 }

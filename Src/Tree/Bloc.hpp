@@ -1,15 +1,10 @@
 // Compound actions: nodes with a body. `Bloc` is their common base (end
-// conditions, running instances, local declarations); `Gfwd` is the group,
+// conditions, local declarations); `Gfwd` is the group,
 // also the hidden group of each event and of every written block.
 #pragma once
 
 #include "Tree/Action.hpp"
 
-#include <condition_variable>
-#include <mutex>
-#include <set>
-
-class CadTimer;
 class ActionDeclaration;
 
 // "during [n#]" (a count) or "during [d]" (a duration); both null when absent.
@@ -21,20 +16,15 @@ struct TimedEnd {
 class Bloc : public Action {
 public:
     // Takes `until` and the parts of `timed_end`.
-    Bloc(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, AttributeList* attributes,
+    Bloc(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList* attributes,
          Expression* until, TimedEnd timed_end, const yy::location* loc, const char* base);
     ~Bloc() override;
 
     bool is_bloc() const override { return true; }
     bool has_body() const override { return true; }
-    Action* groupify() override { return this; }
+    Action* groupify(BuildContext*) override { return this; }
     void show_tail(std::ostream& out) const override;
 
-    void exe_register(CadTimer* timer);
-    void exe_unregister(CadTimer* timer);
-    void fill_active_instances(std::set<CadTimer*>& out);
-
-    std::set<CadTimer*> instances;
     Expression* until = nullptr;
     CadDuration* during = nullptr;
     Expression* during_count = nullptr;
@@ -42,8 +32,6 @@ public:
     std::vector<const ActionDeclaration*>* local_vars = nullptr;
     std::vector<const ActionDeclaration*>* tempo_vars = nullptr;
     std::list<std::string> local_names;
-    std::recursive_mutex instances_mutex;
-    std::condition_variable_any instances_cond;
 
 protected:
     std::vector<Expression*> own_expressions() const override;
@@ -53,20 +41,19 @@ protected:
 
 class Gfwd : public Bloc {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // The factory of "group" and "{ ... }": an anonymous block without
     // attributes or end around a single undelayed action is that action.
     // Takes the attributes, the body list, the end and the timed end.
-    static Action* make(pre_cadenzium* engine, const std::string& name, const CadDuration* delay,
+    static Action* make(BuildContext* ctx, const std::string& name, const CadDuration* delay,
                         AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
                         const yy::location* loc);
 
-    Gfwd(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, AttributeList* attributes,
+    Gfwd(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList* attributes,
          ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
     ~Gfwd() override;
 
     std::string word() const override { return "group"; }
-    void Fire(double date, double delay, duration_type unit) override;
-    void Fire_late(double date, double delay, duration_type unit) override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
     void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
@@ -82,5 +69,5 @@ public:
 
 private:
     void collect_declarations();
-    void tightify_children();
+    void tightify_children(BuildContext* ctx);
 };

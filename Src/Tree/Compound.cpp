@@ -12,10 +12,10 @@ namespace {
 const CadDuration ZERO(0.0, DURATION_BEATS);
 
 // The hidden group of a body, restructured, with a parent.
-Gfwd* hidden_body(pre_cadenzium* engine, const std::string& name, ActionList* body, const yy::location* loc,
+Gfwd* hidden_body(BuildContext* ctx, const std::string& name, ActionList* body, const yy::location* loc,
                   Bloc* parent) {
-    Action::restructure_sequence(body);
-    auto* group = new Gfwd(engine, name, &ZERO, nullptr, body, nullptr, {}, loc);
+    Action::restructure_sequence(ctx, body);
+    auto* group = new Gfwd(ctx, name, &ZERO, nullptr, body, nullptr, {}, loc);
     group->hidden = true;
     group->set_parent(parent);
     return group;
@@ -29,12 +29,12 @@ void show_nested(std::ostream& out, const Action* a) {
 
 // ---- loop ----
 
-Lfwd::Lfwd(pre_cadenzium* e, const std::string& name, const CadDuration* d, const CadDuration& p,
+Lfwd::Lfwd(BuildContext* ctx, const std::string& name, const CadDuration* d, const CadDuration& p,
            AttributeList* attl, ActionList* body_list, Expression* end, TimedEnd timed_end,
            const yy::location* loc)
-    : Bloc(e, name, d, attl, end, timed_end, loc, "loop")
+    : Bloc(ctx, name, d, attl, end, timed_end, loc, "loop")
     , period(p)
-    , body(hidden_body(e, anonymous_name(label) + "_body", body_list, loc, this)) {
+    , body(hidden_body(ctx, anonymous_name(label) + "_body", body_list, loc, this)) {
     period.set_ambiant_action(this);
 }
 
@@ -77,13 +77,13 @@ void Lfwd::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- forall ----
 
-For::For(pre_cadenzium* e, Var* var, Var* second, Expression* set, AttributeList* attl, ActionList* body_list,
+For::For(BuildContext* ctx, Var* var, Var* second, Expression* set, AttributeList* attl, ActionList* body_list,
          const yy::location* loc)
-    : Bloc(e, "", nullptr, attl, nullptr, {}, loc, second ? "for2" : "for1")
+    : Bloc(ctx, "", nullptr, attl, nullptr, {}, loc, second ? "for2" : "for1")
     , iteration_set(set)
     , two_vars(second != nullptr) {
     iteration_set->set_ambiant_action(this);
-    initialize(body_list, var, second);
+    initialize(ctx, body_list, var, second);
 }
 
 For::~For() {
@@ -91,19 +91,19 @@ For::~For() {
     delete body;
 }
 
-void For::initialize(ActionList* body_list, Var* var, Var* second) {
+void For::initialize(BuildContext* ctx, ActionList* body_list, Var* var, Var* second) {
     if (!body_list) body_list = new ActionList;
-    restructure_sequence(body_list);
+    restructure_sequence(ctx, body_list);
     var_name = var->name;
     local_vars_list.push_back(var);
     if (second) {
         second_name = second->name;
         local_vars_list.push_back(second);
     }
-    auto* declaration = new LocalDec(engine, local_vars_list, {}, location);
+    auto* declaration = new LocalDec(ctx, local_vars_list, {}, location);
     declaration->hidden = true;
     body_list->push_front(declaration);
-    body = new Gfwd(engine, label + "_body", &ZERO, nullptr, body_list, nullptr, {}, location);
+    body = new Gfwd(ctx, label + "_body", &ZERO, nullptr, body_list, nullptr, {}, location);
     body->hidden = true;
     body->set_parent(this);
 }
@@ -141,17 +141,17 @@ void For::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- if ----
 
-ConditionalAction::ConditionalAction(pre_cadenzium* e, Expression* c, AttributeList* attl,
+ConditionalAction::ConditionalAction(BuildContext* ctx, Expression* c, AttributeList* attl,
                                      ActionList* true_list, ActionList* false_list, const yy::location* loc)
-    : Bloc(e, "", nullptr, attl, nullptr, {}, loc, "if")
+    : Bloc(ctx, "", nullptr, attl, nullptr, {}, loc, "if")
     , condition(c)
     , true_body(
-          make_action_from_actionlist(e, label + "_true_body", nullptr, nullptr, true_list, loc, true)) {
+          make_action_from_actionlist(ctx, label + "_true_body", nullptr, nullptr, true_list, loc, true)) {
     condition->set_ambiant_action(this);
     adopt(true_body);
     if (!false_list) return;
     false_body =
-        make_action_from_actionlist(e, label + "_false_body", nullptr, nullptr, false_list, loc, true);
+        make_action_from_actionlist(ctx, label + "_false_body", nullptr, nullptr, false_list, loc, true);
     adopt(false_body);
 }
 
@@ -204,16 +204,16 @@ void ConditionalAction::compute_and_propage(const std::bitset<32>& context, Scor
 
 // ---- switch ----
 
-SwitchAction::SwitchAction(pre_cadenzium* e, Expression* s, AttributeList* attl, CaseList case_list,
+SwitchAction::SwitchAction(BuildContext* ctx, Expression* s, AttributeList* attl, CaseList case_list,
                            const yy::location* loc)
-    : Bloc(e, "", nullptr, attl, nullptr, {}, loc, "switch")
+    : Bloc(ctx, "", nullptr, attl, nullptr, {}, loc, "switch")
     , subject(s) {
     if (subject) subject->set_ambiant_action(this);
     for (size_t i = 0; i < case_list.size(); ++i) {
         auto [test, list] = case_list[i];
         std::string name = str_printf("%s_cases_%d", label.c_str(), static_cast<int>(i));
         if (name.size() > 255) name.resize(255);
-        Action* action = make_action_from_actionlist(e, name, nullptr, nullptr, list, loc, true);
+        Action* action = make_action_from_actionlist(ctx, name, nullptr, nullptr, list, loc, true);
         test->set_ambiant_action(this);
         adopt(action);
         cases.emplace_back(test, action);
@@ -275,11 +275,11 @@ void SwitchAction::compute_and_propage(const std::bitset<32>& context, Score* sc
 
 // ---- whenever ----
 
-WhenAction::WhenAction(pre_cadenzium* e, const std::string& name, Expression* c, AttributeList* attl,
+WhenAction::WhenAction(BuildContext* ctx, const std::string& name, Expression* c, AttributeList* attl,
                        ActionList* body_list, Expression* end, TimedEnd timed_end, const yy::location* loc)
-    : Bloc(e, name, nullptr, attl, end, timed_end, loc, "when")
+    : Bloc(ctx, name, nullptr, attl, end, timed_end, loc, "when")
     , condition(c)
-    , body(make_action_from_actionlist(e, anonymous_name(label) + "_body", nullptr, nullptr, body_list, loc,
+    , body(make_action_from_actionlist(ctx, anonymous_name(label) + "_body", nullptr, nullptr, body_list, loc,
                                        true))
     , noRec(get_noRec(attl)) {
     condition->get_variables(watched);
@@ -319,19 +319,19 @@ void WhenAction::compute_and_propage(const std::bitset<32>& context, Score* scor
     body->compute_and_propage(context, score);
 }
 
-Expression* make_event_condition(pre_cadenzium* engine, const yy::location* loc) {
-    return new BinaryExpression(OP_EQ, SpecialVariable::make_variable(engine, BEAT_POS_VAR, loc),
-                                SpecialVariable::make_variable(engine, BEAT_POS_VAR, loc), loc);
+Expression* make_event_condition(BuildContext* ctx, const yy::location* loc) {
+    return new BinaryExpression(OP_EQ, SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc),
+                                SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc), loc);
 }
 
 // ---- whenever on a pattern ----
 
 // Patterns are defined by "@pattern_def"; none is known to this reader, so
 // every reference is reported.
-WhenOnPattern::WhenOnPattern(pre_cadenzium* e, const std::string& p, AttributeList* attl,
+WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeList* attl,
                              ActionList* body_list, Expression* end, TimedEnd timed_end,
                              const yy::location* loc)
-    : Gfwd(e, "", nullptr, attl, body_list, end, timed_end, loc)
+    : Gfwd(ctx, "", nullptr, attl, body_list, end, timed_end, loc)
     , pattern(p) {
     error("Unknown pattern in whenever");
     post_location();

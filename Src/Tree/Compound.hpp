@@ -10,8 +10,9 @@
 // "loop L period { body }": the body again every period.
 class Lfwd : public Bloc {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // Takes the attributes, the body list, the end and the timed end.
-    Lfwd(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, const CadDuration& period,
+    Lfwd(BuildContext* ctx, const std::string& name, const CadDuration* delay, const CadDuration& period,
          AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
          const yy::location* loc);
     ~Lfwd() override;
@@ -35,12 +36,12 @@ protected:
 // instance of the body per element, in parallel.
 class For : public Bloc {
 public:
-    For(pre_cadenzium* engine, Var* var, Var* second, Expression* iteration_set, AttributeList* attributes,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    For(BuildContext* ctx, Var* var, Var* second, Expression* iteration_set, AttributeList* attributes,
         ActionList* body, const yy::location* loc);
     ~For() override;
 
     std::string word() const override { return "forall"; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
@@ -60,20 +61,19 @@ protected:
 
 private:
     // The loop variables become locals of the body, declared at its front.
-    void initialize(ActionList* body_list, Var* var, Var* second);
+    void initialize(BuildContext* ctx, ActionList* body_list, Var* var, Var* second);
 };
 
 // "if (c) { ... } else { ... }".
 class ConditionalAction : public Bloc {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // `false_list` null when there is no else part.
-    ConditionalAction(pre_cadenzium* engine, Expression* condition, AttributeList* attributes,
+    ConditionalAction(BuildContext* ctx, Expression* condition, AttributeList* attributes,
                       ActionList* true_list, ActionList* false_list, const yy::location* loc);
     ~ConditionalAction() override;
 
     std::string word() const override { return "if"; }
-    void Fire(double date, double delay, duration_type unit) override;
-    void Fire_late(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     void show_tail(std::ostream& out) const override;
@@ -95,12 +95,12 @@ using CaseList = std::vector<std::pair<Expression*, ActionList*>>;
 // "switch (subject) { case e: ... }", or without subject, each case a condition.
 class SwitchAction : public Bloc {
 public:
-    SwitchAction(pre_cadenzium* engine, Expression* subject, AttributeList* attributes, CaseList cases,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    SwitchAction(BuildContext* ctx, Expression* subject, AttributeList* attributes, CaseList cases,
                  const yy::location* loc);
     ~SwitchAction() override;
 
     std::string word() const override { return "switch"; }
-    void Fire(double date, double delay, duration_type unit) override;
     void show_head(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
@@ -118,7 +118,8 @@ protected:
 // "whenever (c) { body }": the body each time a variable of c changes and c holds.
 class WhenAction : public Bloc {
 public:
-    WhenAction(pre_cadenzium* engine, const std::string& name, Expression* condition,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    WhenAction(BuildContext* ctx, const std::string& name, Expression* condition,
                AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
                const yy::location* loc);
     ~WhenAction() override;
@@ -143,15 +144,14 @@ protected:
 // "whenever pattern::P { body }": the body each time the pattern is recognised.
 class WhenOnPattern : public Gfwd {
 public:
-    WhenOnPattern(pre_cadenzium* engine, const std::string& pattern, AttributeList* attributes,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    WhenOnPattern(BuildContext* ctx, const std::string& pattern, AttributeList* attributes,
                   ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
     std::string word() const override { return "whenever"; }
     void show_head(std::ostream& out) const override { out << ' ' << pattern; }
-    void Fire(double date, double delay, duration_type unit) override;
-    void Fire_late(double date, double delay, duration_type unit) override;
 
     std::string pattern;
 };
 
 // The condition of "whenever (event)": true at each change of $BEAT_POS.
-Expression* make_event_condition(pre_cadenzium* engine, const yy::location* loc);
+Expression* make_event_condition(BuildContext* ctx, const yy::location* loc);

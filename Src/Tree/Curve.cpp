@@ -77,9 +77,9 @@ void SeqContFunction::show(std::ostream& out) const {
 
 // ---- Curve ----
 
-Curve::Curve(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+Curve::Curve(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
              std::vector<SeqContFunction> fns, Expression* end, TimedEnd timed_end, const yy::location* loc)
-    : Bloc(e, name, d, attl, end, timed_end, loc, "curve")
+    : Bloc(ctx, name, d, attl, end, timed_end, loc, "curve")
     , functions(std::move(fns))
     , step_action(get_action(attl)) {
     if (step_action) step_action->set_parent(this);
@@ -135,10 +135,10 @@ void Curve::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- DataCurve ----
 
-DataCurve::DataCurve(pre_cadenzium* e, const std::string& name, const CadDuration* d, AttributeList* attl,
+DataCurve::DataCurve(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
                      std::vector<Reference*> vars, Expression* src, Expression* end, TimedEnd timed_end,
                      const yy::location* loc)
-    : Curve(e, name, d, attl, {}, end, timed_end, loc)
+    : Curve(ctx, name, d, attl, {}, end, timed_end, loc)
     , variables(std::move(vars))
     , source(src) {
     source->set_ambiant_action(this);

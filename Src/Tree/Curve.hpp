@@ -38,8 +38,9 @@ public:
 
 class Curve : public Bloc {
 public:
+    void accept(ActionVisitor& v) override { v.visit(*this); }
     // Takes the attributes, the functions, the end and the timed end.
-    Curve(pre_cadenzium* engine, const std::string& name, const CadDuration* delay, AttributeList* attributes,
+    Curve(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList* attributes,
           std::vector<SeqContFunction> functions, Expression* until, TimedEnd timed_end,
           const yy::location* loc);
     ~Curve() override;
@@ -48,7 +49,7 @@ public:
     // the previous simplified curve on the same receiver, then moves a
     // hidden variable from `from` (or from where the previous one stopped)
     // to `to`, sending the message at each step. Takes every pointer.
-    static Action* make_simple(pre_cadenzium* engine, ExpressionList message, const CadDuration* delay,
+    static Action* make_simple(BuildContext* ctx, ExpressionList message, const CadDuration* delay,
                                AttributeList* attributes, Expression* from, Expression* to,
                                const CadDuration& duration, const yy::location* loc);
 
@@ -72,7 +73,7 @@ protected:
 // "curve { $x, $y : nim_expression }": the points come from a NIM at firing time.
 class DataCurve : public Curve {
 public:
-    DataCurve(pre_cadenzium* engine, const std::string& name, const CadDuration* delay,
+    DataCurve(BuildContext* ctx, const std::string& name, const CadDuration* delay,
               AttributeList* attributes, std::vector<Reference*> variables, Expression* source,
               Expression* until, TimedEnd timed_end, const yy::location* loc);
     ~DataCurve() override;

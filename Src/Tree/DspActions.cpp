@@ -13,9 +13,9 @@ void show_names(std::ostream& out, const std::vector<std::string>& names) {
 
 } // namespace
 
-DspEquation::DspEquation(pre_cadenzium* e, std::vector<std::string> outs, const std::string& n,
+DspEquation::DspEquation(BuildContext* ctx, std::vector<std::string> outs, const std::string& n,
                          std::vector<std::string> args, AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, "", nullptr, attl, loc, "equation")
+    : AtomicAction(ctx, "", nullptr, attl, loc, "equation")
     , outputs(std::move(outs))
     , node(n)
     , arguments(std::move(args)) {}
@@ -28,9 +28,9 @@ void DspEquation::show_head(std::ostream& out) const {
     out << ')';
 }
 
-DspPatch::DspPatch(pre_cadenzium* e, const std::string& name, std::vector<DspEquation*> eqs,
+DspPatch::DspPatch(BuildContext* ctx, const std::string& name, std::vector<DspEquation*> eqs,
                    AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, name, nullptr, attl, loc, "patch")
+    : AtomicAction(ctx, name, nullptr, attl, loc, "patch")
     , equations(std::move(eqs)) {}
 
 DspPatch::~DspPatch() {
@@ -48,9 +48,9 @@ std::string next_patch_label() {
     return "_patch_" + std::to_string(counter++);
 }
 
-DspFluidsynthAction::DspFluidsynthAction(pre_cadenzium* e, const std::string& n, ExpressionList a,
+DspFluidsynthAction::DspFluidsynthAction(BuildContext* ctx, const std::string& n, ExpressionList a,
                                          AttributeList* attl, const yy::location* loc)
-    : AtomicAction(e, "", nullptr, attl, loc, "fluidsynth")
+    : AtomicAction(ctx, "", nullptr, attl, loc, "fluidsynth")
     , node(n)
     , args(std::move(a)) {}
 
@@ -59,10 +59,10 @@ DspFluidsynthAction::~DspFluidsynthAction() {
     delete duration;
 }
 
-DspFluidsynthAction* DspFluidsynthAction::make_with_duration(pre_cadenzium* e, const std::string& n,
+DspFluidsynthAction* DspFluidsynthAction::make_with_duration(BuildContext* ctx, const std::string& n,
                                                              ExpressionList a, const CadDuration& d,
                                                              AttributeList* attl, const yy::location* loc) {
-    auto* action = new DspFluidsynthAction(e, n, std::move(a), attl, loc);
+    auto* action = new DspFluidsynthAction(ctx, n, std::move(a), attl, loc);
     action->duration = new CadDuration(d);
     return action;
 }

@@ -1,5 +1,5 @@
 // Actions of the audio graph: patches that connect processing nodes through
-// channels. This build has no effect engine, so these actions only hold
+// channels. This build has no effect ctx, so these actions only hold
 // what the score says.
 #pragma once
 
@@ -8,7 +8,8 @@
 // "$$out := faust::f($$in, $x)": the outputs of a node of some kind.
 class DspEquation : public AtomicAction {
 public:
-    DspEquation(pre_cadenzium* engine, std::vector<std::string> outputs, const std::string& node,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    DspEquation(BuildContext* ctx, std::vector<std::string> outputs, const std::string& node,
                 std::vector<std::string> arguments, AttributeList* attributes, const yy::location* loc);
     std::string word() const override { return "dsp"; }
     void show_head(std::ostream& out) const override;
@@ -22,7 +23,8 @@ public:
 // when the score gives none.
 class DspPatch : public AtomicAction {
 public:
-    DspPatch(pre_cadenzium* engine, const std::string& name, std::vector<DspEquation*> equations,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    DspPatch(BuildContext* ctx, const std::string& name, std::vector<DspEquation*> equations,
              AttributeList* attributes, const yy::location* loc);
     ~DspPatch() override;
     std::string word() const override { return "patch"; }
@@ -38,10 +40,11 @@ std::string next_patch_label();
 // "fluidsynth::f(channel, key, velocity [, duration])".
 class DspFluidsynthAction : public AtomicAction {
 public:
-    DspFluidsynthAction(pre_cadenzium* engine, const std::string& node, ExpressionList args,
+    void accept(ActionVisitor& v) override { v.visit(*this); }
+    DspFluidsynthAction(BuildContext* ctx, const std::string& node, ExpressionList args,
                         AttributeList* attributes, const yy::location* loc);
     ~DspFluidsynthAction() override;
-    static DspFluidsynthAction* make_with_duration(pre_cadenzium* engine, const std::string& node,
+    static DspFluidsynthAction* make_with_duration(BuildContext* ctx, const std::string& node,
                                                    ExpressionList args, const CadDuration& duration,
                                                    AttributeList* attributes, const yy::location* loc);
     std::string word() const override { return node; }

@@ -1,6 +1,6 @@
 // One entry of the followed line of a score: a note, a chord, a silence, a
-// trill, a multi-event, or an event without pitch. Listening states are made
-// from events afterwards.
+// trill, a multi-event, or an event without pitch. The listening machine
+// makes its states from events afterwards, and keeps them.
 #pragma once
 
 #include "Base/Location.hpp"
@@ -11,7 +11,6 @@
 #include <vector>
 
 class Action;
-class State;
 class Score;
 
 // A pitch as written: a MIDI number, a midicent value or a symbolic name.
@@ -77,8 +76,6 @@ public:
     virtual void index(int i) { index_ = i; }
     bool scoretempochange() const { return scoretempochange_; }
     void scoretempochange(bool c) { scoretempochange_ = c; }
-    State* state() const { return state_; }
-    void state(State* s) { state_ = s; }
     bool fermata() const { return fermata_; }
     virtual void fermata(bool f) { fermata_ = f; }
     bool withdummy() const { return withdummy_; }
@@ -126,7 +123,6 @@ private:
     int direction_ = 0;
     float variance_ = 0;
     bool isHook_ = false;
-    State* state_ = nullptr;
     AttributeList* attributes_ = nullptr;
     float ScoreTempo_ = 1.0f;
     bool scoretempochange_ = false;

@@ -1,47 +1,31 @@
 #include "Tree/Score.hpp"
 
 #include "Exp/Expression.hpp"
-#include "Listening/StateChain.hpp"
-#include "Parser/ParseDriver.hpp"
 #include "Base/Console.hpp"
-#include "RunTime/PreCadenzium.hpp"
+#include "Tree/TreeExpressions.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>
 #include <cmath>
 
-Score::Score(pre_cadenzium* c, const std::string& file, bool no_states)
+Score::Score(const std::string& file, EvalContext* eval, const InletMap* in, bool no_states, int verbosity)
     : filename(file)
     , without_states(no_states)
-    , core(c) {
+    , build{eval, this, verbosity}
+    , inlets(in)
+    , anchors(std::make_shared<AnchorTable>()) {
     events.reserve(500);
     jump_scratch.reserve(10);
-    driver = new ParseDriver(core, this);
     // events[0] stands for the place before the first event.
     auto* initial = new Silence(0, variance, nullptr, nullptr, 1.0f, 1, 0);
     events.push_back(initial);
 }
 
 Score::~Score() {
-    if (score_under_construction() == this) set_score_under_construction(nullptr);
     for (auto& [index, action] : actions_by_event) delete action;
-    delete_state_chain(state_chain);
     for (Event* e : events) delete e;
-    delete driver;
 }
-
-namespace {
-
-Score*& reading_score() {
-    static Score* score = nullptr;
-    return score;
-}
-
-} // namespace
-
-Score* score_under_construction() { return reading_score(); }
-void set_score_under_construction(Score* score) { reading_score() = score; }
 
 const yy::location* Score::keep_location(const yy::location& loc) {
     locations.push_back(loc);
@@ -64,8 +48,6 @@ int Score::CountActions() const {
     return n;
 }
 
-bool Score::ParseFile(const std::string& path) { return driver->parseFile(path, this) != nullptr; }
-
 void Score::parsing_bpm(float bpm) {
     bpm_pending = true;
     const float p = 60.0f / bpm;
@@ -77,7 +59,6 @@ void Score::parsing_bpm(float bpm) {
 }
 
 void Score::parsing_inlet(const std::string& name) {
-    const auto* inlets = core ? core->get_obs_iomap() : nullptr;
     if (!inlets) return;
     auto it = inlets->find(name);
     if (it == inlets->end()) return;
@@ -87,7 +68,6 @@ void Score::parsing_inlet(const std::string& name) {
 // The pitches of the inlet that listens in midicents are converted; the
 // "KL" entry, when present, decides alone.
 bool Score::listening_inlet() const {
-    const auto* inlets = core ? core->get_obs_iomap() : nullptr;
     if (!inlets) return false;
     auto kl = inlets->find("KL");
     if (kl != inlets->end()) return kl->second == current_inlet;
@@ -151,7 +131,7 @@ void Score::finish_event(Event* e, float duration, AttributeList* attributes, bo
     beat_position += duration;
     if (is_note) last_note_index = get_cur_index();
     Expression* jump = get_jump(attributes);
-    Expression::finalize(jump, core);
+    Expression::finalize(jump, build.eval);
     e->jump(jump);
 }
 
@@ -316,7 +296,7 @@ Event* Score::parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
 void Score::register_label(const std::string& name, double beat, Event* event) {
     if (name.empty()) return;
     auto old = label_to_event.find(name);
-    if (old != label_to_event.end() && core && core->verbose())
+    if (old != label_to_event.end() && build.verbosity)
         post("Warning: redefining label %s at event beat %f (%s) previously defined at beat %f (%s)", name.c_str(),
              beat, event && event->location() ? location_string(*event->location()).c_str() : "",
              old->second->beatcum(),
@@ -329,7 +309,7 @@ void Score::register_label(const std::string& name, double beat, Event* event) {
 void Score::register_label(const std::string& name, Action* action, const yy::location* loc) {
     if (name.empty()) return;
     auto old = label_to_action.find(name);
-    if (old != label_to_action.end() && core && core->verbose()) {
+    if (old != label_to_action.end() && build.verbosity) {
         const yy::location* before = old->second ? old->second->location : nullptr;
         post("Warning: redefining label  %s  at location %s previously defined at %s)", name.c_str(),
              loc ? location_string(*loc).c_str() : "", before ? location_string(*before).c_str() : "");

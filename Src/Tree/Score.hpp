@@ -6,9 +6,11 @@
 #include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
 #include "Tree/Attributes.hpp"
+#include "Tree/BuildContext.hpp"
 
 #include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,20 +19,21 @@ class Event;
 class Pitch;
 class Value;
 class Action;
-class ParseDriver;
-class StateChain;
-class pre_cadenzium;
+struct AnchorTable;
+
+// The engine's inlets by kind ("MIDI", "KL"...) and number.
+using InletMap = std::map<std::string, int>;
 
 class Score : public ASTNode {
 public:
-    Score(pre_cadenzium* core, const std::string& filename, bool without_states);
+    // A score whose expressions will run in `eval`, read for an engine
+    // listening on `inlets` (either may be null). `without_states`: the
+    // listening machine builds no states for it.
+    Score(const std::string& filename, EvalContext* eval, const InletMap* inlets, bool without_states,
+          int verbosity = 0);
     ~Score() override;
     Score(const Score&) = delete;
     Score& operator=(const Score&) = delete;
-
-    // Reads a file into this score; false (with the reader's errors on the
-    // console) when it fails.
-    bool ParseFile(const std::string& path);
 
     // ---- builders called by the grammar ----
     void parsing_bpm(float bpm);
@@ -40,6 +43,11 @@ public:
     void parsing_rubato(int on) { no_rubato = on == 0; }
     void parsing_inlet(const std::string& name);
     void set_transpose(float midicents) { transpose = midicents; }
+    // "NAPro_trace host port": where the editor wants the positions traced.
+    void parsing_trace(const std::string& host, int port) {
+        trace_host = host;
+        trace_port = port;
+    }
 
     Event* parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc);
     Event* parsing_event(float duration, AttributeList* attributes, const yy::location& loc);
@@ -121,6 +129,8 @@ public:
     bool no_rubato = false;
     float ioi_accumulator = 0;
     std::string filename;
+    std::string trace_host; // empty: no trace asked
+    int trace_port = 0;
     bool without_states = false;
     bool preloaded = false;
     std::map<int, std::vector<int>> jump_table;
@@ -131,11 +141,14 @@ public:
     std::map<std::string, Event*> label_to_event;
     std::map<std::string, Action*> label_to_action;
     std::vector<std::pair<double, float>> tempo_changes;
-    ParseDriver* driver = nullptr;
     std::vector<Event*> events;
-    StateChain* state_chain = nullptr;
     int current_inlet = 0;
-    pre_cadenzium* core = nullptr;
+    // What the nodes read into this score are built with.
+    BuildContext build;
+    const InletMap* inlets = nullptr;
+    // The anchors ("label.align") read into this score, resolved at the end
+    // of the reading.
+    std::shared_ptr<AnchorTable> anchors;
     bool bpm_pending = false;
     std::vector<int> jump_scratch;
     std::deque<yy::location> locations;
@@ -151,11 +164,6 @@ private:
     Event* add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
                      AttributeList* attributes, const yy::location& loc);
 };
-
-// The score that a reading is filling, or null outside readings. Actions
-// register their labels there.
-Score* score_under_construction();
-void set_score_under_construction(Score* score);
 
 // Frees a vector of pitches built by the grammar.
 void delete_pitches(std::vector<Pitch*>* pitches);

@@ -21,7 +21,7 @@ SimpleCurveNames names_for(const std::string& n) {
 
 // The message of each step: the receiver and the leading arguments as
 // written, then the sampled value.
-Message* step_message(pre_cadenzium* engine, ExpressionList parts, Expression* sampled,
+Message* step_message(BuildContext* ctx, ExpressionList parts, Expression* sampled,
                       const yy::location* loc) {
     Expression* head = parts.front();
     parts.erase(parts.begin());
@@ -29,25 +29,25 @@ Message* step_message(pre_cadenzium* engine, ExpressionList parts, Expression* s
     const TaggedValue* named = head->is_value();
     Message* m = nullptr;
     if (named && named->is_string_or_symb()) {
-        m = new Message(engine, named->get_string(), nullptr, {std::move(parts)}, nullptr, nullptr, loc);
+        m = new Message(ctx, named->get_string(), nullptr, {std::move(parts)}, nullptr, nullptr, loc);
         delete head;
     } else {
-        m = new Message(engine, "", head, {std::move(parts)}, nullptr, nullptr, loc);
+        m = new Message(ctx, "", head, {std::move(parts)}, nullptr, nullptr, loc);
     }
     m->hidden = true;
     return m;
 }
 
 // The step: the message, then the state variable keeps the sampled value.
-Action* step_group(pre_cadenzium* engine, ExpressionList parts, const SimpleCurveNames& names,
+Action* step_group(BuildContext* ctx, ExpressionList parts, const SimpleCurveNames& names,
                    const yy::location* loc) {
     auto* body = new ActionList;
-    body->push_back(step_message(engine, std::move(parts), new Var(engine, names.sampled, loc), loc));
-    auto* keep = new AssignmentAction(engine, new Var(engine, names.state, loc),
-                                      new Var(engine, names.sampled, loc), nullptr, nullptr, loc);
+    body->push_back(step_message(ctx, std::move(parts), new Var(ctx->eval, names.sampled, loc), loc));
+    auto* keep = new AssignmentAction(ctx, new Var(ctx->eval, names.state, loc),
+                                      new Var(ctx->eval, names.sampled, loc), nullptr, nullptr, loc);
     keep->hidden = true;
     body->push_back(keep);
-    auto* group = new Gfwd(engine, anonymous_name(names.label + "_step", false), &ZERO, nullptr, body,
+    auto* group = new Gfwd(ctx, anonymous_name(names.label + "_step", false), &ZERO, nullptr, body,
                            nullptr, {}, loc);
     group->hidden = true;
     return group;
@@ -55,20 +55,20 @@ Action* step_group(pre_cadenzium* engine, ExpressionList parts, const SimpleCurv
 
 // One list with the sampled variable, from `from` (or the state variable)
 // to `to` after `duration`.
-std::vector<SeqContFunction> ramp(pre_cadenzium* engine, const SimpleCurveNames& names, Expression* from,
+std::vector<SeqContFunction> ramp(BuildContext* ctx, const SimpleCurveNames& names, Expression* from,
                                   Expression* to, const CadDuration& duration, const yy::location* loc) {
     std::vector<CurveBreakpoint> points(2);
-    points[0].values.push_back(from ? from : new Var(engine, names.state, loc));
+    points[0].values.push_back(from ? from : new Var(ctx->eval, names.state, loc));
     points[1].delay = duration;
     points[1].values.push_back(to);
     std::vector<SeqContFunction> functions;
-    functions.emplace_back(std::vector<Reference*>{new Var(engine, names.sampled, loc)}, std::move(points));
+    functions.emplace_back(std::vector<Reference*>{new Var(ctx->eval, names.sampled, loc)}, std::move(points));
     return functions;
 }
 
 } // namespace
 
-Action* Curve::make_simple(pre_cadenzium* engine, ExpressionList message, const CadDuration* delay,
+Action* Curve::make_simple(BuildContext* ctx, ExpressionList message, const CadDuration* delay,
                            AttributeList* attributes, Expression* from, Expression* to,
                            const CadDuration& duration, const yy::location* loc) {
     if (message.empty()) {
@@ -77,18 +77,18 @@ Action* Curve::make_simple(pre_cadenzium* engine, ExpressionList message, const 
     }
     const SimpleCurveNames names = names_for(message_name(message.front()));
 
-    auto* kill = new KillAction(engine, "", names.label, nullptr, nullptr, nullptr, loc);
+    auto* kill = new KillAction(ctx, "", names.label, nullptr, nullptr, nullptr, loc);
     kill->hidden = true;
 
     if (!attributes) attributes = new AttributeList;
     const bool seconds = duration.unit == DURATION_SECONDS;
     attributes->push_back(new GrainAttribute(new CadDuration(seconds ? 0.03 : 0.2, duration.unit)));
-    attributes->push_back(new ActionAttribute(step_group(engine, std::move(message), names, loc)));
-    auto* curve = new Curve(engine, names.label, &ZERO, attributes,
-                            ramp(engine, names, from, to, duration, loc), nullptr, {}, loc);
+    attributes->push_back(new ActionAttribute(step_group(ctx, std::move(message), names, loc)));
+    auto* curve = new Curve(ctx, names.label, &ZERO, attributes,
+                            ramp(ctx, names, from, to, duration, loc), nullptr, {}, loc);
 
     auto* body = new ActionList{kill, curve};
-    auto* group = new Gfwd(engine, names.label + "_group", delay, nullptr, body, nullptr, {}, loc);
+    auto* group = new Gfwd(ctx, names.label + "_group", delay, nullptr, body, nullptr, {}, loc);
     group->hidden = true;
     return group;
 }

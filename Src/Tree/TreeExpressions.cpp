@@ -55,21 +55,12 @@ int ActionAsExpression::compare_with(const Expression* other) const {
 
 // ---- Anchor ----
 
-namespace {
-
-// The anchors alive, for the check at the end of a reading.
-std::set<Anchor*>& live_anchors() {
-    static std::set<Anchor*> anchors;
-    return anchors;
-}
-
-} // namespace
-
-Anchor::Anchor(pre_cadenzium* engine, const std::string& l, const yy::location* loc)
-    : Reference(engine, l, loc)
+Anchor::Anchor(BuildContext* ctx, const std::string& l, const yy::location* loc)
+    : Reference(ctx ? ctx->eval : nullptr, l, loc)
     , label(l)
-    , score(score_under_construction()) {
-    live_anchors().insert(this);
+    , score(ctx ? ctx->score : nullptr)
+    , table(score ? score->anchors : nullptr) {
+    enter();
 }
 
 Anchor::Anchor(const Anchor& other)
@@ -77,12 +68,21 @@ Anchor::Anchor(const Anchor& other)
     , label(other.label)
     , ambient(other.ambient)
     , score(other.score)
-    , beat(other.beat) {
-    live_anchors().insert(this);
+    , beat(other.beat)
+    , table(other.table) {
+    enter();
 }
 
 Anchor::~Anchor() {
-    live_anchors().erase(this);
+    if (!table) return;
+    std::lock_guard lock(table->mutex);
+    std::erase(table->anchors, this);
+}
+
+void Anchor::enter() {
+    if (!table) return;
+    std::lock_guard lock(table->mutex);
+    table->anchors.push_back(this);
 }
 
 Value Anchor::eval() const {
@@ -117,11 +117,12 @@ bool Anchor::resolve(bool verbose) {
     return false;
 }
 
-bool Anchor::check_all_references(bool verbose) {
-    const Score* reading = score_under_construction();
+bool Anchor::check_all_references(const Score& score, bool verbose) {
+    AnchorTable& table = *score.anchors;
+    std::lock_guard lock(table.mutex);
     bool all = true;
-    for (Anchor* a : live_anchors()) {
-        if (a->score != reading || a->beat >= 0) continue;
+    for (Anchor* a : table.anchors) {
+        if (a->beat >= 0) continue;
         if (!a->resolve(verbose)) all = false;
     }
     return all;
@@ -129,8 +130,8 @@ bool Anchor::check_all_references(bool verbose) {
 
 // ---- DotBloc ----
 
-DotBloc::DotBloc(pre_cadenzium* engine, const std::string& l, Var* var, const yy::location* loc)
-    : Var(engine, var->name, loc)
+DotBloc::DotBloc(BuildContext* ctx, const std::string& l, Var* var, const yy::location* loc)
+    : Var(ctx ? ctx->eval : nullptr, var->name, loc)
     , label(l) {
     dynamic = true;
     delete var;

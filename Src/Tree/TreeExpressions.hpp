@@ -5,9 +5,21 @@
 #include "Exp/Var.hpp"
 
 #include <memory>
+#include <mutex>
+#include <vector>
 
 class Action;
+class BuildContext;
 class Score;
+class Anchor;
+
+// The anchors of one score, copies included, in the order they were made:
+// resolved together at the end of the reading. Shared by the score and its
+// anchors, whichever lives longer.
+struct AnchorTable {
+    std::mutex mutex;
+    std::vector<Anchor*> anchors;
+};
 
 // "expr { actions }": fires the actions when evaluated; the value is the
 // execution of the firing. Copies share the action.
@@ -33,7 +45,7 @@ public:
 // static date), resolved once the whole score is read.
 class Anchor : public Reference {
 public:
-    Anchor(pre_cadenzium* pre, const std::string& label, const yy::location* loc = nullptr);
+    Anchor(BuildContext* ctx, const std::string& label, const yy::location* loc = nullptr);
     Anchor(const Anchor& other);
     Anchor& operator=(const Anchor&) = delete;
     ~Anchor() override;
@@ -44,9 +56,9 @@ public:
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
 
-    // Resolves every anchor of the score being read; false (with the
-    // errors) when one names no label.
-    static bool check_all_references(bool verbose);
+    // Resolves every anchor of `score`; false (with the errors) when one
+    // names no label.
+    static bool check_all_references(const Score& score, bool verbose);
 
     std::string label;
     const Action* ambient = nullptr;
@@ -55,12 +67,15 @@ public:
 
 private:
     bool resolve(bool verbose);
+    void enter();
+
+    std::shared_ptr<AnchorTable> table;
 };
 
 // "group::$x": the variable $x of the running instance of a named group.
 class DotBloc : public Var {
 public:
-    DotBloc(pre_cadenzium* pre, const std::string& label, Var* var, const yy::location* loc = nullptr);
+    DotBloc(BuildContext* ctx, const std::string& label, Var* var, const yy::location* loc = nullptr);
     Expression* clone() const override { return new DotBloc(*this); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

@@ -12,7 +12,7 @@ class ConsoleCapture {
 public:
     ConsoleCapture() {
         previous = set_console_sink([this](ConsoleLevel level, std::string_view line) {
-            (level == ConsoleLevel::Error ? errors : posts).emplace_back(line);
+            (level == ConsoleLevel::Post ? posts : errors).emplace_back(line);
         });
     }
     ~ConsoleCapture() { set_console_sink(previous); }

@@ -7,8 +7,8 @@
 AudioFollower::AudioFollower(StandaloneHost& h, const std::vector<float>& s, double tail)
     : host(h)
     , samples(s)
-    , padded(static_cast<size_t>(h.Blocksize()), 0.0f)
-    , rate(h.Samplerate())
+    , padded(static_cast<size_t>(h.block_size()), 0.0f)
+    , rate(h.sample_rate())
     , last(s.size() + static_cast<size_t>(std::max(0.0, tail * rate))) {}
 
 const float* AudioFollower::block_at(size_t first) {
@@ -30,7 +30,7 @@ bool AudioFollower::step(bool realtime) {
     const double t = static_cast<double>(next + block) / rate;
     if (realtime) host.wait_until(t);
     host.set_time(t);
-    host.cadenzium_next_frame(block_at(next));
+    host.engine().cadenzium_next_frame(block_at(next));
     next += block;
     return true;
 }

@@ -18,10 +18,11 @@ double first_bpm(const Score& score) {
 
 int run_check(const CheckOptions& options, std::ostream& out) {
     StandaloneHost host;
-    host.set_verbosity(options.verbosity);
-    if (!host.ScoreParsing(options.score)) return 1;
+    cadenzium_core& engine = host.engine();
+    engine.set_verbosity(options.verbosity);
+    if (!engine.ScoreParsing(options.score)) return 1;
 
-    const Score& score = *host.get_x_netscore();
+    const Score& score = *engine.score();
     out << options.score << ": " << score.CountEvents() << " events, " << score.CountActions() << " actions, tempo "
         << first_bpm(score) << " bpm\n";
     if (options.list_events) score.print_events(out);

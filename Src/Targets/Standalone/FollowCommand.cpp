@@ -1,8 +1,8 @@
 #include "Commands.hpp"
 
-#include "ClockSession.hpp"
-#include "FollowInput.hpp"
 #include "Base/Console.hpp"
+#include "FollowInput.hpp"
+#include "SchedulerThread.hpp"
 
 #include <fstream>
 #include <iostream>
@@ -48,19 +48,20 @@ std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& o) {
 int run_follow(const FollowOptions& options, std::ostream& out) {
     // The input outlives the engine (a live input's relay may still be
     // written to by the engine's clock thread until the engine dies), the
-    // clocks come before the engine, whose own are made with it, and so
-    // does the report.
+    // clocks of a run in real time come before the engine, whose own are
+    // made with it, and so does the report.
     std::unique_ptr<FollowInput> input = make_follow_input(options);
     if (!input) return 1;
     const bool realtime = options.realtime || options.live();
-    ClockSession clocks(realtime);
+    std::unique_ptr<SchedulerThread> clocks = realtime ? std::make_unique<SchedulerThread>() : nullptr;
     TraceTarget trace;
     std::optional<FollowReport> reporting;
-    StandaloneHost host;
-    if (options.verbosity != 0) host.cadenzium_verbosity(options.verbosity);
-    apply_listening_profile(host, input->profile(options));
+    StandaloneHost host(clocks.get());
+    cadenzium_core& engine = host.engine();
+    if (options.verbosity != 0) engine.cadenzium_verbosity(options.verbosity);
+    apply_listening_profile(engine, input->profile(options));
     if (!input->open(host)) return 1;
-    if (!host.ScoreParsing(options.score)) return 1;
+    if (!engine.ScoreParsing(options.score)) return 1;
     if (!open_trace(options.trace, trace)) return 1;
 
     // With the trace on standard output the human lines stay quiet.
@@ -69,9 +70,9 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     connect_reports(host, report);
     // In real time logical time 0 is the start of the performance.
     if (realtime) host.start_wall_clock();
-    host.cadenzium_start("");
+    engine.cadenzium_start("");
     const bool ok = input->run(host, report, options);
     report.end_progress();
-    host.cadenzium_stop();
+    engine.cadenzium_stop();
     return ok ? 0 : 1;
 }

@@ -43,10 +43,10 @@ std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& options);
 // what a reader wants.
 template <class Reports>
 void connect_reports(StandaloneHost& host, Reports& reports) {
-    host.on_position([&host, &reports, last_index = -1](int index, const Event* e) mutable {
+    host.on_position([&reports, last_index = -1](int index, const Event* e, double time, double tempo) mutable {
         if (index == last_index) return;
         last_index = index;
-        reports.position({host.GetTime(), index, e, host.tempo_bpm()});
+        reports.position({time, index, e, tempo});
     });
     host.on_message([&reports](const message& m) { reports.message(m); });
 }

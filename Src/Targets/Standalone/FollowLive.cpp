@@ -84,7 +84,7 @@ public:
                 ++odd_blocks;
                 return;
             }
-            host.cadenzium_next_frame(samples);
+            host.engine().cadenzium_next_frame(samples);
         });
         if (!jack.activate() || (!source.empty() && !jack.connect(source))) {
             jack.close();
@@ -143,7 +143,7 @@ public:
                  "(aconnect)");
         else
             post("cadenzium - Listening to MIDI from '%s'", port.c_str());
-        const double hop = host.analysis_hop_size() / host.analysis_sample_rate();
+        const double hop = host.engine().analysis_hop_size() / host.engine().analysis_sample_rate();
         live_loop(host, options.duration, hop, [&] {
             host.decoding_step();
             return true;

@@ -24,7 +24,7 @@ void MidiFollower::deliver_notes_until(double t) {
 }
 
 void MidiFollower::run(bool realtime, double tail, const std::function<void(double)>& progress) {
-    const double hop = host.analysis_hop_size() / host.analysis_sample_rate();
+    const double hop = host.engine().analysis_hop_size() / host.engine().analysis_sample_rate();
     const double end = duration + tail;
     if (realtime) host.start_wall_clock();
     long step = 0;

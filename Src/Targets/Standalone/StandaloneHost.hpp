@@ -1,24 +1,32 @@
 // The engine's host in the standalone program: no patching environment, a
-// console on the terminal, observations by MIDI on inlet 0, and the
-// messages of the score handed to whoever listens.
+// console on the terminal, observations by MIDI on inlet 0 (or by audio),
+// and the messages and positions of the score handed to whoever listens. It
+// is the engine's port and owns the engine.
 #pragma once
 
 #include "RunTime/CadenziumCore.hpp"
+#include "RunTime/HostPort.hpp"
 
 #include <chrono>
 #include <functional>
 #include <string>
 
-class StandaloneHost : public cadenzium_core {
+class StandaloneHost : public HostPort {
 public:
-    StandaloneHost();
+    // `clocks`: the scheduler thread of a run paced by the wall clock, which
+    // outlives the host; null for a run on the engine's virtual clock.
+    explicit StandaloneHost(HostClocks* clocks = nullptr);
 
-    const char* thisName() const override { return "cadenzium"; }
-    float Blocksize() const override { return block_size; }
-    float Samplerate() const override { return sample_rate_hz; }
+    cadenzium_core& engine() { return core; }
+    const cadenzium_core& engine() const { return core; }
 
-    void set_block_size(float n) { block_size = n; }
-    void set_sample_rate(float hz) { sample_rate_hz = hz; }
+    // ---- the port ----
+    const char* name() const override { return "cadenzium"; }
+    void send_message(const message& m) override;
+    void report_position(int index, const Event* event, double time, double tempo_bpm) override;
+    HostClocks* clocks() override { return host_clocks; }
+    float sample_rate() const override { return sample_rate_hz; }
+    float block_size() const override { return block; }
 
     // Listen to inlet 0 by audio (spectra against the score's pitches)
     // instead of MIDI, with blocks of `block` samples at `rate` Hz and the
@@ -27,14 +35,11 @@ public:
     void listen_by_audio(int rate, int block);
 
     // Where position changes go (the program prints or traces them).
-    using PositionSink = std::function<void(int index, const Event* event)>;
+    using PositionSink = std::function<void(int index, const Event* event, double time, double tempo_bpm)>;
     void on_position(PositionSink sink) { position_sink = std::move(sink); }
-    void report_position(int index, const Event* event) override;
-
     // Where the score's messages go, in the order of their instants.
     using MessageSink = std::function<void(const message&)>;
     void on_message(MessageSink sink) { message_sink = std::move(sink); }
-    void send_one_message(const message& m) override;
 
     // ---- time ----
     // Offline the engine's clocks are virtual and the driver moves time on:
@@ -52,14 +57,15 @@ public:
     void deliver_note(int pitch, int velocity);
     // The per-hop decoding step while following.
     void decoding_step();
-    // The tempo the engine follows now, in BPM.
-    double tempo_bpm();
 
 private:
-    float block_size = 512.0f;
+    HostClocks* host_clocks;
+    float block = 512.0f;
     float sample_rate_hz = 44100.0f;
     PositionSink position_sink;
     MessageSink message_sink;
     bool wall_clock = false;
     std::chrono::steady_clock::time_point wall_origin;
+    // Last: built once the port's settings are in place.
+    cadenzium_core core;
 };

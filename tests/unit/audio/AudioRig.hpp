@@ -1,5 +1,5 @@
 // An engine that listens by audio on inlet 0 ("KL"), fed block by block from
-// a synthesised performance on a virtual clock, keeping each position it
+// a synthesised performance on its virtual clock, keeping each position it
 // reports with the time it reported it, and its console.
 #pragma once
 
@@ -11,40 +11,37 @@
 
 constexpr int kRate = 44100;
 
-class AudioEngine : public TestEngine {
+class AudioRig : public TestHost {
 public:
-    explicit AudioEngine(int block = 256)
-        : block(block) {
-        obs_iomap.erase("MIDI");
-        obs_iomap["KL"] = 0;
+    explicit AudioRig(int block_size = 256) {
+        engine.erase_inlet("MIDI");
+        engine.set_inlet("KL", 0);
+        block = static_cast<float>(block_size);
+        rate = kRate;
     }
 
-    float Blocksize() const override { return static_cast<float>(block); }
-    float Samplerate() const override { return kRate; }
-    double GetTime() const override { return now; }
-    void report_position(int index, const Event* e) override {
-        TestEngine::report_position(index, e);
-        times.push_back(now);
-    }
+    void on_position(int, const Event*, double time, double) override { times.push_back(time); }
 
     // Reads the score, takes the default analysis for the block size and
     // starts following; the report of the start position is not kept.
     bool start(const std::string& score) {
         if (!load(score)) return false;
-        cadenzium_analysisParameters(-1, -1);
-        cadenzium_start();
+        engine.cadenzium_analysisParameters(-1, -1);
+        engine.cadenzium_start();
         positions.clear();
         times.clear();
-        return is_running();
+        return engine.is_running();
     }
 
     // Feeds `audio` a block at a time from the clock's current time; a block
     // is delivered at the time its last sample was captured.
     void play(const std::vector<float>& audio) {
         const double start = now;
-        for (size_t i = 0; i + static_cast<size_t>(block) <= audio.size(); i += static_cast<size_t>(block)) {
-            now = start + static_cast<double>(i + static_cast<size_t>(block)) / kRate;
-            cadenzium_next_frame(audio.data() + i);
+        const auto n = static_cast<size_t>(block);
+        for (size_t i = 0; i + n <= audio.size(); i += n) {
+            now = start + static_cast<double>(i + n) / kRate;
+            engine.time().advance_to(now);
+            engine.cadenzium_next_frame(audio.data() + i);
         }
     }
 
@@ -56,7 +53,6 @@ public:
     }
 
     ConsoleCapture console;
-    int block;
     double now = 0;
     std::vector<double> times;
 };

@@ -84,8 +84,8 @@ TEST(ApplyNim, ScalarAndVectorNims) {
 }
 
 TEST(ApplyFunction, FunctionsAndClosures) {
-    FakeEngine engine;
-    const auto* sum = new SumFunction("@apply_sum", 2, &engine.global);
+    TestContext ctx;
+    const auto* sum = new SumFunction("@apply_sum", 2, &ctx.global);
     const Value f = Value::make<FctValue>(sum);
     EXPECT_DOUBLE_EQ(f->apply(std::vector<Value>{int_value(1), int_value(2)})->get_double(), 3);
 

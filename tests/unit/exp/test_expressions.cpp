@@ -13,25 +13,25 @@ protected:
     // Places the variables of `e`, evaluates it, and deletes it.
     Value eval(Expression* e) {
         std::unique_ptr<Expression> owned(e);
-        Expression::finalize(e, &engine);
+        Expression::finalize(e, &ctx);
         return e->eval();
     }
-    Expression* var(const std::string& name) { return new Var(&engine, name); }
+    Expression* var(const std::string& name) { return new Var(&ctx, name); }
     void set(const std::string& name, const Value& v) {
-        std::unique_ptr<Var> x(new Var(&engine, name));
-        Expression::finalize(x.get(), &engine);
+        std::unique_ptr<Var> x(new Var(&ctx, name));
+        Expression::finalize(x.get(), &ctx);
         x->set_var(v);
     }
     Expression* fct(const FunctionDefinition* f) { return new FctValue(f); }
     Expression* call(Expression* f, std::initializer_list<Expression*> args) {
-        return new CallExpression(f, ExpressionList(args), &engine.global);
+        return new CallExpression(f, ExpressionList(args), &ctx.global);
     }
     Expression* range(Expression* body, const char* index, Expression* from, Expression* to,
                       Expression* step = nullptr, Expression* guard = nullptr) {
-        return TabComprehension::make_range(&engine, new Var(&engine, index), from, to, step, body, guard);
+        return TabComprehension::make_range(&ctx, new Var(&ctx, index), from, to, step, body, guard);
     }
 
-    FakeEngine engine;
+    TestContext ctx;
     ConsoleCapture console;
 };
 
@@ -98,15 +98,15 @@ TEST_F(Expressions, TabAccessOnTabsScalarsAndStrings) {
 
 TEST_F(Expressions, ComprehensionsOverCountsRangesAndTabs) {
     EXPECT_EQ(
-        text(*eval(TabComprehension::make_over(&engine, new Var(&engine, "$i"), lit(3), var("$i"), nullptr))),
+        text(*eval(TabComprehension::make_over(&ctx, new Var(&ctx, "$i"), lit(3), var("$i"), nullptr))),
         "TAB[0, 1, 2]");
     EXPECT_EQ(text(*eval(
-                  TabComprehension::make_over(&engine, new Var(&engine, "$i"), lit(-3), var("$i"), nullptr))),
+                  TabComprehension::make_over(&ctx, new Var(&ctx, "$i"), lit(-3), var("$i"), nullptr))),
               "TAB[0, -1, -2]");
-    EXPECT_EQ(text(*eval(TabComprehension::make_over(&engine, nullptr, lit(3), lit(7), nullptr))),
+    EXPECT_EQ(text(*eval(TabComprehension::make_over(&ctx, nullptr, lit(3), lit(7), nullptr))),
               "TAB[7, 7, 7]");
     EXPECT_EQ(
-        text(*eval(TabComprehension::make_over(&engine, new Var(&engine, "$i"), tab_of({lit(10), lit(20)}),
+        text(*eval(TabComprehension::make_over(&ctx, new Var(&ctx, "$i"), tab_of({lit(10), lit(20)}),
                                                bin(OP_PLUS, var("$i"), lit(1)), nullptr))),
         "TAB[11, 21]");
     EXPECT_EQ(text(*eval(range(var("$i"), "$i", lit(0), lit(0)))), "TAB[]") << "the stop is excluded";
@@ -126,7 +126,7 @@ TEST_F(Expressions, ComprehensionsOverCountsRangesAndTabs) {
     EXPECT_TRUE(console.contains("Tag Comprehension: step has not the right sign"));
     EXPECT_TRUE(eval(range(var("$i"), "$i", lit("a"), lit(5)))->is_undef());
     EXPECT_TRUE(console.contains("Tag Comprehension: start index must be numeric"));
-    EXPECT_TRUE(eval(TabComprehension::make_over(&engine, nullptr, lit("s"), lit(1), nullptr))->is_undef());
+    EXPECT_TRUE(eval(TabComprehension::make_over(&ctx, nullptr, lit("s"), lit(1), nullptr))->is_undef());
     EXPECT_TRUE(console.contains("Tab Comprehension: iterset is not a tab nor a numeric"));
 }
 
@@ -139,7 +139,7 @@ TEST_F(Expressions, MapDefinitionsKeepTheFirstOfEqualKeys) {
 }
 
 TEST_F(Expressions, CallsGivePartialApplicationsUntilComplete) {
-    const auto* sum3 = new SumFunction("@sum3", 3, &engine.global);
+    const auto* sum3 = new SumFunction("@sum3", 3, &ctx.global);
     const Value one = eval(call(fct(sum3), {lit(1)}));
     ASSERT_TRUE(one->is_paf());
     const Value two = eval(call(one->clone(), {lit(2)}));
@@ -153,7 +153,7 @@ TEST_F(Expressions, CallsGivePartialApplicationsUntilComplete) {
 }
 
 TEST_F(Expressions, UserFunctionsReadTheirArguments) {
-    const auto* twice = new UserFunction("@twice", {"$v"}, bin(OP_TIMES, var("$v"), lit(2)), &engine.global);
+    const auto* twice = new UserFunction("@twice", {"$v"}, bin(OP_TIMES, var("$v"), lit(2)), &ctx.global);
     EXPECT_EQ(eval(call(fct(twice), {lit(21)}))->get_int(), 42);
     EXPECT_EQ(eval(call(fct(twice), {call(fct(twice), {lit(2)})}))->get_int(), 8) << "nested frames";
     EXPECT_EQ(twice->ASTNode::show(), "FUN ($v) $v * 2");
@@ -164,11 +164,11 @@ TEST_F(Expressions, UserFunctionsReadTheirArguments) {
 }
 
 TEST_F(Expressions, ANameUsedBeforeItsDefinitionResolvesAtItsCall) {
-    const Value later = get_functional_value_from_name(&engine, "@later");
+    const Value later = get_functional_value_from_name(&ctx, "@later");
     std::unique_ptr<Expression> c(call(later->clone(), {lit(1), lit(2)}));
     EXPECT_TRUE(c->eval()->is_undef());
     EXPECT_TRUE(console.contains("Unknown function: @later"));
-    new SumFunction("@later", 2, &engine.global);
+    new SumFunction("@later", 2, &ctx.global);
     EXPECT_DOUBLE_EQ(c->eval()->get_double(), 3.0);
 }
 
@@ -176,12 +176,12 @@ TEST_F(Expressions, CallsOfMapsProcessesAndNonFunctions) {
     set("$m", map_of({{int_value(1), string_value("a")}}));
     EXPECT_EQ(eval(call(var("$m"), {lit(1)}))->get_string(), "a");
 
-    engine.global.set_proc("::pr", reinterpret_cast<ProcDefinition*>(&engine));
-    EXPECT_EQ(text(*eval(call(new Reference(&engine, "::pr"), {lit(1), lit(2)}))), "`77");
-    EXPECT_EQ(engine.launched_args.size(), 2u);
+    ctx.global.set_proc("::pr", reinterpret_cast<ProcDefinition*>(&ctx));
+    EXPECT_EQ(text(*eval(call(new Reference(&ctx, "::pr"), {lit(1), lit(2)}))), "`77");
+    EXPECT_EQ(ctx.launched_args.size(), 2u);
     EXPECT_EQ(console.errors(), 0);
 
-    EXPECT_TRUE(eval(call(new Reference(&engine, "::none"), {}))->is_undef());
+    EXPECT_TRUE(eval(call(new Reference(&ctx, "::none"), {}))->is_undef());
     EXPECT_TRUE(console.contains("Bad proc application: ::none does not refer to a proc [n1]"));
     EXPECT_TRUE(eval(call(lit(3), {lit(1)}))->is_undef());
     EXPECT_TRUE(console.contains("Bad application : '3' does not refer to a function nor a processus [ap1]"));
@@ -202,12 +202,12 @@ TEST_F(Expressions, StaticFoldingOfConstantSubtrees) {
     EXPECT_EQ(reduce_static(tempo), tempo) << "only static trees fold";
     delete tempo;
 
-    auto* pure = new SumFunction("@pure_sum", 2, &engine.global);
+    auto* pure = new SumFunction("@pure_sum", 2, &ctx.global);
     pure->is_pure = true;
     std::unique_ptr<Expression> pure_call(reduce_static(call(fct(pure), {lit(1), lit(2)})));
     ASSERT_NE(pure_call->is_value(), nullptr);
     EXPECT_DOUBLE_EQ(pure_call->is_value()->get_double(), 3.0);
-    const auto* impure = new SumFunction("@impure_sum", 2, &engine.global);
+    const auto* impure = new SumFunction("@impure_sum", 2, &ctx.global);
     Expression* impure_call = call(fct(impure), {lit(1), lit(2)});
     EXPECT_EQ(reduce_static(impure_call), impure_call);
     delete impure_call;
@@ -238,11 +238,13 @@ TEST_F(Expressions, StaticFoldingReportsWhatFailsForGood) {
     EXPECT_EQ(console.errors(), 1) << "a failed static evaluation is counted";
 
     console.clear();
+    Diagnostics reading;
+    DiagnosticScope gathering(reading);
     std::unique_ptr<Expression> none(reduce_static(nullptr));
     EXPECT_TRUE(none->is_value()->is_undef());
     EXPECT_TRUE(console.contains("syntax error (unlocalized, please report)"));
     delete reduce_static(nullptr);
-    EXPECT_EQ(console.errors(), 1) << "reported only when nothing else was";
+    EXPECT_EQ(reading.error_count(), 1) << "within one reading, reported only when nothing else was";
 }
 
 TEST_F(Expressions, NegationAndUndefTestsBuiltByTheReader) {
@@ -253,9 +255,9 @@ TEST_F(Expressions, NegationAndUndefTestsBuiltByTheReader) {
     std::unique_ptr<Expression> u(make_neg(var("$x")));
     EXPECT_EQ(typeid(*u), typeid(UnaryExpression));
 
-    std::unique_ptr<Expression> test(Expression::make_is_undef(&engine, var("$x"), nullptr));
+    std::unique_ptr<Expression> test(Expression::make_is_undef(&ctx, var("$x"), nullptr));
     EXPECT_EQ(typeid(*test), typeid(TestVariableUnitialized));
-    std::unique_ptr<Expression> other(Expression::make_is_undef(&engine, lit(1), nullptr));
+    std::unique_ptr<Expression> other(Expression::make_is_undef(&ctx, lit(1), nullptr));
     EXPECT_EQ(typeid(*other), typeid(CallExpression));
 }
 
@@ -272,14 +274,14 @@ TEST_F(Expressions, PrintedForms) {
     EXPECT_EQ(shown(bin(OP_DIV, bin(OP_TIMES, var("$a"), var("$b")), var("$c"))), "($a * $b) / $c");
     EXPECT_EQ(shown(bin(OP_OR, bin(OP_AND, var("$a"), var("$b")), var("$c"))), "$a && $b || $c");
     EXPECT_EQ(shown(new UnaryExpression(OP_NEG, bin(OP_PLUS, lit(1), lit(2)))), "-(1 + 2)");
-    EXPECT_EQ(shown(new Var(&engine, "$x", lit(2), nullptr)), "[2#]:$x");
-    EXPECT_EQ(shown(new Var(&engine, "$x", lit(1.5), DURATION_SECONDS, nullptr)), "[1.5s]:$x");
+    EXPECT_EQ(shown(new Var(&ctx, "$x", lit(2), nullptr)), "[2#]:$x");
+    EXPECT_EQ(shown(new Var(&ctx, "$x", lit(1.5), DURATION_SECONDS, nullptr)), "[1.5s]:$x");
     EXPECT_EQ(shown(tab_of({lit(1), lit("a")})), "TAB [1, \"a\"]");
     EXPECT_EQ(shown(new MapDefinition(KeyValueList{{lit(1), lit(2)}})), "MAP {(1, 2)}");
     EXPECT_EQ(shown(new TabAccess(var("$t"), {lit(1), lit(2)})), "$t[1, 2]");
     EXPECT_EQ(shown(new IfExpression(lit(true), lit(1), lit(2))), "(true ? 1 : 2)");
-    EXPECT_EQ(shown(Expression::make_is_undef(&engine, var("$x"), nullptr)), "@is_undef($x)");
-    EXPECT_EQ(shown(TabComprehension::make_over(&engine, new Var(&engine, "$i"), lit(3), var("$i"), nullptr)),
+    EXPECT_EQ(shown(Expression::make_is_undef(&ctx, var("$x"), nullptr)), "@is_undef($x)");
+    EXPECT_EQ(shown(TabComprehension::make_over(&ctx, new Var(&ctx, "$i"), lit(3), var("$i"), nullptr)),
               "[$i | $i in 3]");
 }
 
@@ -303,6 +305,6 @@ TEST_F(Expressions, RenamingAndCollectingVariables) {
     e->change_var_name("$a", "$b");
     set("$b", int_value(1));
     set("$t", tab_of_ints({5, 6}));
-    Expression::finalize(e.get(), &engine);
+    Expression::finalize(e.get(), &ctx);
     EXPECT_EQ(e->eval()->get_int(), 7);
 }

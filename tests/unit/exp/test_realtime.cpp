@@ -5,27 +5,27 @@
 #include <gtest/gtest.h>
 
 TEST(RealTime, NumericEvaluationOverVariablesAllocatesNothing) {
-    FakeEngine engine;
+    TestContext ctx;
     // ((($a + 1) * $b) - ($c / 2.5)) % 7 > 0 || !$flag
     std::unique_ptr<Expression> e(
         bin(OP_OR,
             bin(OP_GT,
                 bin(OP_MOD,
                     bin(OP_MINUS,
-                        bin(OP_TIMES, bin(OP_PLUS, new Var(&engine, "$a"), lit(1)), new Var(&engine, "$b")),
-                        bin(OP_DIV, new Var(&engine, "$c"), lit(2.5))),
+                        bin(OP_TIMES, bin(OP_PLUS, new Var(&ctx, "$a"), lit(1)), new Var(&ctx, "$b")),
+                        bin(OP_DIV, new Var(&ctx, "$c"), lit(2.5))),
                     lit(7)),
                 lit(0)),
-            new UnaryExpression(OP_NOT, new Var(&engine, "$flag"))));
-    std::unique_ptr<Expression> arithmetic(bin(OP_PLUS, bin(OP_TIMES, new Var(&engine, "$a"), lit(3)),
-                                               new UnaryExpression(OP_NEG, new Var(&engine, "$c"))));
-    std::unique_ptr<Var> a(new Var(&engine, "$a"));
-    Expression::finalize(e.get(), &engine);
-    Expression::finalize(arithmetic.get(), &engine);
-    Expression::finalize(a.get(), &engine);
-    engine.global.set_var(engine.global.get_vm(std::string("$b"))->index, float_value(0.5));
-    engine.global.set_var(engine.global.get_vm(std::string("$c"))->index, int_value(5));
-    engine.global.set_var(engine.global.get_vm(std::string("$flag"))->index, bool_value(false));
+            new UnaryExpression(OP_NOT, new Var(&ctx, "$flag"))));
+    std::unique_ptr<Expression> arithmetic(bin(OP_PLUS, bin(OP_TIMES, new Var(&ctx, "$a"), lit(3)),
+                                               new UnaryExpression(OP_NEG, new Var(&ctx, "$c"))));
+    std::unique_ptr<Var> a(new Var(&ctx, "$a"));
+    Expression::finalize(e.get(), &ctx);
+    Expression::finalize(arithmetic.get(), &ctx);
+    Expression::finalize(a.get(), &ctx);
+    ctx.global.set_var(ctx.global.get_vm(std::string("$b"))->index, float_value(0.5));
+    ctx.global.set_var(ctx.global.get_vm(std::string("$c"))->index, int_value(5));
+    ctx.global.set_var(ctx.global.get_vm(std::string("$flag"))->index, bool_value(false));
 
     double sum = 0;
     alloc_counter::start();

@@ -9,11 +9,11 @@ namespace {
 enum Sample { UNDEF, BOOL, STRING, SYMBOL, INT, FLOAT, FUNCT, TAB, MAP, IMAP, NIM, PAF, PROC, EXE, KINDS };
 
 struct Samples {
-    FakeEngine engine;
+    TestContext ctx;
     std::vector<Value> values;
 
     Samples() {
-        const auto* sum = new SumFunction("@robust_sum", 2, &engine.global);
+        const auto* sum = new SumFunction("@robust_sum", 2, &ctx.global);
         values = {Value(),
                   bool_value(true),
                   string_value("s"),

@@ -57,8 +57,8 @@ TEST(ValueKinds, ListingNamesEveryKind) {
 }
 
 TEST(ValueKinds, KindTestsReadTheTag) {
-    FakeEngine engine;
-    const auto* f = new SumFunction("@kind_test_sum", 2, &engine.global); // owned by the environment
+    TestContext ctx;
+    const auto* f = new SumFunction("@kind_test_sum", 2, &ctx.global); // owned by the environment
     EXPECT_TRUE(float_value(1.0)->is_double());
     EXPECT_TRUE(float_value(1.0)->is_float());
     EXPECT_TRUE(int_value(1)->is_numeric());
@@ -109,8 +109,8 @@ TEST(ValueStorage, MoveLeavesUndefAndAssignmentSurvivesAliasing) {
 }
 
 TEST(ValueShow, EachKindPrintsAsTheLanguageWritesIt) {
-    FakeEngine engine;
-    const auto* f = new SumFunction("@show_sum", 2, &engine.global);
+    TestContext ctx;
+    const auto* f = new SumFunction("@show_sum", 2, &ctx.global);
     EXPECT_EQ(text(*Value()), "<<undef>>");
     EXPECT_EQ(text(*bool_value(true)), "true");
     EXPECT_EQ(text(*int_value(-42)), "-42");
@@ -132,7 +132,7 @@ TEST(ValueShow, EachKindPrintsAsTheLanguageWritesIt) {
 }
 
 TEST(ValueConversion, GettersFollowTheKindTable) {
-    FakeEngine engine;
+    TestContext ctx;
     EXPECT_EQ(int_value(7)->get_double(), 7.0);
     EXPECT_EQ(float_value(1.9)->get_int(), 1);
     EXPECT_EQ(float_value(-1.9)->get_int(), -1) << "truncation toward zero";
@@ -149,13 +149,13 @@ TEST(ValueConversion, GettersFollowTheKindTable) {
     EXPECT_TRUE(map_of({{int_value(1), int_value(1)}})->get_bool());
     EXPECT_TRUE(Value::make<ProcValue>(Reference::unique_id("::p"))->get_bool());
 
-    engine.running_exes = {3};
+    ctx.running_exes = {3};
     EXPECT_TRUE(exe_value(3)->get_bool()) << "an execution is true while it runs";
     EXPECT_FALSE(exe_value(4)->get_bool());
 
-    const auto* predefined = new SumFunction("@conv_sum", 1, &engine.global);
+    const auto* predefined = new SumFunction("@conv_sum", 1, &ctx.global);
     EXPECT_FALSE(Value::make<FctValue>(predefined)->get_bool()) << "a predefined function is false";
-    const auto* user = new UserFunction("@conv_user", {"$a"}, new Var(&engine, "$a"), &engine.global);
+    const auto* user = new UserFunction("@conv_user", {"$a"}, new Var(&ctx, "$a"), &ctx.global);
     EXPECT_TRUE(Value::make<FctValue>(user)->get_bool());
 
     EXPECT_EQ(string_value("raw \"text\"")->get_string(), "raw \"text\"");

@@ -11,24 +11,24 @@ namespace {
 class Variables : public ::testing::Test {
 protected:
     // A global variable `name` read through a tree, placed like the reader does.
-    std::unique_ptr<Var> var(const std::string& name) { return placed(new Var(&engine, name)); }
+    std::unique_ptr<Var> var(const std::string& name) { return placed(new Var(&ctx, name)); }
     std::unique_ptr<Var> var_back(const std::string& name, long count) {
-        return placed(new Var(&engine, name, lit(count), nullptr));
+        return placed(new Var(&ctx, name, lit(count), nullptr));
     }
     std::unique_ptr<Var> var_ago(const std::string& name, double d, duration_type unit) {
-        return placed(new Var(&engine, name, lit(d), unit, nullptr));
+        return placed(new Var(&ctx, name, lit(d), unit, nullptr));
     }
     std::unique_ptr<Var> placed(Var* v) {
-        Expression::finalize(v, &engine);
+        Expression::finalize(v, &ctx);
         return std::unique_ptr<Var>(v);
     }
     // Assigns `v` to `name` at the given date.
     void assign(const std::string& name, const Value& v, double now, double rnow) {
-        engine.at(now, rnow);
+        ctx.at(now, rnow);
         var(name)->set_var(v);
     }
 
-    FakeEngine engine;
+    TestContext ctx;
     ConsoleCapture console;
 };
 
@@ -43,7 +43,7 @@ TEST_F(Variables, DefaultHistoryKeepsElevenValues) {
     EXPECT_EQ(console.errors(), 0);
     // A constant index in the score would lengthen the history: this one is not constant.
     assign("$n", int_value(11), 12, 12);
-    auto beyond = placed(new Var(&engine, "$x", new Var(&engine, "$n"), nullptr));
+    auto beyond = placed(new Var(&ctx, "$x", new Var(&ctx, "$n"), nullptr));
     EXPECT_TRUE(beyond->eval()->is_undef());
     EXPECT_TRUE(console.contains("Can not access the history of variable $x at past date 11"));
 }
@@ -65,7 +65,7 @@ TEST_F(Variables, UninitialisedReadsWarnAndGiveUndef) {
     EXPECT_TRUE(console.contains("has never been set"));
     EXPECT_EQ(console.errors(), 0) << "a warning, not an error";
 
-    auto test = placed(new TestVariableUnitialized(Var(&engine, "$u")));
+    auto test = placed(new TestVariableUnitialized(Var(&ctx, "$u")));
     EXPECT_TRUE(test->eval()->get_bool());
     assign("$u", int_value(1), 0, 0);
     EXPECT_FALSE(test->eval()->get_bool());
@@ -74,21 +74,21 @@ TEST_F(Variables, UninitialisedReadsWarnAndGiveUndef) {
 }
 
 TEST_F(Variables, ALabelReadsAsItsBeatUntilAssigned) {
-    engine.labels["intro"] = 4.5;
+    ctx.labels["intro"] = 4.5;
     EXPECT_DOUBLE_EQ(var("$intro")->eval()->get_double(), 4.5);
     EXPECT_FALSE(console.contains("never been set"));
-    EXPECT_TRUE(engine.global.is_defined_var_or_label("$intro"));
+    EXPECT_TRUE(ctx.global.is_defined_var_or_label("$intro"));
     assign("$intro", string_value("mine"), 1, 1);
     EXPECT_EQ(var("$intro")->eval()->get_string(), "mine");
 }
 
 TEST_F(Variables, ActionPositionComesFromTheRunningAction) {
-    engine.at(3, 2.25);
+    ctx.at(3, 2.25);
     EXPECT_DOUBLE_EQ(var("$action_pos")->eval()->get_double(), 2.25) << "no action: $RNOW";
     EXPECT_TRUE(console.contains("no action linked to $action_pos"));
-    engine.current_timer = FakeEngine::fake_timer(1);
-    engine.timer_position = 7.0;
-    engine.timer_tempo = 90.0;
+    ctx.in_execution = true;
+    ctx.exe_position = 7.0;
+    ctx.exe_tempo = 90.0;
     EXPECT_DOUBLE_EQ(var("$action_pos")->eval()->get_double(), 7.0);
     EXPECT_DOUBLE_EQ(var("$local_tempo")->eval()->get_double(), 90.0);
 }
@@ -97,7 +97,7 @@ TEST_F(Variables, ReadsByBeatsAndSeconds) {
     assign("$x", int_value(1), 0.0, 0.0);
     assign("$x", int_value(2), 0.5, 1.0);
     assign("$x", int_value(3), 1.0, 2.0);
-    engine.at(1.5, 3.0);
+    ctx.at(1.5, 3.0);
     EXPECT_EQ(var_ago("$x", 1.0, DURATION_BEATS)->eval()->get_int(), 3)
         << "the update exactly one beat ago, within the tolerance";
     EXPECT_EQ(var_ago("$x", 1.5, DURATION_BEATS)->eval()->get_int(), 2);
@@ -118,25 +118,25 @@ TEST_F(Variables, ReadsBeforeTheHistoryOrWithANegativeDelayGiveTheCurrentValue) 
 }
 
 TEST_F(Variables, SystemVariablesExistFromTheStart) {
-    const Environment& env = engine.global;
+    const Environment& env = ctx.global;
     EXPECT_DOUBLE_EQ(env.get_global_rt_tempo()->get_double(), 60.0);
     EXPECT_DOUBLE_EQ(env.get_global_score_tempo()->get_double(), 60.0);
     EXPECT_DOUBLE_EQ(env.get_global_approx_ratio()->get_double(), 0.1);
     EXPECT_TRUE(env.get_global_pitch()->is_undef());
     EXPECT_EQ(env.get_global_last_event_label()->get_string(), "");
     EXPECT_FALSE(env.get_global_jump_updated()->get_bool());
-    EXPECT_EQ(engine.global.get_vm(std::string(RT_TEMPO_VAR))->size(), 31u);
-    EXPECT_EQ(engine.global.get_vm(std::string(ENERGY_VAR))->size(), 1u);
-    EXPECT_EQ(engine.global.get_vm(std::string(NOW_VAR))->size(), 11u);
+    EXPECT_EQ(ctx.global.get_vm(std::string(RT_TEMPO_VAR))->size(), 31u);
+    EXPECT_EQ(ctx.global.get_vm(std::string(ENERGY_VAR))->size(), 1u);
+    EXPECT_EQ(ctx.global.get_vm(std::string(NOW_VAR))->size(), 11u);
 
     assign("$score_var", int_value(1), 0, 0);
-    engine.global.clear();
-    EXPECT_FALSE(engine.global.is_defined_var("$score_var"));
+    ctx.global.clear();
+    EXPECT_FALSE(ctx.global.is_defined_var("$score_var"));
     EXPECT_DOUBLE_EQ(env.get_global_rt_tempo()->get_double(), 60.0) << "the system variables come back";
 }
 
 TEST_F(Variables, RedefinitionGrowsAndEntersTheInitialValue) {
-    Environment& env = engine.global;
+    Environment& env = ctx.global;
     const std::size_t at = env.define_var(std::string("$d"), 2, int_value(1));
     EXPECT_EQ(env.vars[at].size(), 3u);
     EXPECT_EQ(env.define_var(std::string("$d"), 5, int_value(2)), at);
@@ -146,7 +146,7 @@ TEST_F(Variables, RedefinitionGrowsAndEntersTheInitialValue) {
 }
 
 TEST_F(Variables, UnknownVariablesReport) {
-    Environment& env = engine.global;
+    Environment& env = ctx.global;
     env.set_var(Reference::unique_id("$nope"), int_value(1));
     EXPECT_TRUE(console.contains("Undefined variable '$nope' (b)."));
     EXPECT_EQ(env.get_var(Reference::unique_id("$nope"), 0)->get_string(), "unknown variable: $nope");
@@ -158,12 +158,12 @@ TEST_F(Variables, UnknownVariablesReport) {
 }
 
 TEST_F(Variables, SpecialVariablesCannotBeAssigned) {
-    engine.myself = 12;
-    std::unique_ptr<Var> myself(SpecialVariable::make_variable(&engine, "$MYSELF"));
+    ctx.myself = 12;
+    std::unique_ptr<Var> myself(SpecialVariable::make_variable(&ctx, "$MYSELF"));
     EXPECT_EQ(text(*myself->eval()), "`12");
     myself->set_var(int_value(1));
     EXPECT_TRUE(console.contains("Cannot assign special var '$MYSELF'"));
-    std::unique_ptr<Var> plain(SpecialVariable::make_variable(&engine, "$plain"));
+    std::unique_ptr<Var> plain(SpecialVariable::make_variable(&ctx, "$plain"));
     EXPECT_EQ(typeid(*plain), typeid(Var));
 }
 
@@ -173,45 +173,45 @@ TEST_F(Variables, ClockVariablesCannotBeDelayed) {
     EXPECT_EQ(now->history_index, nullptr);
 }
 
-TEST_F(Variables, ObserversRunInOrderAndCanDetachEachOther) {
+// Observers run in the order they attached, whatever their kind or their
+// address, so that a score's reactions run in the same order on every run.
+TEST_F(Variables, ObserversRunInAttachmentOrderAndCanDetachEachOther) {
     var_management* vm = var("$obs")->thisVM();
-    CadTimer* a = FakeEngine::fake_timer(1);
-    CadTimer* b = FakeEngine::fake_timer(2);
-    CadTimer* c = FakeEngine::fake_timer(3);
-    engine.global.attach(vm, c, CLBK);
-    engine.global.attach(vm, a, TEMPO);
-    engine.global.attach(vm, b, CLBK);
-    engine.global.attach(vm, b, CLBK);
-    engine.global.index = 4;
-    engine.on_notify = [&](CadTimer* timer, int) {
-        if (timer == b) vm->detach(c, CLBK);
-    };
+    std::vector<Notification> told;
+    RecordingObserver a(told), b(told), c(told);
+    ctx.global.attach(vm, &b, CLBK);
+    ctx.global.attach(vm, &a, TEMPO);
+    ctx.global.attach(vm, &c, CLBK);
+    ctx.global.attach(vm, &b, CLBK);
+    ctx.dates.index = 4;
+    b.on_change = [&](VAR_CALLBACK) { vm->detach(&c, CLBK); };
     assign("$obs", int_value(1), 0, 0);
-    ASSERT_EQ(engine.notifications.size(), 2u) << "c was detached by b before its turn";
-    EXPECT_EQ(engine.notifications[0].timer, b);
-    EXPECT_EQ(engine.notifications[0].event_index, 4);
-    EXPECT_EQ(engine.notifications[0].variable, "$obs");
-    EXPECT_EQ(engine.notifications[1].timer, a);
-    EXPECT_EQ(engine.notifications[1].kind, TEMPO);
+    ASSERT_EQ(told.size(), 2u) << "c was detached by b before its turn; b attached twice is told once";
+    EXPECT_EQ(told[0].observer, &b);
+    EXPECT_EQ(told[0].event_index, 4);
+    EXPECT_EQ(told[0].variable, "$obs");
+    EXPECT_EQ(told[1].observer, &a);
+    EXPECT_EQ(told[1].kind, TEMPO);
 
-    engine.notifications.clear();
+    told.clear();
     vm->propagate(true);
-    ASSERT_EQ(engine.notifications.size(), 1u);
-    EXPECT_EQ(engine.notifications[0].kind, TEMPO);
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_EQ(told[0].kind, TEMPO);
 
-    engine.global.attach(std::string("$no_such_var"), a, CLBK);
-    engine.global.attach(static_cast<var_management*>(nullptr), a, CLBK);
+    ctx.global.attach(std::string("$no_such_var"), &a, CLBK);
+    ctx.global.attach(static_cast<var_management*>(nullptr), &a, CLBK);
     EXPECT_TRUE(console.contains("internal error: cannot attach variable in some environment"));
 }
 
 TEST_F(Variables, ADeadObserverIsReportedAndStillTold) {
     var_management* vm = var("$dead")->thisVM();
-    CadTimer* gone = FakeEngine::fake_timer(9);
-    vm->attach(gone, UPDATE_POS);
-    engine.dead_timers.insert(gone);
+    std::vector<Notification> told;
+    RecordingObserver gone(told);
+    vm->attach(&gone, UPDATE_POS, 1);
+    gone.alive = false;
     vm->propagate(false);
     EXPECT_TRUE(console.contains("### Propagation will fail for exe: "));
-    EXPECT_EQ(engine.notifications.size(), 1u);
+    EXPECT_EQ(told.size(), 1u);
 }
 
 TEST_F(Variables, TempoVariableParameters) {
@@ -219,31 +219,32 @@ TEST_F(Variables, TempoVariableParameters) {
     var_management* vm = x->thisVM();
     EXPECT_TRUE(vm->get_param(PARAM_TEMPO)->is_undef()) << "a plain variable has no tempo";
 
-    std::unique_ptr<Expression> tempo(MakeVarParameter(&engine, x->clone(), "tempo", nullptr));
+    std::unique_ptr<Expression> tempo(MakeVarParameter(&ctx, x->clone(), "tempo", nullptr));
     static_cast<const Var*>(tempo.get())->set_var(int_value(120));
     EXPECT_DOUBLE_EQ(tempo->eval()->get_double(), 120.0);
     EXPECT_DOUBLE_EQ(vm->get_param(PARAM_PERIOD)->get_double(), 0.5);
 
-    CadTimer* t = FakeEngine::fake_timer(5);
-    vm->attach(t, TEMPO);
-    vm->attach(FakeEngine::fake_timer(6), CLBK);
-    std::unique_ptr<Expression> position(MakeVarParameter(&engine, x->clone(), "position", nullptr));
+    std::vector<Notification> told;
+    RecordingObserver t(told), other(told);
+    ctx.global.attach(vm, &t, TEMPO);
+    ctx.global.attach(vm, &other, CLBK);
+    std::unique_ptr<Expression> position(MakeVarParameter(&ctx, x->clone(), "position", nullptr));
     static_cast<const Var*>(position.get())->set_var(float_value(4.0));
-    ASSERT_EQ(engine.notifications.size(), 1u) << "a new position reschedules the tempo observers only";
-    EXPECT_EQ(engine.notifications[0].timer, t);
+    ASSERT_EQ(told.size(), 1u) << "a new position reschedules the tempo observers only";
+    EXPECT_EQ(told[0].observer, &t);
 
-    engine.notifications.clear();
+    told.clear();
     assign("$tv", int_value(1), 10.0, 0.0);
-    engine.at(10.25, 0.0);
+    ctx.at(10.25, 0.0);
     EXPECT_DOUBLE_EQ(vm->get_param(PARAM_RCNOW)->get_double(), 4.5) << "120 BPM for a quarter second";
     EXPECT_DOUBLE_EQ(vm->rnow(), 4.5);
-    engine.at(20.0, 0.0);
+    ctx.at(20.0, 0.0);
     EXPECT_DOUBLE_EQ(vm->rnow(), 5.0) << "pinned one step after the position";
     EXPECT_DOUBLE_EQ(vm->rcnow(), 24.0);
 
-    std::unique_ptr<Expression> bad(MakeVarParameter(&engine, x->clone(), "colour", nullptr));
+    std::unique_ptr<Expression> bad(MakeVarParameter(&ctx, x->clone(), "colour", nullptr));
     EXPECT_TRUE(console.contains("unrecognized identifier 'colour'"));
-    std::unique_ptr<Expression> not_var(MakeVarParameter(&engine, lit(1), "tempo", nullptr));
+    std::unique_ptr<Expression> not_var(MakeVarParameter(&ctx, lit(1), "tempo", nullptr));
     EXPECT_TRUE(console.contains("Only variable expected in var.tempo_parameter"));
 }
 
@@ -254,7 +255,7 @@ TEST_F(Variables, DatesOfAssignments) {
     DateVar rdate(var_back("$x", 1).release(), DURATION_BEATS);
     EXPECT_DOUBLE_EQ(date.eval()->get_double(), 2.5);
     EXPECT_DOUBLE_EQ(rdate.eval()->get_double(), 3.0);
-    engine.at(7.0, 9.0);
+    ctx.at(7.0, 9.0);
     DateVar now(var("$NOW").release(), DURATION_SECONDS);
     EXPECT_DOUBLE_EQ(now.eval()->get_double(), 7.0);
     DateVar too_far(var_back("$x", 5).release(), DURATION_SECONDS);
@@ -276,23 +277,23 @@ TEST_F(Variables, HistoriesAsTabsAndMaps) {
 }
 
 TEST_F(Variables, LocalAndDynamicVariables) {
-    Environment local(nullptr, &engine);
-    engine.stack.push_back(&local);
-    std::unique_ptr<Var> inner(new Var(&engine, "$loc"));
+    Environment local(&ctx);
+    ctx.stack.push_back(&local);
+    std::unique_ptr<Var> inner(new Var(&ctx, "$loc"));
     inner->set_env(&local, {"$loc"}, 0);
     ASSERT_NE(inner->vm_index, Var::NO_INDEX);
     inner->set_var(int_value(3));
     EXPECT_EQ(inner->eval()->get_int(), 3);
-    EXPECT_FALSE(engine.global.is_defined_var("$loc"));
+    EXPECT_FALSE(ctx.global.is_defined_var("$loc"));
 
-    std::unique_ptr<Var> outside(new Var(&engine, "$other"));
+    std::unique_ptr<Var> outside(new Var(&ctx, "$other"));
     outside->set_env(&local, {"$loc"}, 0);
     EXPECT_EQ(outside->vm_index, Var::NO_INDEX) << "only the local names are bound at a local level";
 
-    std::unique_ptr<Var> dynamic(new Var(&engine, "$loc"));
+    std::unique_ptr<Var> dynamic(new Var(&ctx, "$loc"));
     dynamic->dynamic = true;
     EXPECT_EQ(dynamic->eval()->get_int(), 3);
-    engine.stack.clear();
+    ctx.stack.clear();
     EXPECT_TRUE(dynamic->eval()->is_undef());
     EXPECT_TRUE(console.contains("Undefined dynamic variable '$loc' in current envs [DE2]"));
     inner->eval(); // the stack is too short: the global environment stands in

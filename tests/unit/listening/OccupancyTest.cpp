@@ -95,7 +95,7 @@ TEST(Occupancy, SurvivorIsOneMinusTheMassAlreadySpent) {
 }
 
 TEST(Occupancy, EqualDurationsShareOneLawThatLivesWhileAsked) {
-    CadAlign align(nullptr);
+    CadAlign align;
     const std::vector<double>*occ_a, *surv_a, *occ_b, *surv_b;
     align.computeDurationDistributions(occ_a, surv_a, 8.5, 10);
     align.computeDurationDistributions(occ_b, surv_b, 8.5, 10);

@@ -23,7 +23,6 @@ protected:
         StateChain::restore_default_parameters();
         align.tempo_source = &tempo;
         align.setAnalysis(1.0f, 4096.0f, 1.0f);
-        StateChain::set_alignment(&align);
     }
     void TearDown() override { StateChain::restore_default_parameters(); }
 
@@ -53,10 +52,10 @@ protected:
         chain.Decode();
     }
 
-    t_tempo tempo{nullptr};
-    CadAlign align{nullptr};
+    t_tempo tempo;
+    CadAlign align;
     std::vector<std::unique_ptr<Event>> events;
-    StateChain chain{nullptr, nullptr};
+    StateChain chain{nullptr, &align};
 };
 
 TEST_F(Recursion, FirstFramesAfterSetPositionMatchTheHandComputation) {
@@ -117,7 +116,7 @@ TEST_F(Recursion, FrameWhereNothingIsHeardKeepsTheFloors) {
 
 TEST_F(Recursion, FloorDurationLooksBackOneFrame) {
     StateSemiMarkov* s = semi(1, 0.0);
-    EXPECT_FLOAT_EQ(s->FrameDurationFloat(), 0.1f);
+    EXPECT_FLOAT_EQ(s->FrameDurationFloat(align), 0.1f);
     History obs{OBS_HISTORY};
     s->obs = &obs;
     chain.setPosition(static_cast<State*>(s));
@@ -152,7 +151,7 @@ TEST_F(Recursion, OverflowingProductKeepsItsLastFiniteValue) {
     obs.push_back(2.0);
     chain.N_t.push_back(1e-300);
     chain.N_t.push_back(1e-300);
-    s->Observe(3);
+    s->Observe(align, 3);
     ASSERT_EQ(s->obsCumNorm.size(), 3u);
     EXPECT_EQ(s->obsCumNorm[0], 2.0);
     EXPECT_EQ(s->obsCumNorm[1], 2.0) << "1e300 / 1e-300 * 2 is infinite";
@@ -178,7 +177,7 @@ TEST_F(Recursion, LookBackReadsWrappedHistoriesInFrameOrder) {
 
         const std::vector<double>* occupancy = nullptr;
         const std::vector<double>* survivor = nullptr;
-        align.computeDurationDistributions(occupancy, survivor, s->FrameDurationFloat(), s->u_max);
+        align.computeDurationDistributions(occupancy, survivor, s->FrameDurationFloat(align), s->u_max);
         // After the frame the normalisers hold this frame's too, and the
         // oldest one the products used is gone.
         const size_t n = std::min(chain.N_t.size(), s->StateIns.size());
@@ -215,10 +214,10 @@ TEST_F(Recursion, TiesGoToTheEarlierStateAndSubState) {
     note->markov->StateIn = 0.25;
     note->semi->obs = nullptr; // nothing heard yet: the body keeps its floor
     note->semi->StateIn = 0;
-    note->Infere();
+    note->Infere(align);
     EXPECT_EQ(note->best_sub, note->markov);
     note->markov->StateIn = 1e-12;
-    note->Infere();
+    note->Infere(align);
     EXPECT_EQ(note->best_sub, note->semi) << "equal values: the body, first";
     EXPECT_NEAR(note->ForwardLast, 3e-12, 1e-20);
 }
@@ -244,7 +243,7 @@ TEST_F(Recursion, AggregateNoteSendsFromBodyAndTail) {
     auto* note = static_cast<StateAggregateSM*>(chain[0]);
     auto* next = static_cast<StateAggregateSM*>(chain[1]);
     EXPECT_DOUBLE_EQ(note->semi->frame_offset, 1.0);
-    EXPECT_FLOAT_EQ(note->semi->FrameDurationFloat(), 3.0f) << "one frame shorter than the event";
+    EXPECT_FLOAT_EQ(note->semi->FrameDurationFloat(align), 3.0f) << "one frame shorter than the event";
     ASSERT_EQ(note->semi->successors.size(), 2u);
     EXPECT_EQ(note->semi->successors[0], note->markov);
     EXPECT_EQ(note->semi->successors[1], next->semi);

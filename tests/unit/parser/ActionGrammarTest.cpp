@@ -1,7 +1,8 @@
 // The grammar of actions and expressions: precedence, closed message
 // arguments, delays and their units, and what ends at a line end.
 #include "Exp/Expression.hpp"
-#include "TestEngine.hpp"
+#include "ConsoleCapture.hpp"
+#include "TestReading.hpp"
 #include "Tree/Assignments.hpp"
 #include "Tree/AtomicActions.hpp"
 #include "Tree/Bloc.hpp"
@@ -14,14 +15,14 @@ namespace {
 
 class ActionGrammar : public ::testing::Test {
 protected:
-    bool reads(const std::string& text) { return engine.load(text); }
+    bool reads(const std::string& text) { return reader.load(text); }
 
     // The actions of the first event, as a flat list (sequences opened).
     std::vector<Action*> actions(const std::string& text) {
         std::vector<Action*> out;
         EXPECT_TRUE(reads(text)) << text;
-        if (!engine.get_x_netscore()) return out;
-        flatten(engine.event(1).action(), out);
+        if (!reader.read) return out;
+        flatten(reader.event(1).action(), out);
         return out;
     }
 
@@ -60,7 +61,7 @@ protected:
     }
 
     ConsoleCapture console;
-    TestEngine engine;
+    TestReading reader;
 };
 
 const BinaryExpression* binary(const Expression* e, e_binop op) {
@@ -125,7 +126,7 @@ TEST_F(ActionGrammar, ConstantsFoldAsTheyAreRead) {
     EXPECT_DOUBLE_EQ(number(assigned("[1, 2, 3][1]")), 2) << "an index needs no tab keyword";
     EXPECT_EQ(assigned("$y + 1")->is_value(), nullptr);
     ASSERT_TRUE(reads("bpm (60 * 2)\nNOTE 60 1\n"));
-    EXPECT_FLOAT_EQ(engine.score().period, 0.5f) << "bpm takes a folded closed expression";
+    EXPECT_FLOAT_EQ(reader.score().period, 0.5f) << "bpm takes a folded closed expression";
 }
 
 TEST_F(ActionGrammar, MessageArgumentsAreClosed) {

@@ -35,7 +35,8 @@ bool carries_text(int kind) {
 // Scans a text to its end; `eol_matters` sets the mode in which line ends
 // are tokens.
 std::vector<Token> scan(const std::string& text, bool eol_matters = false, bool keyword_mode = false) {
-    ParseDriver driver(nullptr, nullptr);
+    Score score("<test>", nullptr, nullptr, false);
+    ParseDriver driver(score);
     driver.ignore_eol = !eol_matters;
     driver.ignore_keyword = keyword_mode;
     Scanner scanner(&driver);

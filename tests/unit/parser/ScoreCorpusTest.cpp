@@ -4,7 +4,8 @@
 //
 // Hidden names carry a process-wide counter; they are renumbered in order
 // of appearance so that a golden does not depend on what ran before.
-#include "TestEngine.hpp"
+#include "ConsoleCapture.hpp"
+#include "TestReading.hpp"
 
 #include <gtest/gtest.h>
 
@@ -51,9 +52,9 @@ std::string renumber(const std::string& text, const std::string& prefix) {
     return out + text.substr(last);
 }
 
-std::string printed_actions(TestEngine& engine, const ConsoleCapture& console) {
+std::string printed_actions(TestReading& reader, const ConsoleCapture& console) {
     std::ostringstream out;
-    engine.score().show_actions(out);
+    reader.score().show_actions(out);
     for (const std::string& line : console.posts)
         if (line.rfind("Warning", 0) == 0) out << "// post: " << line << '\n';
     return renumber(renumber(out.str(), "__anonymous"), "_patch_");
@@ -64,15 +65,15 @@ class ScoreCorpus : public ::testing::TestWithParam<std::string> {};
 TEST_P(ScoreCorpus, PrintsItsGoldenTree) {
     const fs::path dir = fs::path(CAD_TESTS_DIR) / "scores";
     ConsoleCapture console;
-    TestEngine engine;
-    const bool read = engine.ScoreParsing((dir / (GetParam() + ".cad")).string());
+    TestReading reader;
+    const bool read = reader.load_file((dir / (GetParam() + ".cad")).string());
     std::string errors;
     for (const std::string& line : console.errors)
         errors += line + '\n';
     ASSERT_TRUE(read) << errors;
     EXPECT_EQ(errors, "");
 
-    const std::string actual = printed_actions(engine, console);
+    const std::string actual = printed_actions(reader, console);
     const fs::path golden = dir / (GetParam() + ".show");
     const char* update = std::getenv("CAD_UPDATE_GOLDEN");
     if (update && std::string(update) == "1") {

@@ -32,7 +32,7 @@ protected:
     }
     std::vector<std::string> run_until(double t) {
         at(t);
-        return timeline(engine.delivered);
+        return timeline(host.delivered);
     }
 };
 
@@ -40,18 +40,18 @@ protected:
 
 TEST_F(Firing, MessageGoesOutAtItsEventWithItsArguments) {
     play("bpm 60\nNOTE 60 1\n  print hello 1 2.5 \"text\"\n", 0.5);
-    ASSERT_EQ(engine.delivered.size(), 1u);
-    EXPECT_EQ(engine.delivered[0].receiver, "print");
-    EXPECT_EQ(engine.delivered[0].args, "hello 1 2.5 \"text\"");
-    EXPECT_DOUBLE_EQ(engine.delivered[0].date, 0.5);
-    EXPECT_TRUE(engine.delivered[0].lock_free);
+    ASSERT_EQ(host.delivered.size(), 1u);
+    EXPECT_EQ(host.delivered[0].receiver, "print");
+    EXPECT_EQ(host.delivered[0].args, "hello 1 2.5 \"text\"");
+    EXPECT_DOUBLE_EQ(host.delivered[0].date, 0.5);
+    EXPECT_TRUE(host.delivered[0].lock_free);
 }
 
 TEST_F(Firing, TwoArgumentListsGiveTwoMessages) {
     play("NOTE 60 1\n  print a b, c d\n");
-    ASSERT_EQ(engine.delivered.size(), 2u);
-    EXPECT_EQ(engine.delivered[0].args, "a b");
-    EXPECT_EQ(engine.delivered[1].args, "c d");
+    ASSERT_EQ(host.delivered.size(), 2u);
+    EXPECT_EQ(host.delivered[0].args, "a b");
+    EXPECT_EQ(host.delivered[1].args, "c d");
 }
 
 TEST_F(Firing, DelaysCountInBeatsOfTheFollowedTempoOrInSeconds) {
@@ -64,20 +64,20 @@ TEST_F(Firing, DelaysCountInBeatsOfTheFollowedTempoOrInSeconds) {
 
 TEST_F(Firing, GroupWithoutDelaysRunsInOneInstantInOrder) {
     play("NOTE 60 1\n  group g { print a\n print b\n print c }\n", 0.25);
-    EXPECT_THAT(timeline(engine.delivered), ElementsAre("a@0.25", "b@0.25", "c@0.25"));
-    EXPECT_EQ(engine.active_timer_count(), 0u) << "a group that has run ends";
+    EXPECT_THAT(timeline(host.delivered), ElementsAre("a@0.25", "b@0.25", "c@0.25"));
+    EXPECT_EQ(rt().active_timer_count(), 0u) << "a group that has run ends";
 }
 
 TEST_F(Firing, NestedGroupsKeepTheirDelays) {
     play("bpm 60\nNOTE 60 8\n  group outer {\n    1 print a\n    group inner { 1 print b\n 1 print c }\n"
          "    1 print d\n  }\n");
     EXPECT_THAT(run_until(10.0), ElementsAre("a@1", "b@2", "d@2", "c@3"));
-    EXPECT_EQ(engine.active_timer_count(), 0u);
+    EXPECT_EQ(rt().active_timer_count(), 0u);
 }
 
 TEST_F(Firing, DelayBelowTheEpsilonFiresInTheSameInstant) {
     play("bpm 60\nNOTE 60 1\n  0.00009 print now\n  0.001 print later\n", 0.5);
-    EXPECT_THAT(timeline(engine.delivered), ElementsAre("now@0.5"));
+    EXPECT_THAT(timeline(host.delivered), ElementsAre("now@0.5"));
     EXPECT_THAT(run_until(1.0), ElementsAre("now@0.5", "later@0.501"));
 }
 
@@ -89,7 +89,7 @@ TEST_F(Firing, TimersDueAtOneDateFireInInsertionOrder) {
 
 TEST_F(Firing, FalseConditionStartsNoGroup) {
     play("NOTE 60 1\n  $go := false\n  group g @guard ($go) { print inside }\n  print after\n");
-    EXPECT_THAT(timeline(engine.delivered), ElementsAre("after@0"));
+    EXPECT_THAT(timeline(host.delivered), ElementsAre("after@0"));
 }
 
 TEST_F(Firing, IterationStartsOneBodyPerElement) {
@@ -100,7 +100,7 @@ TEST_F(Firing, IterationStartsOneBodyPerElement) {
 TEST_F(Firing, ActionsReadFromAStringRunAtOnce) {
     start(kOneNote);
     engine.playstring("print from_string 7");
-    EXPECT_THAT(timeline(engine.delivered), ElementsAre("from_string 7@0"));
+    EXPECT_THAT(timeline(host.delivered), ElementsAre("from_string 7@0"));
 }
 
 // ---- variables ----
@@ -109,22 +109,22 @@ TEST_F(Firing, AssignmentIsReadByLaterActions) {
     play("bpm 60\nNOTE 60 1\n  $x := 3\n  1 print x $x\nNOTE 62 1\n  print y ($x + 1)\n");
     at(1.0);
     engine.updatePosition(2);
-    ASSERT_EQ(engine.delivered.size(), 2u);
-    EXPECT_EQ(engine.delivered[0].args, "x 3");
-    EXPECT_EQ(engine.delivered[1].args, "y 4");
+    ASSERT_EQ(host.delivered.size(), 2u);
+    EXPECT_EQ(host.delivered[0].args, "x 3");
+    EXPECT_EQ(host.delivered[1].args, "y 4");
 }
 
 TEST_F(Firing, SwitchFiresOnlyTheFirstMatchingCase) {
     play("NOTE 60 1\n  $v := 2\n  switch ($v) {\n    case 1: print one\n    case 2: print two\n"
          "    case 2: print two_again\n  }\n");
-    EXPECT_THAT(timeline(engine.delivered), ElementsAre("two@0"));
+    EXPECT_THAT(timeline(host.delivered), ElementsAre("two@0"));
 }
 
 TEST_F(Firing, AssignmentBeyondTheEndOfATabResizesItAndWarns) {
     play("NOTE 60 1\n  $t := [1, 2, 3]\n  $t[5] := 6\n  print ($t[5]) ($t[4])\n");
     EXPECT_TRUE(console.has_error("Implicit array resizing in final array assignment (index = 5, size = 3)"));
-    ASSERT_EQ(engine.delivered.size(), 1u);
-    EXPECT_EQ(engine.delivered[0].args, "6 <<undef>>") << "the elements between are undefined";
+    ASSERT_EQ(host.delivered.size(), 1u);
+    EXPECT_EQ(host.delivered[0].args, "6 <<undef>>") << "the elements between are undefined";
 }
 
 // ---- abort ----
@@ -133,14 +133,14 @@ TEST_F(Firing, AbortStopsARunningGroupAfterItsHandler) {
     play("bpm 60\nNOTE 60 8\n  group g @abort := { print aborted } {\n    1 print one\n    1 print two\n"
          "    1 print three\n  }\n  2.5 abort g\n");
     EXPECT_THAT(run_until(10.0), ElementsAre("one@1", "two@2", "aborted@2.5"));
-    EXPECT_EQ(engine.active_timer_count(), 0u);
+    EXPECT_EQ(rt().active_timer_count(), 0u);
 }
 
 TEST_F(Firing, AbortKillsTheGroupsItStarted) {
     play("bpm 60\nNOTE 60 8\n  group g {\n    group inner { 1 print inner_one\n 2 print inner_two }\n"
          "    4 print outer\n  }\n  2 abort g\n");
     EXPECT_THAT(run_until(10.0), ElementsAre("inner_one@1"));
-    EXPECT_EQ(engine.active_timer_count(), 0u);
+    EXPECT_EQ(rt().active_timer_count(), 0u);
 }
 
 TEST_F(Firing, AbortOfDropsOneFutureChild) {
@@ -154,7 +154,7 @@ TEST_F(Firing, AbortFromItsOwnHandlerIsRefused) {
     play("NOTE 60 8\n  group g @abort := { abort g } { 2 print never }\n  1 abort g\n");
     run_until(10.0);
     EXPECT_TRUE(console.has_post("Warning: cannot kill an at-kill handler"));
-    EXPECT_THAT(engine.delivered, IsEmpty());
+    EXPECT_THAT(host.delivered, IsEmpty());
 }
 
 TEST_F(Firing, AbortOfAnUnknownGroupIsReported) {
@@ -168,7 +168,7 @@ TEST_F(Firing, MissedEventFiresLateExceptItsLocalActions) {
     play("bpm 60\nNOTE 60 1\nNOTE 62 1\n  print global\n  print local @local\nNOTE 64 1\n  print heard\n");
     at(2.0);
     engine.updatePosition(3);
-    EXPECT_THAT(timeline(engine.delivered), ElementsAre("global@2", "heard@2"));
+    EXPECT_THAT(timeline(host.delivered), ElementsAre("global@2", "heard@2"));
 }
 
 TEST_F(Firing, UnknownInternalCommandIsReported) {
@@ -178,9 +178,9 @@ TEST_F(Firing, UnknownInternalCommandIsReported) {
 
 TEST_F(Firing, StopKillsWhatRuns) {
     play("NOTE 60 8\n  group g { 1 print one\n 1 print two }\n");
-    EXPECT_EQ(engine.active_timer_count(), 1u);
+    EXPECT_EQ(rt().active_timer_count(), 1u);
     engine.cadenzium_stop();
-    EXPECT_EQ(engine.active_timer_count(), 0u);
+    EXPECT_EQ(rt().active_timer_count(), 0u);
     EXPECT_THAT(run_until(10.0), IsEmpty());
 }
 

@@ -10,19 +10,20 @@ const char* kGoodScore = "bpm 90\nNOTE 60 1 first\nNOTE 62 1\nNOTE 64 2 last\n";
 
 TEST(Lifecycle, LoadReportsCountsAndWarnsWithoutActions) {
     ConsoleCapture console;
-    TestEngine engine;
-    ASSERT_TRUE(engine.load(kGoodScore));
+    TestHost host;
+    ASSERT_TRUE(host.load(kGoodScore));
     EXPECT_TRUE(console.has_post("cadenzium - Warning: score with NO ACTION! (and 3 events)"));
     EXPECT_TRUE(console.has_post("cadenzium - Score loaded succesfully with 3 events and 0 actions."));
-    EXPECT_EQ(engine.score().CountEvents(), 3);
+    EXPECT_EQ(host.score().CountEvents(), 3);
 }
 
 TEST(Lifecycle, FailedLoadLeavesNoScore) {
     ConsoleCapture console;
-    TestEngine engine;
-    ASSERT_TRUE(engine.load(kGoodScore));
-    EXPECT_FALSE(engine.load("NOTE 60\n"));
-    EXPECT_EQ(engine.get_x_netscore(), nullptr) << "the good score is not restored";
+    TestHost host;
+    cadenzium_core& engine = host.engine;
+    ASSERT_TRUE(host.load(kGoodScore));
+    EXPECT_FALSE(host.load("NOTE 60\n"));
+    EXPECT_EQ(engine.score(), nullptr) << "the good score is not restored";
     EXPECT_TRUE(console.has_error("Abort loading score file"));
 
     console.clear();
@@ -32,22 +33,24 @@ TEST(Lifecycle, FailedLoadLeavesNoScore) {
         console.has_error("cadenzium - No score defined or loaded! Do not expect to follow nothing..."));
 
     // The engine stays usable.
-    ASSERT_TRUE(engine.load(kGoodScore));
+    ASSERT_TRUE(host.load(kGoodScore));
     engine.cadenzium_start("");
     EXPECT_TRUE(engine.is_running());
 }
 
 TEST(Lifecycle, MissingFileIsReported) {
     ConsoleCapture console;
-    TestEngine engine;
+    TestHost host;
+    cadenzium_core& engine = host.engine;
     EXPECT_FALSE(engine.ScoreParsing("/nonexistent/score.cad"));
     EXPECT_TRUE(console.has_error("Error in opening file /nonexistent/score.cad"));
 }
 
 TEST(Lifecycle, StartGoesToTheTopAndStopResets) {
     ConsoleCapture console;
-    TestEngine engine;
-    ASSERT_TRUE(engine.load(kGoodScore));
+    TestHost host;
+    cadenzium_core& engine = host.engine;
+    ASSERT_TRUE(host.load(kGoodScore));
     engine.cadenzium_start("");
     EXPECT_TRUE(engine.is_running());
     EXPECT_TRUE(console.has_post("cadenzium - Start follower... ."));
@@ -65,26 +68,29 @@ TEST(Lifecycle, StartGoesToTheTopAndStopResets) {
 }
 
 TEST(Lifecycle, JumpsAllowBackwardMoves) {
-    TestEngine engine;
-    ASSERT_TRUE(engine.load("NOTE 60 1 a\nNOTE 62 1\nNOTE 64 1 @jump a\n"));
+    TestHost host;
+    cadenzium_core& engine = host.engine;
+    ASSERT_TRUE(host.load("NOTE 60 1 a\nNOTE 62 1\nNOTE 64 1 @jump a\n"));
     engine.cadenzium_start("");
     engine.updatePosition(3);
     engine.updatePosition(1);
     EXPECT_EQ(engine.Position(), 1);
-    EXPECT_EQ(engine.positions, (std::vector<int>{0, 3, 1}));
+    EXPECT_EQ(host.positions, (std::vector<int>{0, 3, 1}));
 }
 
 TEST(Lifecycle, ObservationsAreIgnoredWhileStopped) {
-    TestEngine engine;
-    ASSERT_TRUE(engine.load(kGoodScore));
+    TestHost host;
+    cadenzium_core& engine = host.engine;
+    ASSERT_TRUE(host.load(kGoodScore));
     const float note[2] = {60, 100};
     engine.cadenzium_doit(2, note);
-    EXPECT_TRUE(engine.positions.empty());
+    EXPECT_TRUE(host.positions.empty());
 }
 
 TEST(Lifecycle, PreloadUnderAnExistingNameReplaces) {
     ConsoleCapture console;
-    TestEngine engine;
+    TestHost host;
+    cadenzium_core& engine = host.engine;
     TempScore first(kGoodScore), second("NOTE 70 1\n");
     ASSERT_TRUE(engine.preloadScore(first.path, "piece"));
     EXPECT_TRUE(console.has_post("cadenzium - Preloaded score 'piece' with 3 events and 0 actions."));
@@ -95,7 +101,7 @@ TEST(Lifecycle, PreloadUnderAnExistingNameReplaces) {
 
     engine.cadenzium_start("piece");
     EXPECT_TRUE(engine.is_running());
-    EXPECT_EQ(engine.get_x_netscore()->CountEvents(), 1);
+    EXPECT_EQ(engine.score()->CountEvents(), 1);
     EXPECT_TRUE(console.has_post("cadenzium - Starting \"piece\"... ."));
 
     console.clear();
@@ -109,23 +115,25 @@ TEST(Lifecycle, PreloadUnderAnExistingNameReplaces) {
 
 TEST(Lifecycle, StringsReadIntoTheRunningSystem) {
     ConsoleCapture console;
-    TestEngine engine;
-    ASSERT_TRUE(engine.load(kGoodScore));
-    Score* before = engine.get_x_netscore();
+    TestHost host;
+    cadenzium_core& engine = host.engine;
+    ASSERT_TRUE(host.load(kGoodScore));
+    Score* before = engine.score();
     EXPECT_TRUE(engine.StringParsing("NOTE 60 1"));
-    EXPECT_EQ(engine.get_x_netscore(), before) << "the current score comes back";
+    EXPECT_EQ(engine.score(), before) << "the current score comes back";
     EXPECT_FALSE(engine.StringParsing("NOTE 60"));
     EXPECT_TRUE(console.has_error("cadenzium - Abort loading string 'NOTE 60'"));
 }
 
 TEST(Lifecycle, FramesFillTheWindowExactly) {
-    TestEngine engine;
+    TestHost host;
+    cadenzium_core& engine = host.engine;
     engine.cadenzium_analysisParameters(1024, 256);
     std::vector<float> block(512, 0.25f);
     // Not running: blocks feed the window but nothing is decoded.
     for (int i = 0; i < 8; ++i)
         engine.cadenzium_next_frame(block.data());
-    EXPECT_TRUE(engine.positions.empty());
+    EXPECT_TRUE(host.positions.empty());
 }
 
 } // namespace

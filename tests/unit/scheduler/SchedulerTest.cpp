@@ -20,9 +20,9 @@ TEST_F(AbsoluteList, TimersWakeInDateOrderEachInItsInstant) {
     sched.insertAbsoluteTimer(&timer("b"), 1.0);
     sched.insertAbsoluteTimer(&timer("a"), 0.5);
     sched.insertAbsoluteTimer(&timer("c"), 2.0);
-    EXPECT_EQ(VirtualTime::pending(), 1) << "one clock per list, armed for the head";
+    EXPECT_EQ(env.clock.queue.pending(), 1) << "one clock per list, armed for the head";
 
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 0.5, 1}, Wake{"b", 1.0, 2}, Wake{"c", 2.0, 3}));
     EXPECT_FALSE(sched.is_armed(SCHED_ABSOLUTE));
 }
@@ -32,7 +32,7 @@ TEST_F(AbsoluteList, EqualDatesWakeInInsertionOrderInOneInstant) {
     sched.insertAbsoluteTimer(&timer("early"), 0.5);
     sched.insertAbsoluteTimer(&timer("second"), 1.0);
     sched.insertAbsoluteTimer(&timer("third"), 1.0);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"early", 0.5, 1}, Wake{"first", 1.0, 2}, Wake{"second", 1.0, 2},
                                    Wake{"third", 1.0, 2}));
 }
@@ -43,7 +43,7 @@ TEST_F(AbsoluteList, DelayBelowEpsilonWakesInsideTheInsertion) {
     sched.insertRelativeTimer(&timer("rel"), 0.00009);
     sched.insertLocalTempoTimer(&timer("loc"), 0.00009);
     EXPECT_THAT(trace, ElementsAre(Wake{"abs", 0.25, 0}, Wake{"rel", 0.25, 0}, Wake{"loc", 0.25, 0}));
-    EXPECT_EQ(VirtualTime::pending(), 0);
+    EXPECT_EQ(env.clock.queue.pending(), 0);
 
     sched.insertAbsoluteTimer(&timer("at epsilon"), 0.0001);
     EXPECT_EQ(trace.size(), 3u) << "the epsilon itself is a delay";
@@ -54,7 +54,7 @@ TEST_F(AbsoluteList, InsertionAgesTheHeadByTheTimeGone) {
     instant_at(1.5);
     sched.insertAbsoluteTimer(&timer("b"), 0.25); // due 1.75, before a
     sched.insertAbsoluteTimer(&timer("c"), 0.5);  // due 2.0, tied with a
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"b", 1.75, 1}, Wake{"a", 2.0, 2}, Wake{"c", 2.0, 2}));
 }
 
@@ -66,7 +66,7 @@ TEST_F(AbsoluteList, TimerMayScheduleItselfAgainFromItsWakeUp) {
     };
     sched.insertAbsoluteTimer(&tick, 0.5);
     sched.insertAbsoluteTimer(&timer("other"), 1.25);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"tick", 0.5, 1}, Wake{"tick", 1.0, 2}, Wake{"other", 1.25, 3},
                                    Wake{"tick", 1.5, 4}));
 }
@@ -76,7 +76,7 @@ TEST_F(AbsoluteList, ClockThatFiresEarlyIsArmedAgainForWhatIsLeft) {
     sched.callback_abs(); // no time has passed since the insertion
     EXPECT_THAT(trace, IsEmpty());
     EXPECT_TRUE(sched.is_armed(SCHED_ABSOLUTE));
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 1.0, 1}));
 }
 
@@ -89,7 +89,7 @@ TEST_F(AbsoluteList, TempoChangeMovesDatesInBeatsButNotWakeUps) {
     set_tempo(120.0);
     EXPECT_DOUBLE_EQ(a.last_pos, 1.0);
     EXPECT_DOUBLE_EQ(a.date, 3.0) << "one second left, at 120 BPM";
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 2.0, 1}));
 }
 
@@ -104,7 +104,7 @@ TEST_F(RelativeList, TempoChangeReArmsTheHeadForTheBeatsLeft) {
     set_tempo(120.0); // half a beat left of a: 250 ms
     EXPECT_DOUBLE_EQ(sched.get_seconds_per_beat(), 0.5);
     EXPECT_DOUBLE_EQ(sched.rel_clock.sim.due_time(), 0.75);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 0.75, 1}, Wake{"b", 1.25, 2}));
 }
 
@@ -121,7 +121,7 @@ TEST_F(RelativeList, OverdueHeadWakesInsideTheTempoChange) {
     jump_to(1.25); // a position update comes before a's clock
     set_tempo(120.0);
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 1.25, 0}));
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 1.25, 0}, Wake{"b", 2.25, 1})) << "two beats after a, at 120";
 }
 
@@ -131,7 +131,7 @@ TEST_F(RelativeList, UndefinedTempoArmsTheHeadForZeroMilliseconds) {
     set_tempo(0.0);
     EXPECT_TRUE(sched.is_armed(SCHED_RELATIVE));
     EXPECT_DOUBLE_EQ(sched.rel_clock.sim.due_time(), 0.5);
-    VirtualTime::run_until(0.5);
+    env.clock.queue.run_until(0.5);
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 0.5, 1}));
 }
 
@@ -141,7 +141,7 @@ TEST_F(RelativeList, InsertionAgesTheHeadInBeats) {
     instant_at(0.5);                             // one beat gone
     sched.insertRelativeTimer(&timer("b"), 0.5); // due 0.75
     sched.insertRelativeTimer(&timer("c"), 1.0); // due 1.0, tied with a
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"b", 0.75, 1}, Wake{"a", 1.0, 2}, Wake{"c", 1.0, 2}));
 }
 
@@ -151,7 +151,7 @@ TEST_F(RelativeList, ConservativeUpdateLeavesTheRelativeListFrozen) {
     env.tempo = 120.0;
     sched.UpdateConservativeTempo();
     EXPECT_DOUBLE_EQ(sched.get_seconds_per_beat(), 1.0);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"rel", 1.0, 1}));
 }
 
@@ -165,7 +165,7 @@ TEST_F(Removal, RemovingATimerBehindTheHeadKeepsTheOthersDates) {
     sched.insertAbsoluteTimer(&b, 2.0);
     sched.insertAbsoluteTimer(&timer("c"), 3.0);
     EXPECT_EQ(sched.Reset(&b, SCHED_ABSOLUTE), 1);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 1.0, 1}, Wake{"c", 3.0, 2}));
 }
 
@@ -180,7 +180,7 @@ TEST_F(Removal, RemovingTheHeadArmsTheClockForTheNext) {
     sched.Reset(&a, SCHED_ABSOLUTE);
     sched.Reset(&r, SCHED_RELATIVE);
     EXPECT_DOUBLE_EQ(sched.abs_clock.sim.due_time(), 2.0);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"s", 1.5, 1}, Wake{"b", 2.0, 2}));
 }
 
@@ -199,14 +199,14 @@ TEST_F(Removal, RemovingTheLastTimerDisarmsTheList) {
     sched.insertRelativeTimer(&a, 1.0);
     sched.Reset(&a, SCHED_RELATIVE);
     EXPECT_FALSE(sched.is_armed(SCHED_RELATIVE));
-    EXPECT_EQ(VirtualTime::pending(), 0);
+    EXPECT_EQ(env.clock.queue.pending(), 0);
 }
 
 TEST_F(Removal, AnUnknownTimerChangesNothing) {
     sched.insertAbsoluteTimer(&timer("a"), 1.0);
     EXPECT_EQ(sched.Reset(&timer("stranger"), SCHED_ABSOLUTE), 1);
     EXPECT_EQ(sched.Reset(&timer("elsewhere"), SCHED_LOCAL), 1);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 1.0, 1}));
 }
 
@@ -217,7 +217,7 @@ TEST_F(Removal, TimerMayRemoveTheNextHeadFromItsWakeUp) {
     sched.insertAbsoluteTimer(&a, 1.0);
     sched.insertAbsoluteTimer(&b, 2.0);
     sched.insertAbsoluteTimer(&timer("c"), 3.0);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"a", 1.0, 1}, Wake{"c", 3.0, 2}));
 }
 
@@ -235,7 +235,7 @@ TEST_F(LocalList, TempoChangeRecomputesAndReordersTheWakeUps) {
     instant_at(1.0);
     x.local_tempo = 20.0; // x's last beat now lasts 3 s
     set_tempo(90.0);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"y", 3.0, 1}, Wake{"x", 4.0, 2}));
 }
 
@@ -246,7 +246,7 @@ TEST_F(LocalList, ConservativeUpdateRecomputesTheLocalList) {
     instant_at(1.0);
     x.local_tempo = 120.0;
     sched.UpdateConservativeTempo();
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"x", 1.5, 1}));
 }
 
@@ -259,7 +259,7 @@ TEST_F(LocalList, RescheduleMovesTheTimerToItsNewDate) {
     instant_at(1.0);
     x.local_tempo = 240.0; // one beat left: 0.25 s
     sched.reschedule(&x, SCHED_LOCAL);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"x", 1.25, 1}, Wake{"y", 1.75, 2}));
 }
 
@@ -271,7 +271,7 @@ TEST_F(LocalList, RescheduleOfAnotherListIsAnInternalError) {
     EXPECT_TRUE(console.has_error("Internal Error (please report): "));
     sched.reschedule(&x, SCHED_NONE);
     EXPECT_EQ(console.errors.size(), 1u);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"x", 1.0, 1}));
 }
 
@@ -292,7 +292,7 @@ TEST_F(LocalList, ExpressionTempoIsRefreshedAndAttachedAtInsertion) {
     sched.insertLocalTempoTimer(&x, 2.0);
     EXPECT_DOUBLE_EQ(x.local_tempo, 30.0);
     EXPECT_EQ(x.attached, 1);
-    VirtualTime::run_to_end();
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, ElementsAre(Wake{"x", 2.0, 1}));
 }
 
@@ -309,8 +309,8 @@ TEST_F(SchedulerLifecycle, ResetEmptiesAndDisarmsEveryList) {
         EXPECT_EQ(sched.pending(type), 0u);
         EXPECT_FALSE(sched.is_armed(type));
     }
-    EXPECT_EQ(VirtualTime::pending(), 0);
-    VirtualTime::run_to_end();
+    EXPECT_EQ(env.clock.queue.pending(), 0);
+    env.clock.queue.run_to_end();
     EXPECT_THAT(trace, IsEmpty());
 }
 
@@ -324,7 +324,7 @@ TEST_F(SchedulerLifecycle, PoolGrowsWhenMoreTimersWaitThanItHeld) {
         small.insertAbsoluteTimer(many.back().get(), 1.0);
     }
     EXPECT_EQ(small.pool_size(), 5u);
-    VirtualTime::run_to_end();
+    small_env.clock.queue.run_to_end();
     ASSERT_EQ(small_trace.size(), 5u);
     EXPECT_EQ(small_trace.front().name, "a");
     EXPECT_EQ(small_trace.back().name, "e");
@@ -341,7 +341,7 @@ TEST_F(SchedulerLifecycle, SteadyStateAllocatesNothing) {
         sched.Reset(&gone, SCHED_RELATIVE);
         env.tempo = env.tempo == 60.0 ? 120.0 : 60.0;
         sched.UpdateTempo();
-        VirtualTime::run_to_end();
+        env.clock.queue.run_to_end();
         trace.clear();
     };
     cycle();

@@ -3,6 +3,7 @@
 #include "ConsoleCapture.hpp"
 #include "RunTime/CadClock.hpp"
 #include "RunTime/HostClock.hpp"
+#include "RunTime/TimeBase.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,40 +19,37 @@ namespace {
 
 // A clock that writes its firings, with the virtual time of each.
 struct Probe {
-    explicit Probe(std::vector<std::string>& log, std::string name)
+    Probe(TimeBase& time, std::vector<std::string>& log, std::string name)
         : log(log)
-        , name(std::move(name)) {}
+        , name(std::move(name))
+        , clock(time, this, fire) {}
 
     static void fire(void* self) {
         auto* p = static_cast<Probe*>(self);
-        p->log.push_back(p->name + "@" + std::to_string(CadClock::GetTime()).substr(0, 5));
+        p->log.push_back(p->name + "@" + std::to_string(p->clock.time.GetTime()).substr(0, 5));
         if (p->then) p->then();
     }
 
     std::vector<std::string>& log;
     std::string name;
     std::function<void()> then;
-    CadClock clock{this, fire};
+    CadClock clock;
 };
 
 class VirtualClock : public ::testing::Test {
 protected:
-    VirtualClock() {
-        CadClock::fastforward = false;
-        VirtualTime::Reset_all();
-        CadClock::init_at(0.0);
+    explicit VirtualClock(HostClocks* host = nullptr)
+        : time(host) {
+        time.init_at(0.0);
     }
-    ~VirtualClock() override {
-        VirtualTime::Reset_all();
-        install_host_clocks(previous_host);
-    }
+    ~VirtualClock() override { probes.clear(); }
 
     Probe& probe(const std::string& name) {
-        probes.push_back(std::make_unique<Probe>(log, name));
+        probes.push_back(std::make_unique<Probe>(time, log, name));
         return *probes.back();
     }
 
-    HostClocks* previous_host = install_host_clocks(nullptr);
+    TimeBase time;
     std::vector<std::string> log;
     std::vector<std::unique_ptr<Probe>> probes;
 };
@@ -60,11 +58,11 @@ TEST_F(VirtualClock, RunUntilFiresWhatIsDueInDateOrderAndStops) {
     probe("late").clock.Delay(300.0);
     probe("first").clock.Delay(100.0);
     probe("second").clock.Delay(200.0);
-    VirtualTime::run_until(0.25);
+    time.queue.run_until(0.25);
     EXPECT_THAT(log, ElementsAre("first@0.100", "second@0.200"));
-    EXPECT_EQ(VirtualTime::pending(), 1);
+    EXPECT_EQ(time.queue.pending(), 1);
 
-    VirtualTime::run_until(0.3);
+    time.queue.run_until(0.3);
     EXPECT_THAT(log, ElementsAre("first@0.100", "second@0.200", "late@0.300")) << "due exactly at t";
 }
 
@@ -73,7 +71,7 @@ TEST_F(VirtualClock, EqualDatesFireInArmingOrder) {
     probe("b").clock.Delay(100.0);
     probe("c").clock.Delay(50.0);
     probe("d").clock.Delay(100.0);
-    VirtualTime::run_to_end();
+    time.queue.run_to_end();
     EXPECT_THAT(log, ElementsAre("c@0.050", "a@0.100", "b@0.100", "d@0.100"));
 }
 
@@ -84,8 +82,8 @@ TEST_F(VirtualClock, ArmingAgainReplacesThePendingFiring) {
     Probe& later = probe("later");
     later.clock.Delay(60.0);
     later.clock.Delay(120.0);
-    EXPECT_EQ(VirtualTime::pending(), 2);
-    VirtualTime::run_to_end();
+    EXPECT_EQ(time.queue.pending(), 2);
+    time.queue.run_to_end();
     EXPECT_THAT(log, ElementsAre("sooner@0.050", "later@0.120"));
 }
 
@@ -94,23 +92,23 @@ TEST_F(VirtualClock, ResetDisarms) {
     p.clock.Delay(100.0);
     p.clock.Reset();
     p.clock.Reset();
-    VirtualTime::run_to_end();
+    time.queue.run_to_end();
     EXPECT_TRUE(log.empty());
 }
 
 TEST_F(VirtualClock, DelaysCountFromTheVirtualNow) {
     Probe& p = probe("p");
-    CadClock::SetTime(2.0);
-    EXPECT_DOUBLE_EQ(CadClock::GetTime(), 2.0);
+    time.SetTime(2.0);
+    EXPECT_DOUBLE_EQ(time.GetTime(), 2.0);
     p.clock.Delay(500.0);
-    VirtualTime::run_to_end();
+    time.queue.run_to_end();
     EXPECT_THAT(log, ElementsAre("p@2.500"));
 }
 
 TEST_F(VirtualClock, MakingAClockZeroesTheVirtualNow) {
-    CadClock::SetTime(2.0);
+    time.SetTime(2.0);
     probe("p").clock.Delay(500.0);
-    VirtualTime::run_to_end();
+    time.queue.run_to_end();
     EXPECT_THAT(log, ElementsAre("p@0.500"));
 }
 
@@ -122,27 +120,27 @@ TEST_F(VirtualClock, CallbackArmingItselfForZeroFiresAgainInTheSameRun) {
     };
     p.clock.Delay(100.0);
     probe("after").clock.Delay(100.0);
-    VirtualTime::run_until(0.1);
+    time.queue.run_until(0.1);
     EXPECT_THAT(log, ElementsAre("p@0.100", "after@0.100", "p@0.100", "p@0.100"));
 }
 
 TEST_F(VirtualClock, ResetAllEmptiesTheQueueEvenFromACallback) {
     Probe& p = probe("p");
-    p.then = [] { CadClock::Reset_all(); };
+    p.then = [this] { time.Reset_all(); };
     p.clock.Delay(100.0);
     probe("never").clock.Delay(200.0);
-    VirtualTime::run_to_end();
+    time.queue.run_to_end();
     EXPECT_THAT(log, ElementsAre("p@0.100"));
-    EXPECT_EQ(VirtualTime::pending(), 0);
+    EXPECT_EQ(time.queue.pending(), 0);
 }
 
 TEST_F(VirtualClock, ClockDestroyedWhilePendingLeavesTheQueue) {
     probe("stays").clock.Delay(200.0);
     {
-        Probe gone(log, "gone");
+        Probe gone(time, log, "gone");
         gone.clock.Delay(100.0);
     }
-    VirtualTime::run_to_end();
+    time.queue.run_to_end();
     EXPECT_THAT(log, ElementsAre("stays@0.200"));
 }
 
@@ -176,11 +174,9 @@ public:
 
 class HostedClock : public VirtualClock {
 protected:
-    HostedClock() { install_host_clocks(&host); }
-    ~HostedClock() override {
-        probes.clear();
-        CadClock::fastforward = false;
-    }
+    HostedClock()
+        : VirtualClock(&host) {}
+    ~HostedClock() override { probes.clear(); }
     FakeHost host;
 };
 
@@ -189,45 +185,45 @@ TEST_F(HostedClock, ArmingGoesToTheHostOutsideFastForward) {
     p.clock.Delay(12.5);
     p.clock.Reset();
     EXPECT_THAT(host.calls, ElementsAre("delay 1 12.5", "unset 1"));
-    EXPECT_EQ(VirtualTime::pending(), 0);
+    EXPECT_EQ(time.queue.pending(), 0);
 }
 
 TEST_F(HostedClock, TimeIsTheHostsFromInitNow) {
     host.time_ms = 5000.0;
-    CadClock::init_now();
-    EXPECT_DOUBLE_EQ(CadClock::GetTime(), 0.0);
+    time.init_now();
+    EXPECT_DOUBLE_EQ(time.GetTime(), 0.0);
     host.time_ms = 5250.0;
-    EXPECT_DOUBLE_EQ(CadClock::GetTime(), 0.25);
+    EXPECT_DOUBLE_EQ(time.GetTime(), 0.25);
 }
 
 TEST_F(HostedClock, SettingTimeOrResettingAllOutsideFastForwardIsAnInternalError) {
     ConsoleCapture console;
-    CadClock::SetTime(3.0);
+    time.SetTime(3.0);
     EXPECT_TRUE(console.has_error("Internal Error (please report): "));
     EXPECT_TRUE(console.has_error(
         "INTERNAL ERROR: NOT YET IMPLEMENTED: please report: 'CadClock::SetTime in non-standalone target'"));
-    CadClock::Reset_all();
+    time.Reset_all();
     EXPECT_TRUE(console.has_error("INTERNAL ERROR: NOT YET IMPLEMENTED: please report: 'CadClock::Reset_all "
                                   "in non-standalone target'"));
-    EXPECT_DOUBLE_EQ(VirtualTime::virtual_now(), 0.0);
+    EXPECT_DOUBLE_EQ(time.queue.virtual_now(), 0.0);
 }
 
 TEST_F(HostedClock, FastForwardRunsVirtuallyAndHandsPendingFiringsToTheHost) {
     Probe& a = probe("a");
     Probe& b = probe("b");
     Probe& c = probe("c");
-    CadClock::fastforward = true;
-    CadClock::SetTime(2.0);
+    time.fastforward = true;
+    time.SetTime(2.0);
     b.clock.Delay(1500.0);
     a.clock.Delay(500.0);
     c.clock.Delay(100.0);
-    VirtualTime::run_until(2.2);
+    time.queue.run_until(2.2);
     EXPECT_THAT(log, ElementsAre("c@2.100"));
     EXPECT_TRUE(host.calls.empty());
 
-    CadClock::set_normal_mode();
-    EXPECT_FALSE(CadClock::fastforward);
-    EXPECT_EQ(VirtualTime::pending(), 0);
+    time.set_normal_mode();
+    EXPECT_FALSE(time.fastforward);
+    EXPECT_EQ(time.queue.pending(), 0);
     // Each pending clock goes to the host in date order, with its date less
     // the hand-over time, as the queue holds it.
     ASSERT_EQ(host.calls.size(), 2u);
@@ -235,7 +231,7 @@ TEST_F(HostedClock, FastForwardRunsVirtuallyAndHandsPendingFiringsToTheHost) {
     EXPECT_NEAR(std::stod(host.calls[0].substr(8)), 0.4, 1e-9);
     EXPECT_EQ(host.calls[1].substr(0, 8), "delay 2 ");
     EXPECT_NEAR(std::stod(host.calls[1].substr(8)), 1.4, 1e-9);
-    EXPECT_DOUBLE_EQ(VirtualTime::start_time(), -2.1) << "the last firing was at 2.1";
+    EXPECT_DOUBLE_EQ(time.queue.start_time(), -2.1) << "the last firing was at 2.1";
 }
 
 } // namespace

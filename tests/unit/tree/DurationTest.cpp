@@ -4,7 +4,8 @@
 #include "ConsoleCapture.hpp"
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
-#include "TestEngine.hpp"
+#include "Exp/Var.hpp"
+#include "TestContext.hpp"
 
 #include <gtest/gtest.h>
 
@@ -30,18 +31,18 @@ TEST(CadDuration, AConstantNumberFoldsIntoALiteral) {
 
 TEST(CadDuration, AVariableIsReadWhenEvaluated) {
     ConsoleCapture console;
-    TestEngine engine;
-    ASSERT_TRUE(engine.load("NOTE 60 1\n$d := 1\n"));
-    auto* var = new Var(&engine, "$d");
-    var->set_env(engine.get_globalenv_as_env(), {}, GLOBAL_SCOPE_LEVEL);
+    TestContext ctx;
+    ctx.global.define_var("$d", -1, int_value(1));
+    auto* var = new Var(&ctx, "$d");
+    var->set_env(&ctx.global, {}, GLOBAL_SCOPE_LEVEL);
     CadDuration d(var, DURATION_SECONDS);
     EXPECT_FALSE(d.is_constant());
     EXPECT_FALSE(d.is_statically_less_than_epsilon()) << "unknown before the run is not zero";
 
-    engine.get_env()->set_var(var->vm_index, string_value("late"));
+    ctx.global.set_var(var->vm_index, string_value("late"));
     EXPECT_TRUE(std::isnan(d.eval()));
     EXPECT_TRUE(console.has_error("Bad duration $d"));
-    engine.get_env()->set_var(var->vm_index, float_value(0.00005));
+    ctx.global.set_var(var->vm_index, float_value(0.00005));
     EXPECT_TRUE(d.is_less_than_epsilon());
 }
 

@@ -1,0 +1,146 @@
+// The entries of firing, the rules of the three modes, and the atomic
+// actions that do their work at once: messages, calls, commands, asserts.
+#include "RunTime/Firing.hpp"
+
+#include "Base/Console.hpp"
+#include "Exp/Environment.hpp"
+#include "Exp/ValueKinds.hpp"
+#include "RunTime/Environment_RunTime.hpp"
+#include "RunTime/HostPort.hpp"
+#include "Tree/Assignments.hpp"
+#include "Tree/AtomicActions.hpp"
+#include "Tree/Compound.hpp"
+#include "Tree/Curve.hpp"
+#include "Tree/DspActions.hpp"
+
+void Fire(Runtime& rt, Action& action, double date, double delay, duration_type unit) {
+    Firing firing(rt, MODE_NORMAL, date, delay, unit);
+    action.accept(firing);
+}
+
+void Fire_late(Runtime& rt, Action& action, double date, double delay, duration_type unit) {
+    Firing firing(rt, MODE_LATE, date, delay, unit);
+    action.accept(firing);
+}
+
+void Fire_sim(Runtime& rt, Action& action, double date, double delay, duration_type unit) {
+    Firing firing(rt, MODE_SIMULATION, date, delay, unit);
+    action.accept(firing);
+}
+
+bool condition_holds(const Action& a) {
+    return !a.condition || eval_bool(a.condition);
+}
+
+bool Firing::runs(const Action& a) const {
+    switch (mode) {
+    case MODE_NORMAL:
+        return true;
+    case MODE_LATE:
+        return a.locality != LOCALITY_LOCAL;
+    case MODE_SIMULATION:
+        return false;
+    }
+    return false;
+}
+
+void Firing::not_run_yet(Action& a) {
+    if (!rt.reported_kinds.insert(a.word()).second) return;
+    error("'%s' actions are not run yet: ignored", a.word().c_str());
+    a.post_location();
+}
+
+// ---- messages ----
+
+void Firing::visit(Message& a) {
+    if (!runs(a)) return;
+    const std::string name = a.receiver_expr ? a.receiver_expr->eval()->get_string() : a.receiver;
+    if (!condition_holds(a)) return;
+    for (std::size_t i = 0; i < a.arguments.size(); ++i) {
+        if (i > 0 && a.receiver_expr) a.receiver_expr->eval();
+        auto* m = new message;
+        m->receiver = name;
+        m->values.reserve(a.arguments[i].size());
+        for (const Expression* e : a.arguments[i])
+            m->values.push_back(e->eval());
+        m->source = &a;
+        rt.queue_message(m);
+    }
+}
+
+// ---- calls, commands, asserts ----
+
+void Firing::visit(ProcCall& a) {
+    if (!runs(a) || !condition_holds(a)) return;
+    const Value callee = a.process ? a.process->eval() : Value();
+    if (!callee->is_proc()) {
+        error("Bad proc application: %s does not refer to a proc [aap1]", a.name.c_str());
+        a.post_location();
+        return;
+    }
+    std::vector<Value> values;
+    values.reserve(a.args.size());
+    for (const Expression* e : a.args)
+        values.push_back(e->eval());
+    ProcDefinition* proc = rt.env.get_proc(value_cast<ProcValue>(*callee).val);
+    if (proc) rt.launch_process(proc, values, static_cast<float>(date), &a);
+}
+
+// The engine has no table of commands yet: every command is unknown.
+void Firing::visit(Internal_comm& a) {
+    if (!runs(a) || !condition_holds(a)) return;
+    error("%s - Unknown internal command '%s'", rt.port.name(), a.command.c_str());
+    a.post_location();
+}
+
+void Firing::visit(CadAssert& a) {
+    if (!runs(a)) return;
+    if (!condition_holds(a) || eval_bool(a.assertion)) return;
+    error("%s", a.message.c_str());
+    a.post_location();
+}
+
+// ---- kinds not run yet ----
+
+void Firing::visit(OscSend& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(OscRecv& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(OscOn& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(OscOff& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(OpenFileAction& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(CloseFileAction& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(DspEquation& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(DspPatch& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(DspFluidsynthAction& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(Lfwd& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(WhenAction& a) {
+    if (runs(a)) not_run_yet(a);
+}
+void Firing::visit(Curve& a) {
+    if (runs(a)) not_run_yet(a);
+}
+
+// Reactions to patterns are not run by this runtime, in any mode but the
+// simulation.
+void Firing::visit(WhenOnPattern& a) {
+    if (mode != MODE_SIMULATION) not_run_yet(a);
+}

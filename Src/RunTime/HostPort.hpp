@@ -1,0 +1,47 @@
+// The one interface through which a host plugs into the engine: the
+// standalone program, a patch object, a test. The host gives it to the
+// engine at construction and keeps it alive as long as the engine; the
+// engine calls it with the environment lock released, from the thread that
+// closed the instant (a decoding step, a clock, a command).
+//
+//   messages out    send_message: each message of the score, in the order
+//                   of its instant, after the instant
+//   positions out   report_position: each accepted position, once, with the
+//                   followed tempo
+//   clocks          clocks: one-shot timers of the host (null: the engine's
+//                   time is virtual, as offline)
+//   console         console: the engine's posts and errors
+//   signal          sample_rate, block_size: what frames will carry
+#pragma once
+
+#include "Base/Console.hpp"
+
+#include <string_view>
+
+class Event;
+class HostClocks;
+struct message;
+
+class HostPort {
+public:
+    virtual ~HostPort() = default;
+
+    // The name at the head of the engine's console lines.
+    virtual const char* name() const { return "cadenzium"; }
+
+    virtual void send_message(const message& m) = 0;
+    // `time` is the logical date of the instant (seconds), `tempo_bpm` the
+    // tempo the follower hears then.
+    virtual void report_position(int index, const Event* event, double time, double tempo_bpm) = 0;
+
+    virtual HostClocks* clocks() { return nullptr; }
+    // By default the process's console.
+    virtual void console(ConsoleLevel level, std::string_view text) { console_default(level, text); }
+
+    // Samples per second and per block of the signal; 0 without a signal.
+    virtual float sample_rate() const { return 0; }
+    virtual float block_size() const { return 0; }
+
+    // A score was read and is ready.
+    virtual void score_loaded() {}
+};

@@ -1,0 +1,224 @@
+// The reactive runtime of one engine. It owns the global environment (the
+// score's variables), the logical instant (its dates, its lock, its queue of
+// messages), the context of evaluation (the running execution and its
+// environments), the register of running compound actions and the scheduler
+// that wakes them. The score's expressions evaluate in it (`EvalContext`)
+// and its actions fire in it (Firing.hpp). What an instant sends leaves
+// through the host port after the instant, with the lock released.
+//
+// The engine tells it what to do: open the instant of an accepted position
+// with the facts of the onset, publish the frame's energy, reset to the top
+// of the score. Data goes one way: the runtime never calls the listening
+// machine.
+#pragma once
+
+#include "Exp/Environment.hpp"
+#include "RunTime/CadScheduler.hpp"
+#include "RunTime/Histogram.hpp"
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+class Action;
+class Bloc;
+class CadTimer;
+class Event;
+class HostPort;
+class Score;
+class TimeBase;
+struct message;
+
+// What the engine hands over with an accepted position, taken before the
+// instant: the tempo the follower hears now, a tempo change written in the
+// score, and the energy of the frame.
+struct PositionFacts {
+    double tempo_bpm = 0;
+    bool score_tempo_changed = false;
+    double score_tempo_bpm = 0;
+    double energy = 0;
+};
+
+// Engine switches that decide what an instant does.
+struct RuntimeSwitches {
+    bool tempo_update_on = true;   // $RT_TEMPO follows the follower
+    bool actions_on = true;        // the score's actions fire (remote forwarding)
+    bool silent = false;           // messages are dropped instead of sent
+    bool prevent_zigzag = true;    // backward moves only along declared jumps
+    bool practice_on = false;      // every event reached late counts as missed
+    bool player_running = false;   // the score plays itself (no lock per position)
+    int play_state = 0;            // 0 following, else playing
+};
+
+// What the position instants count of a performance (practice mode).
+struct PracticeCounters {
+    float missed_count = 0;
+    float missed_duration = 0;
+    float timing_misses = 0;
+    float jumps = 0;
+    float timing_error_sum = 0;
+    std::vector<int> missed_events;
+};
+
+class Runtime final : public EvalContext, private SchedulerEnv {
+public:
+    Runtime(HostPort& port, TimeBase& time);
+    ~Runtime() override;
+    Runtime(const Runtime&) = delete;
+    Runtime& operator=(const Runtime&) = delete;
+
+    // ---- what evaluation asks (EvalContext) ----
+    GlobalEnvironment* global_env() override { return &env; }
+    std::vector<Environment*>& env_stack() override { return *envs; }
+    const InstantDates& instant() const override { return dates; }
+    int verbosity() const override { return verbosity_level; }
+    bool label_beat(const std::string& label, double& beat) const override;
+    bool exe_time(double& position, double& tempo) const override;
+    Value ambient_exe(const Action* ambient) const override;
+    bool exe_running(unsigned long id) const override;
+    std::unique_ptr<TempoOscillator> make_tempo_oscillator() const override;
+
+    // ---- the score being run (the engine's; may be null) ----
+    Score* score = nullptr;
+    int verbosity_level = 0;
+    RuntimeSwitches switches;
+    PracticeCounters practice;
+
+    // ---- the logical instant ----
+    // The environment lock: every instant runs under it.
+    void lock();
+    void unlock();
+    std::recursive_mutex& mutex() { return env_mutex; }
+    // Opens an instant at the engine's time; at the score position `pos`,
+    // or, with -1, wherever time has carried the position.
+    void start_logical_instant(int pos);
+    void end_logical_instant();
+    // Appends a message to the instant's queue, dated now.
+    void queue_message(message* m);
+    void clear_messages();
+    // Delivers the queue to the host with the lock released. With `unlock`
+    // the caller holds the lock and hands it back here; without, the queue
+    // is delivered only if the lock is free.
+    void send_messages(bool unlock);
+    // Back to the top of the score: date 0, before the first event.
+    void reset();
+
+    // ---- the position (each instant of an accepted position) ----
+    // The instant of event `pos`: clocks, system variables and their
+    // reactions, missed events, the event's actions, then the report.
+    void enter_position(int pos, const PositionFacts& facts);
+    // Another note within the current trill or multi-event.
+    void update_pitch();
+    // A frame decoded without an onset: $ENERGY takes its energy.
+    void update_energy(double v);
+    // A variable set from outside the score (host, OSC): one instant.
+    void ExternalUpdateVar(const std::string& name, const TaggedValue& v);
+    // Several variables at one date: their reactions run once.
+    void start_multiple_ExternalUpdateVar();
+    void set_multiple_var(std::vector<var_management*>& changed, unique_identifier uid, const TaggedValue& v);
+    void end_multiple_ExternalUpdateVar(std::vector<var_management*>& changed);
+    int position() const;
+    // The actions of event `index` in an instant of their own; the missed
+    // events from `first` up to `last` (excluded) in late mode.
+    void launch_event_actions(int index);
+    void launch_missed_events(int first, int last);
+
+    Event* current_event = nullptr;
+    Event* inner_event = nullptr;
+    Event* previous_event = nullptr;
+    Event* last_action_event = nullptr;
+    // False while a transport command places the position: no action fires.
+    bool actions_enabled = true;
+    bool rt_tempo_is_undef() const;
+
+    // ---- the context of evaluation ----
+    CadTimer* get_exe() const { return current_exe; }
+    std::vector<Environment*>* get_envs() const { return envs; }
+    void set_exe_context(CadTimer* timer, std::vector<Environment*>* stack) {
+        current_exe = timer;
+        envs = stack;
+    }
+    // Back to the top level: no execution, the global environment alone.
+    void set_static_context();
+
+    // ---- running compound actions ----
+    // The next execution number (1 and up; 0 names no execution).
+    std::uint64_t next_execution() { return ++executions_made; }
+    // Counts a new timer against the limits of simultaneous timers; false
+    // when it may not live (everything is then stopped).
+    bool admit_timer();
+    void register_timer(CadTimer* timer);
+    void unregister_timer(CadTimer* timer);
+    bool active(const CadTimer* timer) const;
+    CadTimer* find_exe(std::uint64_t id) const;
+    std::size_t active_timer_count() const;
+    // The running instances of `bloc`, in the order they started.
+    std::vector<CadTimer*> instances_of(const Bloc* bloc) const;
+    // Terminates every running compound action.
+    void Killall();
+    // True from the moment too many groups ran at once: the program stops.
+    bool gave_up() const { return given_up; }
+    // Abort handlers firing now: the timers they start are handlers.
+    int handlers_firing = 0;
+    // The kinds of action already reported as not run yet.
+    std::set<std::string> reported_kinds;
+
+private:
+    // Before the environment, which dates its first values with it.
+    InstantDates dates;
+
+public:
+    HostPort& port;
+    // The port's console: the runtime's lines go there while it works, in a
+    // clock's instant as in the engine's operations.
+    ConsoleSink console;
+    TimeBase& timebase;
+    GlobalEnvironment env;
+    t_scheduler scheduler;
+    Histogram stats;
+
+private:
+    // ---- SchedulerEnv ----
+    TimeBase& time() override { return timebase; }
+    double now() const override { return dates.now; }
+    double last_tempo() const override;
+    const ConsoleSink* console_sink() const override { return &console; }
+    void begin_clock_instant() override;
+    void end_clock_instant() override;
+
+    // Steps of the position instant.
+    void record_missed_events(Event& e);
+    void set_position_variables(Event& e, const PositionFacts& facts);
+    bool update_rt_tempo(double tempo_bpm);
+    void launch_position_actions();
+    void cadenzium_actions();
+    void propagate_multiple_var(std::vector<var_management*>& changed);
+    void give_up(std::size_t count);
+
+    std::recursive_mutex env_mutex;
+    int lock_depth = 0;
+    int logical_nesting = 0;
+    int previous_index = 0;
+    int last_position_given = 0;
+    double last_utime = 0.0;
+    double last_rnow_sent = -1.0;
+    std::vector<message*> pending;
+    // A position accepted under the lock, reported with the messages once
+    // the lock is released (-1: none), and the tempo to report with it.
+    int position_to_report = -1;
+    double tempo_to_report = 0;
+
+    CadTimer* current_exe = nullptr;
+    std::vector<Environment*>* envs;
+    std::vector<Environment*> init_envs;
+
+    mutable std::recursive_mutex timers_mutex;
+    std::map<std::uint64_t, CadTimer*> executions; // the running ones, by number
+    std::uint64_t executions_made = 0;
+    std::size_t alert_threshold = 5000;
+    std::size_t peak_timers = 0;
+    bool given_up = false;
+};

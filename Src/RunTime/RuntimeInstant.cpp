@@ -1,0 +1,248 @@
+// The logical instant: time stands still inside it, every variable gets one
+// date, and messages wait in a queue until the environment lock is
+// released. The outermost holder of the lock then takes the queue, releases
+// the lock and hands the messages to the host in order: the host is never
+// called with the lock held.
+#include "RunTime/Environment_RunTime.hpp"
+
+#include "Base/Console.hpp"
+#include "RunTime/CadScheduler.hpp"
+#include "RunTime/HostPort.hpp"
+#include "RunTime/TimeBase.hpp"
+#include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+// An instant with up to this many messages delivers them from the stack.
+constexpr std::size_t batch_on_stack = 256;
+
+// The tempo printed when the tempo is undefined.
+constexpr double bad_tempo = -6.66;
+
+struct Positions {
+    double rnow;
+    double rcnow;
+    bool reached = false; // rnow stops at the next event's beat
+};
+
+double tempo_or_bad(const GlobalEnvironment& env) {
+    const Value& t = env.unsafe_get_var(env.rt_tempo_index);
+    return t->is_undef() ? bad_tempo : t->get_double();
+}
+
+void deliver_one(HostPort& port, const message& m) {
+    if (m.values.empty()) {
+        error("WARNING: Empty message... !");
+        return;
+    }
+    try {
+        port.send_message(m);
+    } catch (const std::exception& e) {
+        error("%s - message to '%s' failed: %s", port.name(), m.receiver.c_str(), e.what());
+    } catch (...) {
+        error("%s - message to '%s' failed", port.name(), m.receiver.c_str());
+    }
+}
+
+} // namespace
+
+void Runtime::lock() {
+    env_mutex.lock();
+    ++lock_depth;
+}
+
+void Runtime::unlock() {
+    --lock_depth;
+    env_mutex.unlock();
+}
+
+double Runtime::last_tempo() const {
+    const Value& tempo = env.unsafe_get_var(env.rt_tempo_index);
+    return tempo->is_undef() ? 0.0 : tempo->get_double();
+}
+
+void Runtime::begin_clock_instant() {
+    lock();
+    start_logical_instant(-1);
+}
+
+void Runtime::end_clock_instant() {
+    end_logical_instant();
+    send_messages(true);
+}
+
+// Back to the top of the score: the instant restarts at date 0 before the
+// first event, with no event heard yet.
+void Runtime::reset() {
+    EnvironmentLock guard(*this);
+    dates.now = dates.rnow = dates.rcnow = 0.0;
+    current_event = score && !score->events.empty() ? score->events[0] : nullptr;
+    inner_event = previous_event = last_action_event = nullptr;
+    previous_index = dates.index = dates.next_index = last_position_given = 0;
+    last_rnow_sent = -1.0;
+    position_to_report = -1;
+    env.set_var(env.now_index, float_value(0.0));
+    env.set_var(env.rnow_index, float_value(0.0));
+    env.set_var(env.rcnow_index, float_value(0.0));
+    env.set_var(env.beat_pos_index, float_value(0.0));
+    start_logical_instant(-1);
+    end_logical_instant();
+}
+
+namespace {
+
+// The new positions of an instant at `time`. An instant of the score's
+// position jumps to the event's beat; any other extrapolates at the tempo,
+// with rnow pinned at the next event.
+Positions advance(const InstantDates& d, const GlobalEnvironment& env, const Score* score, const Event* inner,
+                  int pos, double time) {
+    Positions p{d.rnow, d.rcnow};
+    const Value& tempo = env.vars[env.rt_tempo_index].newest();
+    const bool tempo_defined = !tempo->is_undef();
+    const double beats = tempo_defined ? tempo->get_double() * (time - d.now) / 60.0 : 0.0;
+    if (pos >= 0) {
+        const Event* e = score->events[static_cast<std::size_t>(pos)];
+        const double b = (inner ? inner : e)->beatcum();
+        p.rnow = b;
+        if (pos == 0 || !e->isSilence())
+            p.rcnow = b;
+        else if (tempo_defined)
+            p.rcnow = d.rcnow + beats;
+        return p;
+    }
+    if (!tempo_defined) return p;
+    if (d.next_index == 0 || !score || d.next_index > score->get_cur_index()) {
+        p.rnow = p.rcnow = d.rnow + beats;
+        return p;
+    }
+    const double next_beat = score->events[static_cast<std::size_t>(d.next_index)]->beatcum();
+    p.rnow = std::min(d.rnow + beats, next_beat);
+    p.rcnow = d.rcnow + beats;
+    p.reached = p.rnow == next_beat;
+    return p;
+}
+
+} // namespace
+
+void Runtime::start_logical_instant(int pos) {
+    ++logical_nesting;
+    const double utime = GetCurrentUnixTimeMs();
+    const double time = std::max(dates.now, timebase.GetTime());
+    const bool debug = verbosity_level > 2;
+    if (debug) {
+        std::fprintf(stderr,
+                     "DEBUG: START logical instant [%d]: lnow=%ld utime=%.3f pos=%d time=%.6f current: now=%.6f "
+                     "rnow=%.6f rcnow=%.6f tempo=%.3f\n",
+                     logical_nesting, dates.count, utime, pos, time, dates.now, dates.rnow, dates.rcnow,
+                     tempo_or_bad(env));
+        if (pos >= 0 && pos <= last_position_given)
+            std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos, last_position_given);
+    }
+    if (pos >= 0 && (!score || pos > score->get_cur_index())) {
+        CAD_INTERNAL_ERROR(str_printf("instant at position %d out of the score", pos));
+        pos = -1;
+    }
+    if (pos >= 0) {
+        previous_index = dates.index;
+        dates.index = pos;
+        dates.next_index = score->nextEvent(pos);
+    }
+    const Positions p = advance(dates, env, score, inner_event, pos, time);
+    ++dates.count;
+    if (time - dates.now > SEC_EPSILON) {
+        stats.update_inter(utime - last_utime);
+        last_utime = utime;
+        dates.now = time;
+        env.vars[env.now_index].h_insert(float_value(time), time, p.rnow);
+    } else if (debug) {
+        std::fprintf(stderr, "DEBUG: ## time increment < SEC_EPSILON: %g\n", time - dates.now);
+    }
+    if (pos >= 0 || p.rnow - dates.rnow > BEAT_EPSILON) {
+        dates.rnow = p.rnow;
+        last_position_given = pos;
+        env.set_var(env.rnow_index, float_value(dates.rnow));
+        // The report of rnow to the editor goes at most every half second.
+        if (last_rnow_sent == -1.0 || time - last_rnow_sent > 0.5) last_rnow_sent = time;
+    } else if (debug) {
+        std::fprintf(stderr, "DEBUG: ## relative time increment < BEAT_EPSILON: %g\n", p.rnow - dates.rnow);
+    }
+    if (std::fabs(p.rcnow - dates.rcnow) > 0.0001) {
+        dates.rcnow = p.rcnow;
+        env.set_var(env.rcnow_index, float_value(dates.rcnow));
+    }
+    if (p.reached) scheduler.UpdateConservativeTempo();
+    if (debug)
+        std::fprintf(stderr, "       SET: utime=%.3f now=%.6f rnow=%.6f rcnow=%.6f\n", utime, dates.now,
+                     dates.rnow, dates.rcnow);
+}
+
+void Runtime::end_logical_instant() {
+    const double utime = GetCurrentUnixTimeMs();
+    if (verbosity_level > 2)
+        std::fprintf(stderr,
+                     "DEBUG: END logical instant [%d] utime=%.3f now=%.6f rnow=%.6f rcnow=%.6f tempo=%.3f\n",
+                     logical_nesting, utime, dates.now, dates.rnow, dates.rcnow, tempo_or_bad(env));
+    if (logical_nesting <= 0) {
+        CAD_INTERNAL_ERROR("an instant closed that was not open");
+        logical_nesting = 0;
+        return;
+    }
+    if (--logical_nesting == 0)
+        stats.update_duration_and_messages(utime - last_utime, static_cast<int>(pending.size()));
+}
+
+void Runtime::queue_message(message* m) {
+    m->date = dates.now;
+    pending.push_back(m);
+}
+
+void Runtime::clear_messages() {
+    for (message* m : pending)
+        delete m;
+    pending.clear();
+}
+
+void Runtime::send_messages(bool release) {
+    // Without the lock in hand: take it if nobody holds it, else leave the
+    // queue to its holder.
+    if (!release) {
+        if (!env_mutex.try_lock()) return;
+        ++lock_depth;
+    }
+    if (lock_depth >= 2) {
+        unlock(); // a nested holder: the outermost one delivers
+        return;
+    }
+    message* stack_batch[batch_on_stack];
+    std::vector<message*> heap_batch;
+    message** batch = stack_batch;
+    const std::size_t n = pending.size();
+    if (n > batch_on_stack) {
+        heap_batch.assign(pending.begin(), pending.end());
+        batch = heap_batch.data();
+    } else {
+        std::copy(pending.begin(), pending.end(), stack_batch);
+    }
+    pending.clear();
+    int report = -1;
+    const Event* reported = nullptr;
+    if (position_to_report >= 0 && score && position_to_report <= score->get_cur_index()) {
+        report = position_to_report;
+        reported = score->events[static_cast<std::size_t>(report)];
+    }
+    position_to_report = -1;
+    const double date = dates.now;
+    unlock();
+
+    if (report >= 0) port.report_position(report, reported, date, tempo_to_report);
+    for (std::size_t i = 0; i < n; ++i) {
+        if (!switches.silent) deliver_one(port, *batch[i]);
+        delete batch[i];
+    }
+}
