@@ -33,12 +33,12 @@ bool DotExpression::alive(unsigned long& exe) const {
     return v->get_bool();
 }
 
-// The variable in the environment of the running instance, found by name
-// through the current environments.
+// The variable in the environments of the running instance, found by name
+// from the innermost one.
 var_management* DotExpression::vm_in_scope(const char* mode) const {
     unsigned long exe = 0;
     if (!alive(exe)) return nullptr;
-    Environment* env = my_dynamic_env(ctx, uid);
+    Environment* env = ctx ? ctx->exe_environment(exe, uid) : nullptr;
     var_management* vm = env ? env->get_vm(uid) : nullptr;
     if (!vm)
         error("Local variable '%s' not found in the context of processus '%lu (%s)", name.c_str(), exe, mode);

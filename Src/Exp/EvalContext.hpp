@@ -50,6 +50,12 @@ public:
     // when nothing started.
     // Whether execution `id` still runs.
     virtual bool exe_running(unsigned long /*id*/) const { return false; }
+    // The innermost environment of the running execution `id` that defines
+    // the variable `uid`, or null.
+    virtual Environment* exe_environment(unsigned long /*id*/, unique_identifier /*uid*/) const { return nullptr; }
+    // Fires `action` now, at beat `position`, outside any running execution
+    // (a block used as a value); the execution it started, or exe 0.
+    virtual Value fire_action(Action& /*action*/, double /*position*/) { return exe_value(0); }
     virtual Value launch_process(ProcDefinition* /*proc*/, const std::vector<Value>& /*args*/,
                                  float /*beat_pos*/, const Action* /*ambient*/) {
         return exe_value(0);

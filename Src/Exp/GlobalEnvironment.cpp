@@ -1,6 +1,7 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Function.hpp"
 #include "Exp/Reference.hpp"
+#include "Exp/ScalarFunctions.hpp"
 
 #include <atomic>
 
@@ -18,6 +19,7 @@ GlobalEnvironment::GlobalEnvironment(EvalContext* engine)
     : Environment(engine) {
     last_engine = engine;
     reset_cached_variables();
+    install_scalar_functions(*this);
 }
 
 GlobalEnvironment::~GlobalEnvironment() {

@@ -82,7 +82,7 @@ ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, cons
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
     Action* action =
         Gfwd::make(driver.build(), "", nullptr, nullptr, release_actions(std::move(body)), nullptr, {}, &loc);
-    return std::make_unique<ActionAsExpression>(action, driver.keep(loc));
+    return std::make_unique<ActionAsExpression>(driver.eval(), action, driver.keep(loc));
 }
 
 ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc) {

@@ -106,7 +106,9 @@ public:
     void set_verbosity(int v);
     // The verbosity of the engine and of its listening machine, posted.
     void cadenzium_verbosity(int v);
-    bool is_running() const { return running == 1; }
+    // Following, and not stopped by a fault (too many groups at once).
+    bool is_running() const { return running == 1 && !rt.gave_up(); }
+    bool stopped_by_fault() const { return rt.gave_up(); }
     // The tempo the listening machine follows now, in BPM (0 when unknown).
     double current_tempo_bpm() const { return tempo.get_tempo(); }
 

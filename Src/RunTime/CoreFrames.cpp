@@ -44,7 +44,7 @@ void cadenzium_core::window_full() {
     const int keep = window - static_cast<int>(hop_size);
     std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep), static_cast<size_t>(keep) * sizeof(float));
     frame_fill = keep;
-    if (running != 1 || !follow_on) return;
+    if (!is_running() || !follow_on) return;
     std::lock_guard align_lock(align_mutex);
     align_busy = true;
     follow(*align, align->Align(GetTime()));
@@ -54,7 +54,7 @@ void cadenzium_core::window_full() {
 
 void cadenzium_core::cadenzium_doit(int n, const float* values) {
     const ConsoleScope scope(&rt.console);
-    if (running != 1 || !follow_on) return;
+    if (!is_running() || !follow_on) return;
     std::lock_guard lock(align_mutex);
     align_busy = true;
     if (n >= 1) {

@@ -56,6 +56,7 @@ void cadenzium_core::accept(int pos, double onset_time) {
     }
     track_tempo(pos, onset_time);
     PositionFacts facts;
+    facts.onset_time = onset_time;
     facts.tempo_bpm = tempo.get_tempo();
     facts.score_tempo_changed = tracking.score_tempo_changed;
     facts.score_tempo_bpm = tracking.score_tempo;

@@ -64,8 +64,11 @@ private:
     // Whether a kind without a late or simulated behaviour of its own runs
     // now: always in time, when late unless "@local", never simulated.
     bool runs(const Action& a) const;
-    // Kinds that this runtime does not run yet say so once each.
+    // Kinds and attributes that this runtime does not run yet say so once
+    // each.
     void not_run_yet(Action& a);
+    void not_run_yet(Action& a, const char* attribute);
+    void start_group(Gfwd& a, cadTimer_mode how);
     void fire_again(Action& child) const;
 
     Runtime& rt;

@@ -66,13 +66,21 @@ void Firing::visit(SwitchAction& a) {
 void Firing::visit(Gfwd& a) {
     if (mode == MODE_NORMAL) {
         if (!condition_holds(a) || a.actions.empty()) return;
-        exec_group::create(rt, a, date, delay, unit, MODE_NORMAL);
+        start_group(a, MODE_NORMAL);
         return;
     }
     if (mode != MODE_LATE || a.actions.empty()) return;
     if (!(a.tight || a.ante || a.post || a.locality != LOCALITY_LOCAL)) return;
     if (!condition_holds(a)) return;
-    exec_group::create(rt, a, date, delay, unit, MODE_LATE);
+    start_group(a, MODE_LATE);
+}
+
+// A tempo of the group's own ("@tempo", "@sync") is not followed yet: the
+// group runs at the followed tempo, and the score is told once.
+void Firing::start_group(Gfwd& a, cadTimer_mode how) {
+    if (a.tempo_expression || a.events_tempo) not_run_yet(a, "@tempo");
+    if (get_sync_var(a.attributes)) not_run_yet(a, "@sync");
+    exec_group::create(rt, a, date, delay, unit, how);
 }
 
 namespace {

@@ -30,8 +30,8 @@ public:
     virtual const char* name() const { return "cadenzium"; }
 
     virtual void send_message(const message& m) = 0;
-    // `time` is the logical date of the instant (seconds), `tempo_bpm` the
-    // tempo the follower hears then.
+    // `time` is when the onset was heard on the engine's clock (seconds),
+    // `tempo_bpm` the tempo the follower hears then.
     virtual void report_position(int index, const Event* event, double time, double tempo_bpm) = 0;
 
     virtual HostClocks* clocks() { return nullptr; }

@@ -5,6 +5,8 @@
 #include "Base/Console.hpp"
 #include "Listening/Tempo.hpp"
 #include "RunTime/CadTimer.hpp"
+#include "RunTime/Firing.hpp"
+#include "RunTime/exec.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/HostPort.hpp"
 #include "RunTime/TimeBase.hpp"
@@ -20,7 +22,6 @@ namespace {
 constexpr std::size_t queue_room = 256;
 
 constexpr std::size_t hard_limit = 20000;
-constexpr int kill_attempts = 40000;
 
 } // namespace
 
@@ -74,6 +75,25 @@ bool Runtime::exe_running(unsigned long id) const {
     return find_exe(id) != nullptr;
 }
 
+Environment* Runtime::exe_environment(unsigned long id, unique_identifier uid) const {
+    const CadTimer* t = find_exe(id);
+    if (!t) return nullptr;
+    for (auto it = t->stack.rbegin(); it != t->stack.rend(); ++it)
+        if (*it && (*it)->is_defined_var(uid)) return *it;
+    return nullptr;
+}
+
+// The block fires with no running execution as its father, in the
+// environments in force; the first execution the firing started is the
+// block's own.
+Value Runtime::fire_action(Action& action, double position) {
+    SavedContext saved(*this);
+    current_exe = nullptr;
+    const std::uint64_t before = executions_made;
+    Fire(*this, action, position, 0.0, DURATION_BEATS);
+    return exe_value(executions_made > before ? before + 1 : 0);
+}
+
 // ---- the context of evaluation ----
 
 void Runtime::set_static_context() {
@@ -84,6 +104,7 @@ void Runtime::set_static_context() {
 // ---- running compound actions ----
 
 bool Runtime::admit_timer() {
+    if (given_up) return false;
     const std::size_t count = active_timer_count() + 1;
     peak_timers = std::max(peak_timers, count);
     if (count >= hard_limit) {
@@ -98,21 +119,13 @@ bool Runtime::admit_timer() {
     return true;
 }
 
-// Too many groups at once: every running one is stopped and the runtime
-// gives up; the engine stops following.
+// Too many groups at once: the runtime gives up. Every running one is
+// stopped, none starts any more, and the engine stops following.
 void Runtime::give_up(std::size_t count) {
     error("Fatal Error: too much (%d) active groups: give up", static_cast<int>(count));
-    std::fprintf(stderr, "Fatal Error: too much (%d) active groups: give up\n", static_cast<int>(count));
-    for (int i = 0; i < kill_attempts && active_timer_count() > 0; ++i) {
-        CadTimer* first = nullptr;
-        {
-            std::lock_guard lock(timers_mutex);
-            first = executions.begin()->second;
-        }
-        first->terminate();
-    }
-    error("Fatal Error: too much (%d) active groups: stoping current program", static_cast<int>(count));
     given_up = true;
+    Killall();
+    error("Fatal Error: too much (%d) active groups: stoping current program", static_cast<int>(count));
 }
 
 void Runtime::register_timer(CadTimer* timer) {
@@ -151,9 +164,11 @@ std::vector<CadTimer*> Runtime::instances_of(const Bloc* bloc) const {
     return found;
 }
 
-// The set is copied first: a termination changes it and may end other
-// timers, which the `active` test then skips.
+// The scheduler's lists are emptied first, so that no termination has to
+// search them; the set is copied, since a termination changes it and may
+// end other timers, which the `active` test then skips.
 void Runtime::Killall() {
+    scheduler.reset();
     std::vector<CadTimer*> copy;
     {
         std::lock_guard lock(timers_mutex);

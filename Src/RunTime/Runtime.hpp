@@ -33,9 +33,11 @@ class TimeBase;
 struct message;
 
 // What the engine hands over with an accepted position, taken before the
-// instant: the tempo the follower hears now, a tempo change written in the
-// score, and the energy of the frame.
+// instant: when the onset was heard (the engine's clock), the tempo the
+// follower hears now, a tempo change written in the score, and the energy
+// of the frame.
 struct PositionFacts {
+    double onset_time = 0;
     double tempo_bpm = 0;
     bool score_tempo_changed = false;
     double score_tempo_bpm = 0;
@@ -79,6 +81,8 @@ public:
     bool exe_time(double& position, double& tempo) const override;
     Value ambient_exe(const Action* ambient) const override;
     bool exe_running(unsigned long id) const override;
+    Environment* exe_environment(unsigned long id, unique_identifier uid) const override;
+    Value fire_action(Action& action, double position) override;
     std::unique_ptr<TempoOscillator> make_tempo_oscillator() const override;
 
     // ---- the score being run (the engine's; may be null) ----
@@ -207,8 +211,9 @@ private:
     double last_rnow_sent = -1.0;
     std::vector<message*> pending;
     // A position accepted under the lock, reported with the messages once
-    // the lock is released (-1: none), and the tempo to report with it.
+    // the lock is released (-1: none), with its onset time and tempo.
     int position_to_report = -1;
+    double time_to_report = 0;
     double tempo_to_report = 0;
 
     CadTimer* current_exe = nullptr;

@@ -237,10 +237,9 @@ void Runtime::send_messages(bool release) {
         reported = score->events[static_cast<std::size_t>(report)];
     }
     position_to_report = -1;
-    const double date = dates.now;
     unlock();
 
-    if (report >= 0) port.report_position(report, reported, date, tempo_to_report);
+    if (report >= 0) port.report_position(report, reported, time_to_report, tempo_to_report);
     for (std::size_t i = 0; i < n; ++i) {
         if (!switches.silent) deliver_one(port, *batch[i]);
         delete batch[i];

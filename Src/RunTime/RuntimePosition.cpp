@@ -54,6 +54,7 @@ void Runtime::enter_position(int pos, const PositionFacts& facts) {
     set_position_variables(e, facts);
     launch_position_actions();
     position_to_report = pos;
+    time_to_report = facts.onset_time;
     tempo_to_report = facts.tempo_bpm;
     end_logical_instant();
     send_messages(take_lock);

@@ -11,18 +11,20 @@
 
 // ---- ActionAsExpression ----
 
-ActionAsExpression::ActionAsExpression(Action* a, const yy::location* loc)
+ActionAsExpression::ActionAsExpression(EvalContext* c, Action* a, const yy::location* loc)
     : NonConstantExpression(loc)
+    , ctx(c)
     , action(a) {}
 
-// Firing belongs to the runtime, which has no entry for it yet: no
-// execution is started and the value is the null execution.
 Value ActionAsExpression::eval() const {
-    return exe_value(0);
+    const GlobalEnvironment* global = ctx ? ctx->global_env() : nullptr;
+    const Value& beat = global ? global->get_global_beat_pos() : undef_value();
+    return eval_with_current_pos(beat->is_numeric() ? beat->get_double() : 0.0);
 }
 
-Value ActionAsExpression::eval_with_current_pos(double) const {
-    return eval();
+Value ActionAsExpression::eval_with_current_pos(double position) const {
+    if (!ctx || !action) return exe_value(0);
+    return ctx->fire_action(*action, position);
 }
 
 void ActionAsExpression::get_variables(VarSet& out) const {

@@ -21,12 +21,13 @@ struct AnchorTable {
     std::vector<Anchor*> anchors;
 };
 
-// "expr { actions }": fires the actions when evaluated; the value is the
-// execution of the firing. Copies share the action.
+// "expr { actions }": fires the actions when evaluated, at the current
+// position ($BEAT_POS) in the runtime `ctx`; the value is the execution of
+// the firing (exe 0 when it started none). Copies share the action.
 class ActionAsExpression : public NonConstantExpression {
 public:
     // Takes `action`.
-    explicit ActionAsExpression(Action* action, const yy::location* loc = nullptr);
+    ActionAsExpression(EvalContext* ctx, Action* action, const yy::location* loc = nullptr);
 
     Expression* clone() const override { return new ActionAsExpression(*this); }
     Value eval() const override;
@@ -38,6 +39,7 @@ public:
     int etag() const override;
     int compare_with(const Expression* other) const override;
 
+    EvalContext* ctx;
     std::shared_ptr<Action> action;
 };
 

@@ -26,7 +26,7 @@ double AudioFollower::time() const {
 
 bool AudioFollower::step(bool realtime) {
     const size_t block = padded.size();
-    if (block == 0 || rate <= 0 || next + block > last) return false;
+    if (block == 0 || rate <= 0 || next + block > last || host.engine().stopped_by_fault()) return false;
     const double t = static_cast<double>(next + block) / rate;
     if (realtime) host.wait_until(t);
     host.set_time(t);

@@ -73,6 +73,7 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     engine.cadenzium_start("");
     const bool ok = input->run(host, report, options);
     report.end_progress();
+    const bool fault = engine.stopped_by_fault();
     engine.cadenzium_stop();
-    return ok ? 0 : 1;
+    return ok && !fault ? 0 : 1;
 }

@@ -52,7 +52,7 @@ void live_loop(StandaloneHost& host, double duration, double period, Step step) 
         const double t = static_cast<double>(k) * period;
         if (duration > 0 && t > duration) return;
         host.wait_until(t);
-        if (!step()) return;
+        if (!step() || host.engine().stopped_by_fault()) return;
     }
 }
 

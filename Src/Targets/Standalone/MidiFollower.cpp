@@ -28,7 +28,7 @@ void MidiFollower::run(bool realtime, double tail, const std::function<void(doub
     const double end = duration + tail;
     if (realtime) host.start_wall_clock();
     long step = 0;
-    for (double t = 0; t <= end; t = static_cast<double>(++step) * hop) {
+    for (double t = 0; t <= end && !host.engine().stopped_by_fault(); t = static_cast<double>(++step) * hop) {
         // Notes first, each at its own time, then the hop's decoding step.
         if (realtime && next_note < notes.size() && notes[next_note].time <= t)
             host.wait_until(notes[next_note].time);

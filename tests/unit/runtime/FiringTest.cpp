@@ -7,6 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <gtest/gtest.h>
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -174,6 +177,39 @@ TEST_F(Firing, MissedEventFiresLateExceptItsLocalActions) {
 TEST_F(Firing, UnknownInternalCommandIsReported) {
     play("NOTE 60 1\n  cadenzium::nosuchcommand 1\n");
     EXPECT_TRUE(console.has_error("Unknown internal command"));
+}
+
+// ---- what does not run yet ----
+
+TEST_F(Firing, AGroupsOwnTempoIsReportedOnceAsNotRunYet) {
+    play("bpm 60\nNOTE 60 4\n  group a @tempo 120 { 1 print a }\n  group b @tempo 90 { 1 print b }\n"
+         "  group c @sync $x { 1 print c }\n");
+    const auto said = [&](const char* text) {
+        return std::count_if(console.errors.begin(), console.errors.end(),
+                             [&](const std::string& line) { return line.find(text) != std::string::npos; });
+    };
+    EXPECT_EQ(said("'@tempo' on a group is not run yet: ignored"), 1) << "said once, not per group";
+    EXPECT_EQ(said("'@sync' on a group is not run yet: ignored"), 1);
+    EXPECT_THAT(run_until(2.0), ElementsAre("a@1", "b@1", "c@1")) << "the groups run at the followed tempo";
+}
+
+TEST_F(Firing, PassingTheLimitOfRunningGroupsStopsTheEngine) {
+    // Each group waits less than the one before: it goes to the head of the
+    // scheduler's list, and the test stays fast.
+    std::string score = "bpm 60\nNOTE 60 1\n";
+    for (int i = 0; i < 20001; ++i)
+        score += "  group g" + std::to_string(i) + " { " + std::to_string(30000 - i) + " print late }\n";
+    score += "NOTE 62 1\n  print after\n";
+    play(score);
+    EXPECT_TRUE(console.has_error("Fatal Error: too much (20000) active groups: give up"));
+    EXPECT_TRUE(console.has_error("Fatal Error: too much (20000) active groups: stoping current program"));
+    EXPECT_TRUE(engine.stopped_by_fault());
+    EXPECT_FALSE(engine.is_running());
+    EXPECT_EQ(rt().active_timer_count(), 0u);
+
+    const float note[2] = {62, 100};
+    engine.cadenzium_doit(2, note);
+    EXPECT_THAT(run_until(40000.0), IsEmpty()) << "nothing is followed or fired any more";
 }
 
 TEST_F(Firing, StopKillsWhatRuns) {
