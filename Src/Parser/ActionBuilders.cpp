@@ -126,7 +126,7 @@ AttrPtr action_attribute(ParseDriver&, ActionPtr action) {
 }
 
 ActionPtr attribute_block(ParseDriver& driver, const char* name, ActionVec body, const yy::location& loc) {
-    return ActionPtr(Action::make_action_from_actionlist(driver.build(), anonymous_name(name, false), nullptr,
+    return ActionPtr(Action::make_action_from_actionlist(driver.build(), anonymous_name(driver.build(), name, false), nullptr,
                                                          nullptr, release_actions(std::move(body)), &loc,
                                                          true));
 }
@@ -150,5 +150,5 @@ ActionPtr single_equation(ParseDriver& driver, StringList outputs, const std::st
                           StringList arguments, AttrVec attributes, const yy::location& loc) {
     Equations one;
     one.push_back(equation(driver, std::move(outputs), node, std::move(arguments), loc));
-    return make_patch(driver, next_patch_label(), std::move(attributes), std::move(one), loc);
+    return make_patch(driver, next_patch_label(driver.build()), std::move(attributes), std::move(one), loc);
 }

@@ -236,7 +236,7 @@ void ParseDriver::set_top_level_group(std::list<Action*>* list, const yy::locati
         only->compute_origin(origin);
         return;
     }
-    const std::string name = anonymous_name(top_group_name(current_event), false);
+    const std::string name = anonymous_name(build(), top_group_name(current_event), false);
     const CadDuration zero(0.0, DURATION_BEATS);
     const yy::location* where = loc.begin.filename ? &loc : current_event->location();
     auto* group = new Gfwd(build(), name, &zero, nullptr, list, nullptr, {}, where);

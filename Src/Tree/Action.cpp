@@ -31,7 +31,7 @@ Action::Action(BuildContext* ctx, const std::string& name, const CadDuration* d,
     , condition(get_cond(attl))
     , delay(copy_or_zero(d))
     , locality(get_locality(attl))
-    , label(make_label(name, attl, base))
+    , label(make_label(ctx, name, attl, base))
     , tight(get_tight(attl))
     , loose(get_loose(attl))
     , ante(get_ante(attl))

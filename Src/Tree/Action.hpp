@@ -169,13 +169,14 @@ private:
 void show_expressions(std::ostream& out, const ExpressionList& list, const char* sep);
 
 // ---- names of hidden objects ----
-// "__anonymous<n>_<name>" ("$__anonymous..." with `dollar`), n a process-wide
-// counter; an anonymous prefix already on `name` is dropped first. At most
-// 127 characters.
-std::string anonymous_name(const std::string& name, bool dollar = false);
+// "__anonymous<n>_<name>" ("$__anonymous..." with `dollar`), n counting the
+// hidden names of the reading; an anonymous prefix already on `name` is
+// dropped first. At most 127 characters.
+std::string anonymous_name(BuildContext* ctx, const std::string& name, bool dollar = false);
 bool is_an_anonymous_name(const std::string& name);
 // `name` when given, else the first label attribute, else an anonymous name on `base`.
-std::string make_label(const std::string& name, const AttributeList* attributes, const std::string& base);
+std::string make_label(BuildContext* ctx, const std::string& name, const AttributeList* attributes,
+                       const std::string& base);
 
 // Frees a list of actions and the list.
 void delete_actions(ActionList* list);

@@ -11,4 +11,8 @@ struct BuildContext {
     EvalContext* eval = nullptr;
     Score* score = nullptr;
     int verbosity = 0;
+    // Numbers of the hidden names made so far in this reading (anonymous
+    // actions, patches): the same text always gives the same names.
+    int anonymous_count = 0;
+    int patch_count = 0;
 };

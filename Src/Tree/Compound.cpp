@@ -34,7 +34,7 @@ Lfwd::Lfwd(BuildContext* ctx, const std::string& name, const CadDuration* d, con
            const yy::location* loc)
     : Bloc(ctx, name, d, attl, end, timed_end, loc, "loop")
     , period(p)
-    , body(hidden_body(ctx, anonymous_name(label) + "_body", body_list, loc, this)) {
+    , body(hidden_body(ctx, anonymous_name(ctx, label) + "_body", body_list, loc, this)) {
     period.set_ambiant_action(this);
 }
 
@@ -279,7 +279,7 @@ WhenAction::WhenAction(BuildContext* ctx, const std::string& name, Expression* c
                        ActionList* body_list, Expression* end, TimedEnd timed_end, const yy::location* loc)
     : Bloc(ctx, name, nullptr, attl, end, timed_end, loc, "when")
     , condition(c)
-    , body(make_action_from_actionlist(ctx, anonymous_name(label) + "_body", nullptr, nullptr, body_list, loc,
+    , body(make_action_from_actionlist(ctx, anonymous_name(ctx, label) + "_body", nullptr, nullptr, body_list, loc,
                                        true))
     , noRec(get_noRec(attl)) {
     condition->get_variables(watched);

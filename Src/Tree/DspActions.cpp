@@ -43,9 +43,8 @@ void DspPatch::show_body(std::ostream& out) const {
         eq->show(out);
 }
 
-std::string next_patch_label() {
-    static int counter = 0;
-    return "_patch_" + std::to_string(counter++);
+std::string next_patch_label(BuildContext* ctx) {
+    return "_patch_" + std::to_string(ctx ? ctx->patch_count++ : 0);
 }
 
 DspFluidsynthAction::DspFluidsynthAction(BuildContext* ctx, const std::string& n, ExpressionList a,

@@ -35,7 +35,7 @@ public:
 };
 
 // The label of a patch written as a single equation.
-std::string next_patch_label();
+std::string next_patch_label(BuildContext* ctx);
 
 // "fluidsynth::f(channel, key, velocity [, duration])".
 class DspFluidsynthAction : public AtomicAction {

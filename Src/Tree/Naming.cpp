@@ -26,10 +26,10 @@ std::string strip_anonymous_prefix(const std::string& name) {
 
 } // namespace
 
-std::string anonymous_name(const std::string& name, bool dollar) {
-    static int counter = 0;
+std::string anonymous_name(BuildContext* ctx, const std::string& name, bool dollar) {
+    const int number = ctx ? ++ctx->anonymous_count : 0;
     const std::string& prefix = dollar ? DOLLAR_ANONYMOUS : ANONYMOUS;
-    std::string out = prefix + std::to_string(++counter) + "_" + strip_anonymous_prefix(name);
+    std::string out = prefix + std::to_string(number) + "_" + strip_anonymous_prefix(name);
     if (out.size() > MAX_NAME) out.resize(MAX_NAME);
     return out;
 }
@@ -39,8 +39,9 @@ bool is_an_anonymous_name(const std::string& name) {
            name.compare(0, DOLLAR_ANONYMOUS.size(), DOLLAR_ANONYMOUS) == 0;
 }
 
-std::string make_label(const std::string& name, const AttributeList* attributes, const std::string& base) {
+std::string make_label(BuildContext* ctx, const std::string& name, const AttributeList* attributes,
+                       const std::string& base) {
     if (!name.empty()) return name;
     if (const std::string* label = get_label(attributes)) return *label;
-    return anonymous_name(base, false);
+    return anonymous_name(ctx, base, false);
 }

@@ -47,7 +47,7 @@ Action* step_group(BuildContext* ctx, ExpressionList parts, const SimpleCurveNam
                                       new Var(ctx->eval, names.sampled, loc), nullptr, nullptr, loc);
     keep->hidden = true;
     body->push_back(keep);
-    auto* group = new Gfwd(ctx, anonymous_name(names.label + "_step", false), &ZERO, nullptr, body,
+    auto* group = new Gfwd(ctx, anonymous_name(ctx, names.label + "_step", false), &ZERO, nullptr, body,
                            nullptr, {}, loc);
     group->hidden = true;
     return group;

@@ -125,14 +125,18 @@ TEST_F(ActionTree, LabelsAreGivenOrGeneratedAndRegistered) {
     EXPECT_TRUE(computed_abort) << "a computed target gives an anonymous label on \"abort\"";
 }
 
-TEST_F(ActionTree, AnonymousNamesAreNumberedAndStripped) {
-    const std::string a = anonymous_name("group");
-    const std::string b = anonymous_name(a);
+TEST_F(ActionTree, AnonymousNamesAreNumberedPerReadingAndStripped) {
+    BuildContext reading;
+    const std::string a = anonymous_name(&reading, "group");
+    const std::string b = anonymous_name(&reading, a);
     EXPECT_TRUE(is_an_anonymous_name(a));
-    EXPECT_EQ(b.substr(b.rfind('_')), "_group") << "an existing prefix is not repeated";
-    EXPECT_NE(a, b);
-    EXPECT_EQ(anonymous_name("v", true).rfind("$__anonymous", 0), 0u);
-    EXPECT_LE(anonymous_name(std::string(300, 'x')).size(), 127u);
+    EXPECT_EQ(a, "__anonymous1_group");
+    EXPECT_EQ(b, "__anonymous2_group") << "an existing prefix is not repeated";
+    EXPECT_EQ(anonymous_name(&reading, "v", true).rfind("$__anonymous", 0), 0u);
+    EXPECT_LE(anonymous_name(&reading, std::string(300, 'x')).size(), 127u);
+
+    BuildContext another;
+    EXPECT_EQ(anonymous_name(&another, "group"), a) << "each reading numbers from 1: the same text, the same names";
 }
 
 TEST_F(ActionTree, SwitchCasesWithOneUndelayedActionHaveNoGroup) {
