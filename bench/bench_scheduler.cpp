@@ -21,12 +21,7 @@ namespace {
 class BenchEnv : public SchedulerEnv {
 public:
     explicit BenchEnv(HostClocks* host = nullptr)
-        : clock(host) {
-        if (host)
-            clock.init_now();
-        else
-            clock.init_at(0.0);
-    }
+        : clock(host) {}
     TimeBase& time() override { return clock; }
     double now() const override { return now_s; }
     double last_tempo() const override { return tempo; }

@@ -12,9 +12,12 @@
 
 class TimeBase {
 public:
-    // `host` null: time is virtual. The host's clocks outlive the time base.
+    // `host` null: time is virtual, from 0. With the host's clocks (which
+    // outlive the time base), logical time 0 is the moment it is built.
     explicit TimeBase(HostClocks* host = nullptr)
-        : host(host) {}
+        : host(host) {
+        if (host) init_now();
+    }
     TimeBase(const TimeBase&) = delete;
     TimeBase& operator=(const TimeBase&) = delete;
 

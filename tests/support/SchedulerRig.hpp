@@ -23,12 +23,7 @@ class RigEnv : public SchedulerEnv {
 public:
     // Time is virtual without `host`, else the host's from now.
     explicit RigEnv(HostClocks* host = nullptr)
-        : clock(host) {
-        if (host)
-            clock.init_now();
-        else
-            clock.init_at(0.0);
-    }
+        : clock(host) {}
     TimeBase& time() override { return clock; }
     double now() const override { return now_s; }
     double last_tempo() const override { return tempo; }

@@ -20,7 +20,6 @@ public:
         : host_clocks(clocks)
         , engine(*this) {
         engine.set_inlet("MIDI", 0);
-        if (!clocks) engine.time().init_at(0.0);
     }
 
     void send_message(const message& m) override { on_message(m); }

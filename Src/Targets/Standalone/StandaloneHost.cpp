@@ -8,7 +8,6 @@ StandaloneHost::StandaloneHost(HostClocks* clocks)
     // The standalone program listens to one input, inlet 0, by MIDI; its
     // pitches are read in midicents.
     core.set_inlet("MIDI", 0);
-    if (!clocks) core.time().init_at(0.0);
 }
 
 void StandaloneHost::listen_by_audio(int rate, int block_samples) {
