@@ -34,7 +34,7 @@ Value CallExpression::call(const TaggedValue& f, const std::vector<Value>& value
         const FunctionDefinition* def = f.get_fct();
         if (!def) return undef_value();
         if (static_cast<int>(values.size()) < def->nb_arg())
-            return Value::make<PafValue>(std::make_shared<PartiallyAppliedFunction>(def, values));
+            return Value::make<PafValue>(make_counted<PartiallyAppliedFunction>(def, values));
         return def->apply(values);
     }
     if (f.is_paf() || f.is_map() || f.is_nim() || f.is_imap()) return f.apply(values);

@@ -109,7 +109,7 @@ MapDefinition::~MapDefinition() {
 }
 
 Value MapDefinition::build(const std::vector<std::pair<Value, Value>>& entries) const {
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     for (const auto& [key, value] : entries)
         out->emplace(key, value);
     return Value::make<MapValue>(std::move(out));
@@ -210,7 +210,7 @@ int MapDefinition::compare_with(const Expression* other) const {
 }
 
 Value InterpolatedMapDefinition::build(const std::vector<std::pair<Value, Value>>& entries) const {
-    auto out = std::make_shared<imap_t>();
+    auto out = make_counted<imap_t>();
     for (const auto& [key, value] : entries)
         out->emplace(key->get_double(), value->get_double());
     return Value::make<InterpolatedMapValue>(std::move(out));

@@ -147,13 +147,13 @@ NimDefinition::~NimDefinition() {
 
 Value NimDefinition::bad_nim() const {
     post_location("Bad argument in NIM construction", location);
-    return Value::make<NimValue>(std::make_shared<NewInterpolatedMap>());
+    return Value::make<NimValue>(make_counted<NewInterpolatedMap>());
 }
 
 // Breakpoints are turned into values by the interpolation library; until it
 // is there, a written NIM is reported and evaluates to the empty one.
 Value NimDefinition::eval() const {
-    if (!list) return Value::make<NimValue>(std::make_shared<NewInterpolatedMap>());
+    if (!list) return Value::make<NimValue>(make_counted<NewInterpolatedMap>());
     if (list->points.empty()) {
         error("Bad Nim construction (?) [nim10]");
         CAD_INTERNAL_ERROR("empty NIM list");

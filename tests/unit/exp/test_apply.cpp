@@ -9,7 +9,7 @@
 namespace {
 
 Value linear_nim(std::initializer_list<std::pair<double, double>> components) {
-    auto nim = std::make_shared<NewInterpolatedMap>();
+    auto nim = make_counted<NewInterpolatedMap>();
     for (const auto& [start, end] : components) {
         ScalarInterpolatedMap c;
         c.add_last(INTERPOLATE_LINEAR, 2.0, start, end);
@@ -89,7 +89,7 @@ TEST(ApplyFunction, FunctionsAndClosures) {
     const Value f = Value::make<FctValue>(sum);
     EXPECT_DOUBLE_EQ(f->apply(std::vector<Value>{int_value(1), int_value(2)})->get_double(), 3);
 
-    auto closure = std::make_shared<PartiallyAppliedFunction>(sum, std::vector<Value>{int_value(10)});
+    auto closure = make_counted<PartiallyAppliedFunction>(sum, std::vector<Value>{int_value(10)});
     const Value paf = Value::make<PafValue>(closure);
     EXPECT_DOUBLE_EQ(paf->apply(int_value(5))->get_double(), 15);
     EXPECT_EQ(text(*paf), "@apply_sum(10)");
