@@ -56,26 +56,6 @@ Expression* TabDefinition::adjust_parameter(const UserFunction* f,
     return new TabDefinition(std::move(adjusted), location);
 }
 
-void TabDefinition::get_variables(VarSet& out) const {
-    for (const Expression* e : elements)
-        e->get_variables(out);
-}
-
-void TabDefinition::change_var_name(const std::string& from, const std::string& to) {
-    for (Expression* e : elements)
-        e->change_var_name(from, to);
-}
-
-void TabDefinition::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    for (const Expression* e : elements)
-        e->set_env(env, locals, level);
-}
-
-void TabDefinition::set_ambiant_action(const Action* a) {
-    for (Expression* e : elements)
-        e->set_ambiant_action(a);
-}
-
 void TabDefinition::show(std::ostream& out, int) const {
     out << "TAB [";
     show_list(out, elements);
@@ -152,31 +132,10 @@ Expression* MapDefinition::adjust_parameter(const UserFunction* f,
     return new MapDefinition(adjusted_pairs(f, params), location);
 }
 
-void MapDefinition::get_variables(VarSet& out) const {
+void MapDefinition::for_each_child(ChildVisitor visit) const {
     for (const auto& [k, v] : pairs) {
-        k->get_variables(out);
-        v->get_variables(out);
-    }
-}
-
-void MapDefinition::change_var_name(const std::string& from, const std::string& to) {
-    for (auto& [k, v] : pairs) {
-        k->change_var_name(from, to);
-        v->change_var_name(from, to);
-    }
-}
-
-void MapDefinition::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    for (const auto& [k, v] : pairs) {
-        k->set_env(env, locals, level);
-        v->set_env(env, locals, level);
-    }
-}
-
-void MapDefinition::set_ambiant_action(const Action* a) {
-    for (auto& [k, v] : pairs) {
-        k->set_ambiant_action(a);
-        v->set_ambiant_action(a);
+        visit(*k);
+        visit(*v);
     }
 }
 
@@ -346,28 +305,9 @@ Expression* TabAccess::adjust_parameter(const UserFunction* f, const std::vector
     return new TabAccess(head->adjust_parameter(f, params), std::move(adjusted), location);
 }
 
-void TabAccess::get_variables(VarSet& out) const {
-    head->get_variables(out);
-    for (const Expression* e : indices)
-        e->get_variables(out);
-}
-
-void TabAccess::change_var_name(const std::string& from, const std::string& to) {
-    head->change_var_name(from, to);
-    for (Expression* e : indices)
-        e->change_var_name(from, to);
-}
-
-void TabAccess::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    head->set_env(env, locals, level);
-    for (const Expression* e : indices)
-        e->set_env(env, locals, level);
-}
-
-void TabAccess::set_ambiant_action(const Action* a) {
-    head->set_ambiant_action(a);
-    for (Expression* e : indices)
-        e->set_ambiant_action(a);
+void TabAccess::for_each_child(ChildVisitor visit) const {
+    visit(*head);
+    visit_each(visit, indices);
 }
 
 void TabAccess::show(std::ostream& out, int) const {

@@ -28,10 +28,27 @@ Expression* Expression::adjust_parameter(const UserFunction*, const std::vector<
     return clone();
 }
 
-void Expression::get_variables(VarSet&) const {}
-void Expression::change_var_name(const std::string&, const std::string&) {}
-void Expression::set_ambiant_action(const Action*) {}
-void Expression::set_parent(Bloc*) {}
+void Expression::for_each_child(ChildVisitor) const {}
+
+void Expression::get_variables(VarSet& out) const {
+    for_each_child([&](Expression& child) { child.get_variables(out); });
+}
+
+void Expression::change_var_name(const std::string& from, const std::string& to) {
+    for_each_child([&](Expression& child) { child.change_var_name(from, to); });
+}
+
+void Expression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
+    for_each_child([&](Expression& child) { child.set_env(env, locals, level); });
+}
+
+void Expression::set_ambiant_action(const Action* action) {
+    for_each_child([&](Expression& child) { child.set_ambiant_action(action); });
+}
+
+void Expression::set_parent(Bloc* parent) {
+    for_each_child([&](Expression& child) { child.set_parent(parent); });
+}
 
 int Expression::compare(const Expression& o) const {
     if (etag() != o.etag()) return etag() - o.etag();
@@ -91,6 +108,15 @@ void delete_list(ExpressionList& list) {
     for (Expression* e : list)
         delete e;
     list.clear();
+}
+
+void visit_if_any(const ChildVisitor& visit, Expression* e) {
+    if (e) visit(*e);
+}
+
+void visit_each(const ChildVisitor& visit, const ExpressionList& list) {
+    for (Expression* e : list)
+        visit(*e);
 }
 
 int compare_nodes(const Expression* a, const Expression* b) {

@@ -158,24 +158,9 @@ Expression* BinaryExpression::adjust_parameter(const UserFunction* f,
                                 location);
 }
 
-void BinaryExpression::get_variables(VarSet& out) const {
-    left->get_variables(out);
-    right->get_variables(out);
-}
-
-void BinaryExpression::change_var_name(const std::string& from, const std::string& to) {
-    left->change_var_name(from, to);
-    right->change_var_name(from, to);
-}
-
-void BinaryExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    left->set_env(env, locals, level);
-    right->set_env(env, locals, level);
-}
-
-void BinaryExpression::set_ambiant_action(const Action* a) {
-    left->set_ambiant_action(a);
-    right->set_ambiant_action(a);
+void BinaryExpression::for_each_child(ChildVisitor visit) const {
+    visit(*left);
+    visit(*right);
 }
 
 // Left-associative operators print their left operand at their own level;
@@ -242,28 +227,10 @@ Expression* IfExpression::adjust_parameter(const UserFunction* f,
                             else_part->adjust_parameter(f, params), location);
 }
 
-void IfExpression::get_variables(VarSet& out) const {
-    condition->get_variables(out);
-    then_part->get_variables(out);
-    else_part->get_variables(out);
-}
-
-void IfExpression::change_var_name(const std::string& from, const std::string& to) {
-    condition->change_var_name(from, to);
-    then_part->change_var_name(from, to);
-    else_part->change_var_name(from, to);
-}
-
-void IfExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    condition->set_env(env, locals, level);
-    then_part->set_env(env, locals, level);
-    else_part->set_env(env, locals, level);
-}
-
-void IfExpression::set_ambiant_action(const Action* a) {
-    condition->set_ambiant_action(a);
-    then_part->set_ambiant_action(a);
-    else_part->set_ambiant_action(a);
+void IfExpression::for_each_child(ChildVisitor visit) const {
+    visit(*condition);
+    visit(*then_part);
+    visit(*else_part);
 }
 
 void IfExpression::show(std::ostream& out, int) const {

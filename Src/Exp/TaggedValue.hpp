@@ -86,7 +86,6 @@ public:
     Expression* adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
         return clone();
     }
-    void set_env(Environment*, const std::list<std::string>&, int) const override {}
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out) const override = 0;
     void show(std::ostream& out, int) const override { show(out); }
