@@ -58,7 +58,6 @@ Value CallExpression::launch_process(const TaggedValue& proc, const std::vector<
 }
 
 Value CallExpression::eval() const {
-    LastExpressionScope scope(this);
     const Value f = fct->eval();
     std::vector<Value> values;
     values.reserve(args.size());

@@ -230,7 +230,7 @@ TabAccess::Step TabAccess::access(Value& current, const TaggedValue& index, cons
     if (current->is_tab()) {
         const auto size = static_cast<long>(value_cast<TabValue>(*current).size());
         if (at_score_time && (i < 0 || i >= size)) return Step::failed;
-        current = current->apply(index);
+        current = value_cast<TabValue>(*current).at(index, this);
         return Step::ok;
     }
     if (i < 0) {
@@ -268,7 +268,6 @@ TabAccess::Step TabAccess::access(Value& current, const TaggedValue& index, cons
 }
 
 Value TabAccess::eval() const {
-    LastExpressionScope scope(this);
     Value current = head->eval();
     SeenIndices seen;
     for (const Expression* e : indices) {

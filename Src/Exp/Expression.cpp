@@ -9,8 +9,6 @@
 #include <sstream>
 #include <typeinfo>
 
-const Expression* Expression::last_expression = nullptr;
-
 int Expression::new_etag() {
     static std::atomic<int> next{1};
     return next++;
@@ -82,14 +80,11 @@ Expression* Expression::make_is_undef(pre_cadenzium* pre, Expression* e, const y
     return new CallExpression(f->clone(), ExpressionList{e}, pre ? pre->get_env() : nullptr, loc);
 }
 
-void Expression::print_last_expression() {
-    const Expression* e = last_expression;
-    if (!e) return;
-    last_expression = nullptr;
+void Expression::report_failed_evaluation() const {
     std::ostringstream text;
-    e->show(text, 0);
+    show(text, 0);
     post("Error evaluating '%s'", text.str().c_str());
-    if (e->scloc()) post_location("", e->scloc());
+    if (scloc()) post_location("", scloc());
 }
 
 Expression* clone_or_null(const Expression* e) {

@@ -92,9 +92,9 @@ public:
     static void finalize(Expression* e, pre_cadenzium* pre);
     static Expression* make_is_undef(pre_cadenzium* pre, Expression* e, const yy::location* loc);
 
-    // The expression under evaluation, for error reports.
-    static const Expression* last_expression;
-    static void print_last_expression();
+    // After an error met in evaluating this expression: prints the
+    // expression and where it is written.
+    void report_failed_evaluation() const;
 
     static int new_etag();
 };
@@ -114,22 +114,6 @@ protected:
 class NonConstantExpression : public LocalizedExpression {
 public:
     using LocalizedExpression::LocalizedExpression;
-};
-
-// Marks an expression as the one under evaluation for the time of a scope,
-// so that an error deep inside can print it.
-class LastExpressionScope {
-public:
-    explicit LastExpressionScope(const Expression* e)
-        : saved(Expression::last_expression) {
-        Expression::last_expression = e;
-    }
-    ~LastExpressionScope() { Expression::last_expression = saved; }
-    LastExpressionScope(const LastExpressionScope&) = delete;
-    LastExpressionScope& operator=(const LastExpressionScope&) = delete;
-
-private:
-    const Expression* saved;
 };
 
 // Helpers for the many recursive operations of composite nodes.

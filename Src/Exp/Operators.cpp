@@ -62,7 +62,6 @@ UnaryExpression::UnaryExpression(const UnaryExpression& other)
     , operand(other.operand->clone()) {}
 
 Value UnaryExpression::eval() const {
-    LastExpressionScope scope(this);
     return operand->eval()->execute(op);
 }
 
@@ -211,7 +210,6 @@ IfExpression::~IfExpression() {
 }
 
 Value IfExpression::eval() const {
-    LastExpressionScope scope(this);
     return (eval_bool(condition) ? then_part : else_part)->eval();
 }
 

@@ -184,7 +184,12 @@ public:
     Value deep_copy() const override;
     Value execute(e_monop op) const override;
     Value execute(e_binop op, const TaggedValue& right) const override;
-    Value apply(const TaggedValue& arg) const override;
+    // The element at `index`, as `at` without a site.
+    Value apply(const TaggedValue& index) const override;
+    // The element at `index` (truncated; undef for a non-number). An index
+    // out of bounds is reported, with the expression `site` that indexes
+    // and its place when there is one.
+    Value at(const TaggedValue& index, const Expression* site) const;
     void show(std::ostream& out) const override;
     std::size_t size() const { return val ? val->size() : 0; }
 };
