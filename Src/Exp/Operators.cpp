@@ -116,12 +116,20 @@ BinaryExpression::~BinaryExpression() {
     delete right;
 }
 
+namespace {
+
+// `l op r` for an arithmetic operator; a failure is placed at `r`. The one
+// named result lets the value be built where the caller wants it.
+Value arithmetic(e_binop op, const TaggedValue& l, const Expression& r) {
+    Value result = l.execute(op, r.eval());
+    if (result->is_undef()) report_location(binop_to_string(op), r.scloc());
+    return result;
+}
+
+} // namespace
+
 Value BinaryExpression::combine(e_binop op, const TaggedValue& l, const Expression& r) {
-    if (is_arithmetic_op(op)) {
-        Value result = l.execute(op, r.eval());
-        if (result->is_undef()) report_location(binop_to_string(op), r.scloc());
-        return result;
-    }
+    if (is_arithmetic_op(op)) return arithmetic(op, l, r);
     if (is_relational_op(op)) return execute_rel(op, l, r.eval());
     if (op == OP_AND) return bool_value(l.get_bool() && eval_bool(&r));
     if (op == OP_OR) return bool_value(l.get_bool() || eval_bool(&r));

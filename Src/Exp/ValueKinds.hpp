@@ -46,7 +46,10 @@ protected:
     explicit ValueCore(payload_type&& v)
         : TaggedValue(CadenziumValue<T>::KIND.tag)
         , val(std::move(v)) {}
-    ValueCore(const ValueCore&) = default;
+    // The tag is the class's constant, not read from the copied value.
+    ValueCore(const ValueCore& o)
+        : TaggedValue(CadenziumValue<T>::KIND.tag)
+        , val(o.val) {}
 
 private:
     const CadenziumValue<T>& self() const { return static_cast<const CadenziumValue<T>&>(*this); }
