@@ -78,9 +78,9 @@ void Kind::listing(std::ostream& out) {
     const std::string dashes(62, '-');
     out << "Kind List (" << count << " kinds, tag = rank, stored in each value):\n" << dashes << '\n';
     for (const KindEntry& e : entries)
-        out << "   Kind " << std::setw(2) << e.kind->tag << " is " << std::left << std::setw(7)
-            << e.kind->name << " class " << std::setw(21) << e.class_name << std::right << std::setw(3)
-            << e.bytes << " bytes\n";
+        out << "   Kind " << std::setw(2) << static_cast<int>(e.kind->tag) << " is " << std::left
+            << std::setw(7) << e.kind->name << " class " << std::setw(21) << e.class_name << std::right
+            << std::setw(3) << e.bytes << " bytes\n";
     out << dashes << '\n';
 }
 

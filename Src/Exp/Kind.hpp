@@ -12,7 +12,9 @@
 
 class Kind {
 public:
-    using tag_t = std::int16_t;
+    // One byte: a value's tag is written by one byte store and tested against
+    // an immediate.
+    using tag_t = std::uint8_t;
     static constexpr int count = 14;
 
     constexpr Kind(const char* kind_name, tag_t kind_tag)
