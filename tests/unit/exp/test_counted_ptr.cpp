@@ -41,7 +41,8 @@ TEST(CountedPtr, OwnersShareOneObjectDestroyedByTheLast) {
 
     a = make_counted<Tracked>(destroyed, "other");
     EXPECT_EQ(destroyed, 1) << "assignment releases the previous object";
-    a = a;
+    const CountedPtr<Tracked>& same = a;
+    a = same;
     EXPECT_EQ((*a).label, "other") << "self-assignment keeps the object";
     a = nullptr;
     EXPECT_EQ(destroyed, 2);
