@@ -1,5 +1,6 @@
-// Evaluation of a ten-node numeric expression over variables:
-//   -(($a + 1) * ($b - 2.5)) / $c
+// The value layer's hot paths: evaluation of a ten-node numeric expression
+// over variables, -(($a + 1) * ($b - 2.5)) / $c, and the values whose
+// payload is shared (copies, indexing, construction of tabs and strings).
 #include "../tests/unit/exp/ExpTestSupport.hpp"
 
 #include <benchmark/benchmark.h>
@@ -55,6 +56,44 @@ void BM_IntAddition(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_IntAddition);
+
+// A copy of a tab shares its elements: one count up, one count down.
+void BM_CopyTabValue(benchmark::State& state) {
+    const Value tab = tab_of_ints({1, 2, 3, 4});
+    for (auto _ : state) {
+        Value copy = tab;
+        benchmark::DoNotOptimize(copy);
+    }
+}
+BENCHMARK(BM_CopyTabValue);
+
+// `$t[2]` through the expression tree, the tab held by a variable.
+void BM_EvalTabIndex(benchmark::State& state) {
+    FakeEngine engine;
+    std::unique_ptr<Expression> access(new TabAccess(new Var(&engine, "$t"), ExpressionList{lit(2)}));
+    Expression::finalize(access.get(), &engine);
+    engine.global.set_var(engine.global.get_vm(std::string("$t"))->index, tab_of_ints({1, 2, 3, 4}));
+    for (auto _ : state) {
+        Value v = access->eval();
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_EvalTabIndex);
+
+// `[$a, $a + 1, "x" + "y"]`: a fresh tab and a fresh string each time.
+void BM_BuildTabAndString(benchmark::State& state) {
+    FakeEngine engine;
+    std::unique_ptr<Expression> tab(
+        tab_of({new Var(&engine, "$a"), bin(OP_PLUS, new Var(&engine, "$a"), lit(1)),
+                bin(OP_PLUS, lit("x"), lit("y"))}));
+    Expression::finalize(tab.get(), &engine);
+    engine.global.set_var(engine.global.get_vm(std::string("$a"))->index, int_value(7));
+    for (auto _ : state) {
+        Value v = tab->eval();
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_BuildTabAndString);
 
 } // namespace
 

@@ -34,7 +34,7 @@ Value CallExpression::call(const TaggedValue& f, const std::vector<Value>& value
         const FunctionDefinition* def = f.get_fct();
         if (!def) return undef_value();
         if (static_cast<int>(values.size()) < def->nb_arg())
-            return Value::make<PafValue>(std::make_shared<PartiallyAppliedFunction>(def, values));
+            return Value::make<PafValue>(make_counted<PartiallyAppliedFunction>(def, values));
         return def->apply(values);
     }
     if (f.is_paf() || f.is_map() || f.is_nim() || f.is_imap()) return f.apply(values);
@@ -58,7 +58,6 @@ Value CallExpression::launch_process(const TaggedValue& proc, const std::vector<
 }
 
 Value CallExpression::eval() const {
-    LastExpressionScope scope(this);
     const Value f = fct->eval();
     std::vector<Value> values;
     values.reserve(args.size());
@@ -92,29 +91,14 @@ Expression* CallExpression::adjust_parameter(const UserFunction* f,
     return made;
 }
 
-void CallExpression::get_variables(VarSet& out) const {
-    fct->get_variables(out);
-    for (const Expression* a : args)
-        a->get_variables(out);
-}
-
-void CallExpression::change_var_name(const std::string& from, const std::string& to) {
-    fct->change_var_name(from, to);
-    for (Expression* a : args)
-        a->change_var_name(from, to);
-}
-
-void CallExpression::set_env(Environment* e, const std::list<std::string>& locals, int level) const {
-    fct->set_env(e, locals, level);
-    for (const Expression* a : args)
-        a->set_env(e, locals, level);
+void CallExpression::for_each_child(ChildVisitor visit) const {
+    visit(*fct);
+    visit_each(visit, args);
 }
 
 void CallExpression::set_ambiant_action(const Action* a) {
     ambient = a;
-    fct->set_ambiant_action(a);
-    for (Expression* arg : args)
-        arg->set_ambiant_action(a);
+    Expression::set_ambiant_action(a);
 }
 
 void CallExpression::show(std::ostream& out, int) const {
@@ -289,7 +273,7 @@ Value TabComprehension::eval() const {
     return eval_range();
 }
 
-std::vector<Expression*> TabComprehension::children() const {
+std::vector<Expression*> TabComprehension::parts() const {
     return {iterset, start, stop, step, body, condition};
 }
 
@@ -301,27 +285,10 @@ Expression* TabComprehension::adjust_parameter(const UserFunction* f,
                                 adjust(condition), location);
 }
 
-void TabComprehension::get_variables(VarSet& out) const {
-    if (index_var) index_var->get_variables(out);
-    for (const Expression* e : children())
-        if (e) e->get_variables(out);
-}
-
-void TabComprehension::change_var_name(const std::string& from, const std::string& to) {
-    if (index_var) index_var->change_var_name(from, to);
-    for (Expression* e : children())
-        if (e) e->change_var_name(from, to);
-}
-
-void TabComprehension::set_env(Environment* e, const std::list<std::string>& locals, int level) const {
-    if (index_var) index_var->set_env(e, locals, level);
-    for (const Expression* child : children())
-        if (child) child->set_env(e, locals, level);
-}
-
-void TabComprehension::set_ambiant_action(const Action* a) {
-    for (Expression* e : children())
-        if (e) e->set_ambiant_action(a);
+void TabComprehension::for_each_child(ChildVisitor visit) const {
+    visit_if_any(visit, index_var);
+    for (Expression* e : parts())
+        visit_if_any(visit, e);
 }
 
 void TabComprehension::show(std::ostream& out, int) const {
@@ -362,7 +329,7 @@ int TabComprehension::etag() const {
 int TabComprehension::compare_with(const Expression* other) const {
     const auto* o = static_cast<const TabComprehension*>(other);
     if (const int c = compare_nodes(index_var, o->index_var)) return c;
-    const std::vector<Expression*> mine = children(), theirs = o->children();
+    const std::vector<Expression*> mine = parts(), theirs = o->parts();
     for (std::size_t i = 0; i < mine.size(); ++i)
         if (const int c = compare_nodes(mine[i], theirs[i])) return c;
     return 0;

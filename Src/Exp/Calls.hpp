@@ -29,9 +29,8 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
+    void for_each_child(ChildVisitor visit) const override;
+    // The action is the one a process started here belongs to.
     void set_ambiant_action(const Action* a) override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
@@ -74,10 +73,8 @@ public:
     Value eval() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
+    // The index variable, then the parts that are present.
+    void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -90,5 +87,6 @@ private:
     Value eval_over(const Value& set) const;
     Value eval_range() const;
     void round_of(const Value& index, tab_t& out) const;
-    std::vector<Expression*> children() const;
+    // The parts after the index variable, absent ones null.
+    std::vector<Expression*> parts() const;
 };

@@ -56,26 +56,6 @@ Expression* TabDefinition::adjust_parameter(const UserFunction* f,
     return new TabDefinition(std::move(adjusted), location);
 }
 
-void TabDefinition::get_variables(VarSet& out) const {
-    for (const Expression* e : elements)
-        e->get_variables(out);
-}
-
-void TabDefinition::change_var_name(const std::string& from, const std::string& to) {
-    for (Expression* e : elements)
-        e->change_var_name(from, to);
-}
-
-void TabDefinition::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    for (const Expression* e : elements)
-        e->set_env(env, locals, level);
-}
-
-void TabDefinition::set_ambiant_action(const Action* a) {
-    for (Expression* e : elements)
-        e->set_ambiant_action(a);
-}
-
 void TabDefinition::show(std::ostream& out, int) const {
     out << "TAB [";
     show_list(out, elements);
@@ -109,7 +89,7 @@ MapDefinition::~MapDefinition() {
 }
 
 Value MapDefinition::build(const std::vector<std::pair<Value, Value>>& entries) const {
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     for (const auto& [key, value] : entries)
         out->emplace(key, value);
     return Value::make<MapValue>(std::move(out));
@@ -152,31 +132,10 @@ Expression* MapDefinition::adjust_parameter(const UserFunction* f,
     return new MapDefinition(adjusted_pairs(f, params), location);
 }
 
-void MapDefinition::get_variables(VarSet& out) const {
+void MapDefinition::for_each_child(ChildVisitor visit) const {
     for (const auto& [k, v] : pairs) {
-        k->get_variables(out);
-        v->get_variables(out);
-    }
-}
-
-void MapDefinition::change_var_name(const std::string& from, const std::string& to) {
-    for (auto& [k, v] : pairs) {
-        k->change_var_name(from, to);
-        v->change_var_name(from, to);
-    }
-}
-
-void MapDefinition::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    for (const auto& [k, v] : pairs) {
-        k->set_env(env, locals, level);
-        v->set_env(env, locals, level);
-    }
-}
-
-void MapDefinition::set_ambiant_action(const Action* a) {
-    for (auto& [k, v] : pairs) {
-        k->set_ambiant_action(a);
-        v->set_ambiant_action(a);
+        visit(*k);
+        visit(*v);
     }
 }
 
@@ -210,7 +169,7 @@ int MapDefinition::compare_with(const Expression* other) const {
 }
 
 Value InterpolatedMapDefinition::build(const std::vector<std::pair<Value, Value>>& entries) const {
-    auto out = std::make_shared<imap_t>();
+    auto out = make_counted<imap_t>();
     for (const auto& [key, value] : entries)
         out->emplace(key->get_double(), value->get_double());
     return Value::make<InterpolatedMapValue>(std::move(out));
@@ -271,7 +230,7 @@ TabAccess::Step TabAccess::access(Value& current, const TaggedValue& index, cons
     if (current->is_tab()) {
         const auto size = static_cast<long>(value_cast<TabValue>(*current).size());
         if (at_score_time && (i < 0 || i >= size)) return Step::failed;
-        current = current->apply(index);
+        current = value_cast<TabValue>(*current).at(index, this);
         return Step::ok;
     }
     if (i < 0) {
@@ -309,7 +268,6 @@ TabAccess::Step TabAccess::access(Value& current, const TaggedValue& index, cons
 }
 
 Value TabAccess::eval() const {
-    LastExpressionScope scope(this);
     Value current = head->eval();
     SeenIndices seen;
     for (const Expression* e : indices) {
@@ -346,28 +304,9 @@ Expression* TabAccess::adjust_parameter(const UserFunction* f, const std::vector
     return new TabAccess(head->adjust_parameter(f, params), std::move(adjusted), location);
 }
 
-void TabAccess::get_variables(VarSet& out) const {
-    head->get_variables(out);
-    for (const Expression* e : indices)
-        e->get_variables(out);
-}
-
-void TabAccess::change_var_name(const std::string& from, const std::string& to) {
-    head->change_var_name(from, to);
-    for (Expression* e : indices)
-        e->change_var_name(from, to);
-}
-
-void TabAccess::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    head->set_env(env, locals, level);
-    for (const Expression* e : indices)
-        e->set_env(env, locals, level);
-}
-
-void TabAccess::set_ambiant_action(const Action* a) {
-    head->set_ambiant_action(a);
-    for (Expression* e : indices)
-        e->set_ambiant_action(a);
+void TabAccess::for_each_child(ChildVisitor visit) const {
+    visit(*head);
+    visit_each(visit, indices);
 }
 
 void TabAccess::show(std::ostream& out, int) const {

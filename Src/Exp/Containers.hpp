@@ -21,10 +21,7 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
+    void for_each_child(ChildVisitor visit) const override { visit_each(visit, elements); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -48,10 +45,8 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
+    // Each key, then its value.
+    void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -95,12 +90,9 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
+    void for_each_child(ChildVisitor visit) const override;
     const Expression* head_access() const override { return head; }
     const ExpressionList* tab_access_indices() const override { return &indices; }
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

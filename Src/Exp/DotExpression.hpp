@@ -18,13 +18,12 @@ public:
     Expression* clone() const override { return new DotExpression(*this); }
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override { left->get_variables(out); }
+    void for_each_child(ChildVisitor visit) const override { visit(*left); }
+    // The variable read belongs to the scope of another instance: only the
+    // variables of `left` are this scope's.
+    void get_variables(VarSet& out) const override { Expression::get_variables(out); }
     std::string dot_access_name() const override { return name; }
     const Expression* head_access() const override { return left; }
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
-        left->set_env(env, locals, level);
-    }
-    void set_ambiant_action(const Action* a) override { left->set_ambiant_action(a); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;

@@ -9,8 +9,6 @@
 #include <sstream>
 #include <typeinfo>
 
-const Expression* Expression::last_expression = nullptr;
-
 int Expression::new_etag() {
     static std::atomic<int> next{1};
     return next++;
@@ -28,10 +26,27 @@ Expression* Expression::adjust_parameter(const UserFunction*, const std::vector<
     return clone();
 }
 
-void Expression::get_variables(VarSet&) const {}
-void Expression::change_var_name(const std::string&, const std::string&) {}
-void Expression::set_ambiant_action(const Action*) {}
-void Expression::set_parent(Bloc*) {}
+void Expression::for_each_child(ChildVisitor) const {}
+
+void Expression::get_variables(VarSet& out) const {
+    for_each_child([&](Expression& child) { child.get_variables(out); });
+}
+
+void Expression::change_var_name(const std::string& from, const std::string& to) {
+    for_each_child([&](Expression& child) { child.change_var_name(from, to); });
+}
+
+void Expression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
+    for_each_child([&](Expression& child) { child.set_env(env, locals, level); });
+}
+
+void Expression::set_ambiant_action(const Action* action) {
+    for_each_child([&](Expression& child) { child.set_ambiant_action(action); });
+}
+
+void Expression::set_parent(Bloc* parent) {
+    for_each_child([&](Expression& child) { child.set_parent(parent); });
+}
 
 int Expression::compare(const Expression& o) const {
     if (etag() != o.etag()) return etag() - o.etag();
@@ -65,14 +80,11 @@ Expression* Expression::make_is_undef(EvalContext* ctx, Expression* e, const yy:
     return new CallExpression(f->clone(), ExpressionList{e}, ctx ? ctx->global_env() : nullptr, loc);
 }
 
-void Expression::print_last_expression() {
-    const Expression* e = last_expression;
-    if (!e) return;
-    last_expression = nullptr;
+void Expression::report_failed_evaluation() const {
     std::ostringstream text;
-    e->show(text, 0);
+    show(text, 0);
     post("Error evaluating '%s'", text.str().c_str());
-    if (e->scloc()) post_location("", e->scloc());
+    if (scloc()) post_location("", scloc());
 }
 
 Expression* clone_or_null(const Expression* e) {
@@ -91,6 +103,15 @@ void delete_list(ExpressionList& list) {
     for (Expression* e : list)
         delete e;
     list.clear();
+}
+
+void visit_if_any(const ChildVisitor& visit, Expression* e) {
+    if (e) visit(*e);
+}
+
+void visit_each(const ChildVisitor& visit, const ExpressionList& list) {
+    for (Expression* e : list)
+        visit(*e);
 }
 
 int compare_nodes(const Expression* a, const Expression* b) {

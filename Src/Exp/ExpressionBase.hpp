@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Exp/ExpTypes.hpp"
+#include "Exp/FunctionRef.hpp"
 #include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
 
@@ -30,6 +31,7 @@ struct CompareVarPtr {
 };
 using VarSet = std::set<const Var*, CompareVarPtr>;
 using ExpressionList = std::vector<Expression*>;
+using ChildVisitor = FunctionRef<void(Expression&)>;
 
 class Expression : public ASTNode {
 public:
@@ -46,18 +48,24 @@ public:
     // A copy of the tree where the names of `parameters` read the arguments of `f`.
     virtual Expression* adjust_parameter(const UserFunction* f,
                                          const std::vector<std::string>& parameters) const;
+
+    // Calls `visit` on each direct subexpression, in the order they are
+    // written. The walks below go down the tree through it; a node overrides
+    // a walk only to do something of its own there.
+    virtual void for_each_child(ChildVisitor visit) const;
     virtual void get_variables(VarSet& out) const;
     virtual void change_var_name(const std::string& from, const std::string& to);
+    // Binds the variables met in the tree; `level` is GLOBAL_SCOPE_LEVEL at the outermost scope.
+    virtual void set_env(Environment* env, const std::list<std::string>& locals, int level) const;
+    virtual void set_ambiant_action(const Action* action);
+    virtual void set_parent(Bloc* parent);
+
     // For assignment targets `$t[i, j]`: the head and the indices.
     virtual const Expression* head_access() const { return nullptr; }
     virtual std::string dot_access_name() const { return {}; }
     virtual const ExpressionList* tab_access_indices() const { return nullptr; }
     virtual const Var* is_a_variable() const { return nullptr; }
     virtual bool is_a_var_param() const { return false; }
-    // Binds the variables met in the tree; `level` is GLOBAL_SCOPE_LEVEL at the outermost scope.
-    virtual void set_env(Environment* env, const std::list<std::string>& locals, int level) const = 0;
-    virtual void set_ambiant_action(const Action* action);
-    virtual void set_parent(Bloc* parent);
     // Whether `show` needs no parentheses around this node.
     virtual bool auto_delimited() const { return false; }
     virtual void show(std::ostream& out, int precedence) const = 0;
@@ -84,9 +92,9 @@ public:
     static void finalize(Expression* e, EvalContext* ctx);
     static Expression* make_is_undef(EvalContext* ctx, Expression* e, const yy::location* loc);
 
-    // The expression under evaluation, for error reports.
-    static const Expression* last_expression;
-    static void print_last_expression();
+    // After an error met in evaluating this expression: prints the
+    // expression and where it is written.
+    void report_failed_evaluation() const;
 
     static int new_etag();
 };
@@ -108,25 +116,12 @@ public:
     using LocalizedExpression::LocalizedExpression;
 };
 
-// Marks an expression as the one under evaluation for the time of a scope,
-// so that an error deep inside can print it.
-class LastExpressionScope {
-public:
-    explicit LastExpressionScope(const Expression* e)
-        : saved(Expression::last_expression) {
-        Expression::last_expression = e;
-    }
-    ~LastExpressionScope() { Expression::last_expression = saved; }
-    LastExpressionScope(const LastExpressionScope&) = delete;
-    LastExpressionScope& operator=(const LastExpressionScope&) = delete;
-
-private:
-    const Expression* saved;
-};
-
 // Helpers for the many recursive operations of composite nodes.
 Expression* clone_or_null(const Expression* e);
 ExpressionList clone_list(const ExpressionList& list);
 void delete_list(ExpressionList& list);
 int compare_nodes(const Expression* a, const Expression* b);
 int compare_lists(const ExpressionList& a, const ExpressionList& b);
+// For `for_each_child`: a child that may be absent, and a list of children.
+void visit_if_any(const ChildVisitor& visit, Expression* e);
+void visit_each(const ChildVisitor& visit, const ExpressionList& list);

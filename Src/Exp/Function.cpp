@@ -102,7 +102,7 @@ Value PartiallyAppliedFunction::apply(const std::vector<Value>& more) const {
         all.insert(all.end(), more.begin(), more.end());
         return fct->apply(all);
     }
-    auto closure = std::make_shared<PartiallyAppliedFunction>(*this);
+    auto closure = make_counted<PartiallyAppliedFunction>(*this);
     closure->add_args(more);
     return Value::make<PafValue>(std::move(closure));
 }

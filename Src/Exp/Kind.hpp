@@ -1,41 +1,39 @@
-// The kinds of values. A value's kind is read from the low half-word of its
-// dispatch pointer (its "tag"), so a kind test is one load and one compare.
-// Each value class has one `Kind`; the registry checks at start-up that the
-// fourteen tags differ.
+// The kinds of values. Each value class has one constant `Kind`, whose tag
+// is fixed: the kind's rank, from 1 (undef) to 14 (exe). Every value stores
+// its tag, so a kind test is one load and one compare with a constant, and a
+// dispatch on kinds can be a switch. The same numbers on every compiler and
+// machine also give the order between values of different kinds.
 #pragma once
 
 #include <cstdint>
 #include <iosfwd>
-#include <map>
+#include <span>
 #include <string>
 
 class Kind {
 public:
-    using tag_t = std::int16_t;
+    // One byte: a value's tag is written by one byte store and tested against
+    // an immediate.
+    using tag_t = std::uint8_t;
+    static constexpr int count = 14;
 
-    // The static description of a value class; its tag is filled in by `_init_`.
-    constexpr Kind(const char* kind_name, int kind_rank)
-        : name(kind_name)
-        , rank(kind_rank) {}
-    // A kind entered in the registry at once, with a known tag.
-    Kind(const char* kind_name, tag_t kind_tag);
+    constexpr Kind(const char* kind_name, tag_t kind_tag)
+        : tag(kind_tag)
+        , name(kind_name)
+        , rank(kind_tag) {}
 
-    tag_t tag = 0;
+    tag_t tag;
     const char* name;
-    int rank;                    // number of kinds registered once this one is in
-    std::uintptr_t dispatch = 0; // the full dispatch pointer, for `listing`
+    int rank; // the place in the order between kinds, equal to the tag
 
-    // Builds the registry once: takes every value class's tag and checks that
-    // they are distinct. Safe to call many times.
-    static void _init_();
-
+    // The kind of a valid tag.
+    static const Kind& of(tag_t tag) noexcept;
+    // Name of a tag, "<unknown kind>" when no kind has it.
     static const char* look(tag_t tag);
     static const char* look(const Kind& kind) { return look(kind.tag); }
     // Tag of a kind name, 0 when unknown.
     static tag_t look(const std::string& kind_name);
     static void listing(std::ostream& out);
-    static const std::map<tag_t, const Kind*>& registry();
-
-private:
-    static void enter(Kind* kind);
+    // The fourteen kinds in rank order.
+    static std::span<const Kind* const> registry() noexcept;
 };

@@ -99,4 +99,4 @@ void NewInterpolatedMap::show_body(std::ostream& out) const {
 }
 
 NimValue::CadenziumValue()
-    : ValueCore(std::make_shared<nim_t>()) {}
+    : ValueCore(make_counted<nim_t>()) {}

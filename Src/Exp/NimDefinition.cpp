@@ -100,16 +100,6 @@ std::vector<Expression*> NimList::expressions() const {
     return all;
 }
 
-void NimList::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    for (const Expression* e : expressions())
-        e->set_env(env, locals, level);
-}
-
-void NimList::set_ambiant_action(const Action* a) {
-    for (Expression* e : expressions())
-        e->set_ambiant_action(a);
-}
-
 void NimList::show(std::ostream& out) const {
     show_or_default(out, x0, "0");
     if (y0) {
@@ -147,13 +137,13 @@ NimDefinition::~NimDefinition() {
 
 Value NimDefinition::bad_nim() const {
     post_location("Bad argument in NIM construction", location);
-    return Value::make<NimValue>(std::make_shared<NewInterpolatedMap>());
+    return Value::make<NimValue>(make_counted<NewInterpolatedMap>());
 }
 
 // Breakpoints are turned into values by the interpolation library; until it
 // is there, a written NIM is reported and evaluates to the empty one.
 Value NimDefinition::eval() const {
-    if (!list) return Value::make<NimValue>(std::make_shared<NewInterpolatedMap>());
+    if (!list) return Value::make<NimValue>(make_counted<NewInterpolatedMap>());
     if (list->points.empty()) {
         error("Bad Nim construction (?) [nim10]");
         CAD_INTERNAL_ERROR("empty NIM list");
@@ -163,18 +153,8 @@ Value NimDefinition::eval() const {
     return bad_nim();
 }
 
-void NimDefinition::get_variables(VarSet& out) const {
-    if (!list) return;
-    for (const Expression* e : list->expressions())
-        e->get_variables(out);
-}
-
-void NimDefinition::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    if (list) list->set_env(env, locals, level);
-}
-
-void NimDefinition::set_ambiant_action(const Action* a) {
-    if (list) list->set_ambiant_action(a);
+void NimDefinition::for_each_child(ChildVisitor visit) const {
+    if (list) visit_each(visit, list->expressions());
 }
 
 void NimDefinition::show(std::ostream& out, int) const {

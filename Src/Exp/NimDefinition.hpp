@@ -40,9 +40,8 @@ public:
     ~NimList();
 
     NimList* clone() const { return new NimList(*this); }
+    // The expressions present, in the order they are written.
     std::vector<Expression*> expressions() const;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const;
-    void set_ambiant_action(const Action* a);
     void show(std::ostream& out) const;
     int compare_with(const NimList& other) const;
 
@@ -61,9 +60,7 @@ public:
 
     Expression* clone() const override { return new NimDefinition(*this); }
     Value eval() const override;
-    void get_variables(VarSet& out) const override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
+    void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

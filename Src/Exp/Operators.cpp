@@ -62,7 +62,6 @@ UnaryExpression::UnaryExpression(const UnaryExpression& other)
     , operand(other.operand->clone()) {}
 
 Value UnaryExpression::eval() const {
-    LastExpressionScope scope(this);
     return operand->eval()->execute(op);
 }
 
@@ -117,12 +116,20 @@ BinaryExpression::~BinaryExpression() {
     delete right;
 }
 
+namespace {
+
+// `l op r` for an arithmetic operator; a failure is placed at `r`. The one
+// named result lets the value be built where the caller wants it.
+Value arithmetic(e_binop op, const TaggedValue& l, const Expression& r) {
+    Value result = l.execute(op, r.eval());
+    if (result->is_undef()) report_location(binop_to_string(op), r.scloc());
+    return result;
+}
+
+} // namespace
+
 Value BinaryExpression::combine(e_binop op, const TaggedValue& l, const Expression& r) {
-    if (is_arithmetic_op(op)) {
-        Value result = l.execute(op, r.eval());
-        if (result->is_undef()) report_location(binop_to_string(op), r.scloc());
-        return result;
-    }
+    if (is_arithmetic_op(op)) return arithmetic(op, l, r);
     if (is_relational_op(op)) return execute_rel(op, l, r.eval());
     if (op == OP_AND) return bool_value(l.get_bool() && eval_bool(&r));
     if (op == OP_OR) return bool_value(l.get_bool() || eval_bool(&r));
@@ -158,24 +165,9 @@ Expression* BinaryExpression::adjust_parameter(const UserFunction* f,
                                 location);
 }
 
-void BinaryExpression::get_variables(VarSet& out) const {
-    left->get_variables(out);
-    right->get_variables(out);
-}
-
-void BinaryExpression::change_var_name(const std::string& from, const std::string& to) {
-    left->change_var_name(from, to);
-    right->change_var_name(from, to);
-}
-
-void BinaryExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    left->set_env(env, locals, level);
-    right->set_env(env, locals, level);
-}
-
-void BinaryExpression::set_ambiant_action(const Action* a) {
-    left->set_ambiant_action(a);
-    right->set_ambiant_action(a);
+void BinaryExpression::for_each_child(ChildVisitor visit) const {
+    visit(*left);
+    visit(*right);
 }
 
 // Left-associative operators print their left operand at their own level;
@@ -226,7 +218,6 @@ IfExpression::~IfExpression() {
 }
 
 Value IfExpression::eval() const {
-    LastExpressionScope scope(this);
     return (eval_bool(condition) ? then_part : else_part)->eval();
 }
 
@@ -242,28 +233,10 @@ Expression* IfExpression::adjust_parameter(const UserFunction* f,
                             else_part->adjust_parameter(f, params), location);
 }
 
-void IfExpression::get_variables(VarSet& out) const {
-    condition->get_variables(out);
-    then_part->get_variables(out);
-    else_part->get_variables(out);
-}
-
-void IfExpression::change_var_name(const std::string& from, const std::string& to) {
-    condition->change_var_name(from, to);
-    then_part->change_var_name(from, to);
-    else_part->change_var_name(from, to);
-}
-
-void IfExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    condition->set_env(env, locals, level);
-    then_part->set_env(env, locals, level);
-    else_part->set_env(env, locals, level);
-}
-
-void IfExpression::set_ambiant_action(const Action* a) {
-    condition->set_ambiant_action(a);
-    then_part->set_ambiant_action(a);
-    else_part->set_ambiant_action(a);
+void IfExpression::for_each_child(ChildVisitor visit) const {
+    visit(*condition);
+    visit(*then_part);
+    visit(*else_part);
 }
 
 void IfExpression::show(std::ostream& out, int) const {

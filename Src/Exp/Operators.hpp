@@ -15,7 +15,6 @@ public:
     Expression* clone() const override { return new ScoreConstant(*this); }
     Value eval() const override { return value->deep_copy(); }
     ScoreEval eval_in_score() const override;
-    void set_env(Environment*, const std::list<std::string>&, int) const override {}
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int) const override { value->show(out); }
     int etag() const override;
@@ -37,14 +36,7 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override { operand->get_variables(out); }
-    void change_var_name(const std::string& from, const std::string& to) override {
-        operand->change_var_name(from, to);
-    }
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
-        operand->set_env(env, locals, level);
-    }
-    void set_ambiant_action(const Action* a) override { operand->set_ambiant_action(a); }
+    void for_each_child(ChildVisitor visit) const override { visit(*operand); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;
@@ -71,10 +63,7 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
+    void for_each_child(ChildVisitor visit) const override;
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;
@@ -97,10 +86,7 @@ public:
     ScoreEval eval_in_score() const override;
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
-    void get_variables(VarSet& out) const override;
-    void change_var_name(const std::string& from, const std::string& to) override;
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
+    void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

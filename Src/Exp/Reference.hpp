@@ -31,7 +31,6 @@ public:
     // A bare name (a process `::p`) evaluates to a process value.
     Expression* clone() const override { return new Reference(*this); }
     Value eval() const override { return Value::make<ProcValue>(uid); }
-    void set_env(Environment*, const std::list<std::string>&, int) const override {}
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

@@ -1,7 +1,8 @@
 // A value of the language: one object of a closed family of fourteen kinds,
-// held by `Value` in a buffer of three machine words. Simple kinds live in the
-// buffer; structured kinds hold one shared pointer, so copies share the
-// payload. Operations never throw: a bad one reports and yields undef.
+// held by `Value` in a buffer of three machine words (dispatch pointer, kind
+// tag, payload). Simple kinds live in the buffer; structured kinds hold one
+// counted pointer, so copies share the payload. Operations never throw: a
+// bad one reports and yields undef.
 #pragma once
 
 #include "Exp/ExpressionBase.hpp"
@@ -20,21 +21,17 @@ class TaggedValue : public Expression {
 public:
     using Expression::show;
 
-    // The kind tag: the low half-word of the dispatch pointer. Two values are
-    // of the same kind exactly when their tags are equal.
-    Kind::tag_t tag() const noexcept {
-        Kind::tag_t t;
-        std::memcpy(&t, static_cast<const void*>(this), sizeof t);
-        return t;
-    }
+    // The kind tag, stored in the value by its class. Two values are of the
+    // same kind exactly when their tags are equal.
+    Kind::tag_t tag() const noexcept { return kind_tag; }
+    int rank() const noexcept { return kind_tag; }
+    const Kind& kind() const noexcept { return Kind::of(kind_tag); }
 
     // Copy-constructs this value at `place` (nothing when `place` is null).
     virtual void _construct_value_at(void* place) const = 0;
     virtual void _destroy_self_content() = 0;
     // Sign of this minus `other`, which is of the same kind.
     virtual int _compare_value_of_same_kind(const TaggedValue* other) const = 0;
-    virtual int rank() const = 0;
-    virtual const Kind& kind() const = 0;
     const char* kind_name() const { return kind().name; }
     // Whether the value holds a shared payload.
     virtual bool garbageable() const { return false; }
@@ -89,11 +86,18 @@ public:
     Expression* adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
         return clone();
     }
-    void set_env(Environment*, const std::list<std::string>&, int) const override {}
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out) const override = 0;
     void show(std::ostream& out, int) const override { show(out); }
     int compare_with(const Expression* other) const override;
+
+protected:
+    explicit TaggedValue(Kind::tag_t tag) noexcept
+        : kind_tag(tag) {}
+    TaggedValue(const TaggedValue&) = default;
+
+private:
+    const Kind::tag_t kind_tag;
 };
 
 class Value {

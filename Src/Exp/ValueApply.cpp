@@ -76,14 +76,18 @@ Value TaggedValue::apply(const std::vector<Value>&) const {
     return cannot_apply(*this, "Bad type in function application: cannot apply a", "fct");
 }
 
-// A non-numeric index gives undef silently; a float index is truncated.
 Value TabValue::apply(const TaggedValue& index) const {
+    return at(index, nullptr);
+}
+
+// A non-numeric index gives undef silently; a float index is truncated.
+Value TabValue::at(const TaggedValue& index, const Expression* site) const {
     if (!index.is_numeric()) return undef_value();
     const long i = index.get_int();
     const auto n = static_cast<long>(size());
     if (i < 0 || i >= n) {
         error("Tab index out of bound (index=%d, size=%d)", static_cast<int>(i), static_cast<int>(n));
-        Expression::print_last_expression();
+        if (site) site->report_failed_evaluation();
         return undef_value();
     }
     return (*val)[static_cast<std::size_t>(i)];

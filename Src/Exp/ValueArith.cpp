@@ -91,7 +91,7 @@ Value execute_tab(const TaggedValue& a, e_binop op, const TabValue& t) {
 }
 
 Value execute_map(const TaggedValue& a, e_binop op, const MapValue& m) {
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     for (const auto& [key, value] : entries_of(m))
         (*out)[key] = a.execute(op, value);
     return Value::make<MapValue>(std::move(out));
@@ -175,7 +175,7 @@ Value TabValue::execute(e_binop op, const TaggedValue& b) const {
 // Value by value; with another map, on the keys both have.
 Value MapValue::execute(e_binop op, const TaggedValue& b) const {
     if (!is_arithmetic_op(op)) return not_arithmetic(op);
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     if (b.is_map()) {
         const map_t& other = entries_of(value_cast<MapValue>(b));
         for (const auto& [key, value] : entries_of(*this)) {

@@ -83,7 +83,7 @@ bool ValueKeyOrder::operator()(const TaggedValue& a, const TaggedValue& b) const
     return vcompare(a, b) > 0;
 }
 
-int StringValue::_compare(const std::shared_ptr<std::string>& x) const {
+int StringValue::_compare(const CountedPtr<std::string>& x) const {
     static const std::string empty;
     return compare_bytes(val ? *val : empty, x ? *x : empty);
 }
@@ -92,13 +92,13 @@ int FctValue::_compare(const FunctionDefinition* x) const {
     return compare_bytes(name_of(val), name_of(x));
 }
 
-int PafValue::_compare(const std::shared_ptr<PartiallyAppliedFunction>& x) const {
+int PafValue::_compare(const CountedPtr<PartiallyAppliedFunction>& x) const {
     const int by_name = compare_bytes(name_of(val ? val->fct : nullptr), name_of(x ? x->fct : nullptr));
     if (by_name) return by_name;
     return (val ? val->nb_bound : 0) - (x ? x->nb_bound : 0);
 }
 
-int TabValue::_compare(const std::shared_ptr<tab_t>& x) const {
+int TabValue::_compare(const CountedPtr<tab_t>& x) const {
     static const tab_t empty;
     const tab_t& mine = val ? *val : empty;
     const tab_t& other = x ? *x : empty;
@@ -109,7 +109,7 @@ int TabValue::_compare(const std::shared_ptr<tab_t>& x) const {
 }
 
 // Two maps never end the walk equal: the result is then 1, as it always was.
-int MapValue::_compare(const std::shared_ptr<map_t>& x) const {
+int MapValue::_compare(const CountedPtr<map_t>& x) const {
     static const map_t empty;
     const map_t& mine = val ? *val : empty;
     const map_t& other = x ? *x : empty;
@@ -126,7 +126,7 @@ int MapValue::_compare(const std::shared_ptr<map_t>& x) const {
 }
 
 // Differences below 1 count as equal; two imaps never end the walk equal.
-int InterpolatedMapValue::_compare(const std::shared_ptr<imap_t>& x) const {
+int InterpolatedMapValue::_compare(const CountedPtr<imap_t>& x) const {
     static const imap_t empty;
     const imap_t& mine = val ? *val : empty;
     const imap_t& other = x ? *x : empty;
@@ -139,7 +139,7 @@ int InterpolatedMapValue::_compare(const std::shared_ptr<imap_t>& x) const {
     return 1;
 }
 
-int NimValue::_compare(const std::shared_ptr<nim_t>& x) const {
+int NimValue::_compare(const CountedPtr<nim_t>& x) const {
     if (!val || !x) return (val != nullptr) - (x != nullptr);
     return val->_compare(*x);
 }

@@ -108,7 +108,7 @@ Value TabValue::deep_copy() const {
 }
 
 Value MapValue::deep_copy() const {
-    auto copy = std::make_shared<map_t>();
+    auto copy = make_counted<map_t>();
     if (val)
         for (const auto& [key, value] : *val)
             copy->emplace(key->deep_copy(), value->deep_copy());
@@ -116,10 +116,9 @@ Value MapValue::deep_copy() const {
 }
 
 Value InterpolatedMapValue::deep_copy() const {
-    return Value::make<InterpolatedMapValue>(val ? std::make_shared<imap_t>(*val)
-                                                 : std::make_shared<imap_t>());
+    return Value::make<InterpolatedMapValue>(val ? make_counted<imap_t>(*val) : make_counted<imap_t>());
 }
 
 Value NimValue::deep_copy() const {
-    return Value::make<NimValue>(val ? std::make_shared<nim_t>(*val) : std::make_shared<nim_t>());
+    return Value::make<NimValue>(val ? make_counted<nim_t>(*val) : make_counted<nim_t>());
 }

@@ -1,11 +1,14 @@
 // The fourteen value classes. `ValueCore<T>` holds the payload and the
-// mechanics common to all kinds; each `CadenziumValue<T>` says what its kind
-// offers. The kinds are, in rank order: undef, bool, string, symbol, int,
-// float, funct, tab, map, imap, nim, paf, proc, exe.
+// mechanics common to all kinds, and stamps each value with its class's
+// kind tag; each `CadenziumValue<T>` says what its kind offers. The kinds
+// are, in rank order (which is also their tag): undef, bool, string,
+// symbol, int, float, funct, tab, map, imap, nim, paf, proc, exe.
 #pragma once
 
+#include "Exp/CountedPtr.hpp"
 #include "Exp/TaggedValue.hpp"
 
+#include <cassert>
 #include <map>
 #include <memory>
 #include <type_traits>
@@ -30,8 +33,6 @@ public:
     int _compare_value_of_same_kind(const TaggedValue* other) const final {
         return self()._compare(static_cast<const ValueCore*>(other)->val);
     }
-    int rank() const final { return CadenziumValue<T>::KIND.rank; }
-    const Kind& kind() const final { return CadenziumValue<T>::KIND; }
     Expression* clone() const final { return new CadenziumValue<T>(self()); }
     int etag() const final {
         static const int tag = Expression::new_etag();
@@ -40,10 +41,15 @@ public:
 
 protected:
     explicit ValueCore(const payload_type& v)
-        : val(v) {}
+        : TaggedValue(CadenziumValue<T>::KIND.tag)
+        , val(v) {}
     explicit ValueCore(payload_type&& v)
-        : val(std::move(v)) {}
-    ValueCore(const ValueCore&) = default;
+        : TaggedValue(CadenziumValue<T>::KIND.tag)
+        , val(std::move(v)) {}
+    // The tag is the class's constant, not read from the copied value.
+    ValueCore(const ValueCore& o)
+        : TaggedValue(CadenziumValue<T>::KIND.tag)
+        , val(o.val) {}
 
 private:
     const CadenziumValue<T>& self() const { return static_cast<const CadenziumValue<T>&>(*this); }
@@ -52,7 +58,7 @@ private:
 template <>
 class CadenziumValue<char> final : public ValueCore<char> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"undef", 1};
     CadenziumValue()
         : ValueCore(0) {}
     CadenziumValue(const CadenziumValue&) = default;
@@ -66,7 +72,7 @@ public:
 template <>
 class CadenziumValue<bool> final : public ValueCore<bool> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"bool", 2};
     explicit CadenziumValue(bool v = false)
         : ValueCore(v) {}
     CadenziumValue(const CadenziumValue&) = default;
@@ -78,17 +84,17 @@ public:
 };
 
 template <>
-class CadenziumValue<std::shared_ptr<std::string>> final : public ValueCore<std::shared_ptr<std::string>> {
+class CadenziumValue<CountedPtr<std::string>> final : public ValueCore<CountedPtr<std::string>> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"string", 3};
     CadenziumValue()
         : ValueCore(nullptr) {}
-    explicit CadenziumValue(std::shared_ptr<std::string> s)
+    explicit CadenziumValue(CountedPtr<std::string> s)
         : ValueCore(std::move(s)) {}
     explicit CadenziumValue(const std::string& s)
-        : ValueCore(std::make_shared<std::string>(s)) {}
+        : ValueCore(make_counted<std::string>(s)) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(const std::shared_ptr<std::string>& x) const;
+    int _compare(const CountedPtr<std::string>& x) const;
     bool garbageable() const override { return true; }
     bool get_bool() const override { return val && !val->empty(); }
     std::string get_string() const override { return val ? *val : std::string(); }
@@ -102,7 +108,7 @@ public:
 template <>
 class CadenziumValue<uid_for_symbol> final : public ValueCore<uid_for_symbol> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"symbol", 4};
     explicit CadenziumValue(uid_for_symbol uid = 0)
         : ValueCore(uid) {}
     CadenziumValue(const CadenziumValue&) = default;
@@ -116,7 +122,7 @@ public:
 template <>
 class CadenziumValue<long> final : public ValueCore<long> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"int", 5};
     // Integers of the language are 32-bit: a wider number wraps.
     explicit CadenziumValue(long v = 0)
         : ValueCore(static_cast<long>(static_cast<std::int32_t>(v))) {}
@@ -133,7 +139,7 @@ public:
 template <>
 class CadenziumValue<double> final : public ValueCore<double> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"float", 6};
     explicit CadenziumValue(double v = 0.0)
         : ValueCore(v) {}
     CadenziumValue(const CadenziumValue&) = default;
@@ -150,7 +156,7 @@ public:
 template <>
 class CadenziumValue<const FunctionDefinition*> final : public ValueCore<const FunctionDefinition*> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"funct", 7};
     explicit CadenziumValue(const FunctionDefinition* f = nullptr)
         : ValueCore(f) {}
     CadenziumValue(const CadenziumValue&) = default;
@@ -165,23 +171,28 @@ public:
 using tab_t = std::vector<Value>;
 
 template <>
-class CadenziumValue<std::shared_ptr<tab_t>> final : public ValueCore<std::shared_ptr<tab_t>> {
+class CadenziumValue<CountedPtr<tab_t>> final : public ValueCore<CountedPtr<tab_t>> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"tab", 8};
     CadenziumValue()
-        : ValueCore(std::make_shared<tab_t>()) {}
-    explicit CadenziumValue(std::shared_ptr<tab_t> t)
+        : ValueCore(make_counted<tab_t>()) {}
+    explicit CadenziumValue(CountedPtr<tab_t> t)
         : ValueCore(std::move(t)) {}
     explicit CadenziumValue(tab_t elements)
-        : ValueCore(std::make_shared<tab_t>(std::move(elements))) {}
+        : ValueCore(make_counted<tab_t>(std::move(elements))) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(const std::shared_ptr<tab_t>& x) const;
+    int _compare(const CountedPtr<tab_t>& x) const;
     bool garbageable() const override { return true; }
     bool get_bool() const override { return val && !val->empty(); }
     Value deep_copy() const override;
     Value execute(e_monop op) const override;
     Value execute(e_binop op, const TaggedValue& right) const override;
-    Value apply(const TaggedValue& arg) const override;
+    // The element at `index`, as `at` without a site.
+    Value apply(const TaggedValue& index) const override;
+    // The element at `index` (truncated; undef for a non-number). An index
+    // out of bounds is reported, with the expression `site` that indexes
+    // and its place when there is one.
+    Value at(const TaggedValue& index, const Expression* site) const;
     void show(std::ostream& out) const override;
     std::size_t size() const { return val ? val->size() : 0; }
 };
@@ -195,15 +206,15 @@ struct ValueKeyOrder {
 using map_t = std::map<Value, Value, ValueKeyOrder>;
 
 template <>
-class CadenziumValue<std::shared_ptr<map_t>> final : public ValueCore<std::shared_ptr<map_t>> {
+class CadenziumValue<CountedPtr<map_t>> final : public ValueCore<CountedPtr<map_t>> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"map", 9};
     CadenziumValue()
-        : ValueCore(std::make_shared<map_t>()) {}
-    explicit CadenziumValue(std::shared_ptr<map_t> m)
+        : ValueCore(make_counted<map_t>()) {}
+    explicit CadenziumValue(CountedPtr<map_t> m)
         : ValueCore(std::move(m)) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(const std::shared_ptr<map_t>& x) const;
+    int _compare(const CountedPtr<map_t>& x) const;
     bool garbageable() const override { return true; }
     bool get_bool() const override { return val && !val->empty(); }
     Value deep_copy() const override;
@@ -217,15 +228,15 @@ public:
 using imap_t = std::map<double, double>;
 
 template <>
-class CadenziumValue<std::shared_ptr<imap_t>> final : public ValueCore<std::shared_ptr<imap_t>> {
+class CadenziumValue<CountedPtr<imap_t>> final : public ValueCore<CountedPtr<imap_t>> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"imap", 10};
     CadenziumValue()
-        : ValueCore(std::make_shared<imap_t>()) {}
-    explicit CadenziumValue(std::shared_ptr<imap_t> m)
+        : ValueCore(make_counted<imap_t>()) {}
+    explicit CadenziumValue(CountedPtr<imap_t> m)
         : ValueCore(std::move(m)) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(const std::shared_ptr<imap_t>& x) const;
+    int _compare(const CountedPtr<imap_t>& x) const;
     bool garbageable() const override { return true; }
     bool get_bool() const override { return val && !val->empty(); }
     Value deep_copy() const override;
@@ -237,14 +248,14 @@ public:
 using nim_t = NewInterpolatedMap;
 
 template <>
-class CadenziumValue<std::shared_ptr<nim_t>> final : public ValueCore<std::shared_ptr<nim_t>> {
+class CadenziumValue<CountedPtr<nim_t>> final : public ValueCore<CountedPtr<nim_t>> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"nim", 11};
     CadenziumValue();
-    explicit CadenziumValue(std::shared_ptr<nim_t> m)
+    explicit CadenziumValue(CountedPtr<nim_t> m)
         : ValueCore(std::move(m)) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(const std::shared_ptr<nim_t>& x) const;
+    int _compare(const CountedPtr<nim_t>& x) const;
     bool garbageable() const override { return true; }
     bool get_bool() const override;
     Value deep_copy() const override;
@@ -254,16 +265,16 @@ public:
 };
 
 template <>
-class CadenziumValue<std::shared_ptr<PartiallyAppliedFunction>> final
-    : public ValueCore<std::shared_ptr<PartiallyAppliedFunction>> {
+class CadenziumValue<CountedPtr<PartiallyAppliedFunction>> final
+    : public ValueCore<CountedPtr<PartiallyAppliedFunction>> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"paf", 12};
     CadenziumValue()
         : ValueCore(nullptr) {}
-    explicit CadenziumValue(std::shared_ptr<PartiallyAppliedFunction> f)
+    explicit CadenziumValue(CountedPtr<PartiallyAppliedFunction> f)
         : ValueCore(std::move(f)) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(const std::shared_ptr<PartiallyAppliedFunction>& x) const;
+    int _compare(const CountedPtr<PartiallyAppliedFunction>& x) const;
     bool garbageable() const override { return true; }
     const FunctionDefinition* get_fct() const override;
     bool get_bool() const override;
@@ -275,7 +286,7 @@ public:
 template <>
 class CadenziumValue<const unique_identifier> final : public ValueCore<const unique_identifier> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"proc", 13};
     explicit CadenziumValue(unique_identifier uid = 0)
         : ValueCore(uid) {}
     CadenziumValue(const CadenziumValue&) = default;
@@ -287,7 +298,7 @@ public:
 template <>
 class CadenziumValue<unsigned long> final : public ValueCore<unsigned long> {
 public:
-    static Kind KIND;
+    static constexpr Kind KIND{"exe", 14};
     // Execution numbers are 32-bit.
     explicit CadenziumValue(unsigned long id = 0)
         : ValueCore(static_cast<std::uint32_t>(id)) {}
@@ -300,27 +311,31 @@ public:
 
 using UndefValue = CadenziumValue<char>;
 using BoolValue = CadenziumValue<bool>;
-using StringValue = CadenziumValue<std::shared_ptr<std::string>>;
+using StringValue = CadenziumValue<CountedPtr<std::string>>;
 using SymbValue = CadenziumValue<uid_for_symbol>;
 using IntValue = CadenziumValue<long>;
 using FloatValue = CadenziumValue<double>;
 using FctValue = CadenziumValue<const FunctionDefinition*>;
-using TabValue = CadenziumValue<std::shared_ptr<tab_t>>;
-using MapValue = CadenziumValue<std::shared_ptr<map_t>>;
-using InterpolatedMapValue = CadenziumValue<std::shared_ptr<imap_t>>;
-using NimValue = CadenziumValue<std::shared_ptr<nim_t>>;
-using PafValue = CadenziumValue<std::shared_ptr<PartiallyAppliedFunction>>;
+using TabValue = CadenziumValue<CountedPtr<tab_t>>;
+using MapValue = CadenziumValue<CountedPtr<map_t>>;
+using InterpolatedMapValue = CadenziumValue<CountedPtr<imap_t>>;
+using NimValue = CadenziumValue<CountedPtr<nim_t>>;
+using PafValue = CadenziumValue<CountedPtr<PartiallyAppliedFunction>>;
 using ProcValue = CadenziumValue<const unique_identifier>;
 using ExeValue = CadenziumValue<unsigned long>;
 
-static_assert(sizeof(TabValue) == Value::buffer_size, "the largest value fills the buffer exactly");
-static_assert(sizeof(MapValue) <= Value::buffer_size && sizeof(PafValue) <= Value::buffer_size);
-static_assert(sizeof(StringValue) <= Value::buffer_size && sizeof(NimValue) <= Value::buffer_size);
-static_assert(alignof(TabValue) <= alignof(void*));
+// Dispatch pointer, tag and one word of payload: every kind fits the buffer.
+template <class... V>
+constexpr bool fit_the_buffer = ((sizeof(V) <= Value::buffer_size && alignof(V) <= alignof(void*)) && ...);
+static_assert(
+    fit_the_buffer<UndefValue, BoolValue, StringValue, SymbValue, IntValue, FloatValue, FctValue, TabValue,
+                   MapValue, InterpolatedMapValue, NimValue, PafValue, ProcValue, ExeValue>);
+static_assert(sizeof(TabValue) == Value::buffer_size, "the structured values fill the buffer exactly");
 
 // The value class V of `v`, whose tag the caller has checked.
 template <class V>
 const V& value_cast(const TaggedValue& v) {
+    assert(v.tag() == V::KIND.tag && "value_cast to a kind the value is not of");
     return static_cast<const V&>(v);
 }
 

@@ -45,7 +45,7 @@ Value TabValue::execute(e_monop op) const {
 }
 
 Value MapValue::execute(e_monop op) const {
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     if (val)
         for (const auto& [key, value] : *val)
             out->emplace(key, value->execute(op));

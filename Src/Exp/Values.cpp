@@ -3,6 +3,7 @@
 
 #include "Base/Console.hpp"
 
+#include <memory>
 #include <sstream>
 
 const Value& undef_value() {
@@ -58,8 +59,19 @@ Value string_value(const std::string& s) {
     return Value::make<StringValue>(s);
 }
 
+namespace {
+
+// The text of a string given away by the caller, moved into a shared payload.
+CountedPtr<std::string> adopt(std::string* s) {
+    const std::unique_ptr<std::string> owned(s);
+    if (!owned) return nullptr;
+    return make_counted<std::string>(std::move(*owned));
+}
+
+} // namespace
+
 Value string_value(std::string* s) {
-    return Value::make<StringValue>(std::shared_ptr<std::string>(s));
+    return Value::make<StringValue>(adopt(s));
 }
 
 TaggedValue* pstring_value(const std::string& s) {
@@ -67,7 +79,7 @@ TaggedValue* pstring_value(const std::string& s) {
 }
 
 TaggedValue* pstring_value(std::string* s) {
-    return new StringValue(std::shared_ptr<std::string>(s));
+    return new StringValue(adopt(s));
 }
 
 TaggedValue* pstring_value(const char* s) {

@@ -7,13 +7,6 @@
 
 #include <string>
 
-// Makes the kind registry exist before any static constructor of a file that
-// includes this header uses a value.
-struct Initialisation_of_Expression {
-    explicit Initialisation_of_Expression(const char* header);
-};
-static Initialisation_of_Expression init_of_values_header("Exp/Values.hpp");
-
 // The total order behind map keys, tab comparison and relational operators
 // on non-numbers. Its sign is reversed: positive when a is less than b.
 int vcompare(const TaggedValue& a, const TaggedValue& b);

@@ -122,9 +122,13 @@ void Var::set_var(const TaggedValue& v) const {
     report_location("bad assignment", location);
 }
 
+void Var::for_each_child(ChildVisitor visit) const {
+    visit_if_any(visit, history_index);
+    visit_if_any(visit, history_date);
+}
+
 void Var::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    if (history_index) history_index->set_env(env, locals, level);
-    if (history_date) history_date->set_env(env, locals, level);
+    Expression::set_env(env, locals, level);
     if (vm_index != NO_INDEX || dynamic || !env) return;
     if (history_index && is_clock_variable(name)) {
         error("Error: variable %s cannot be delayed: delay ignored", name.c_str());
@@ -143,11 +147,6 @@ void Var::set_env(Environment* env, const std::list<std::string>& locals, int le
     depth = level;
 }
 
-void Var::set_ambiant_action(const Action* action) {
-    if (history_index) history_index->set_ambiant_action(action);
-    if (history_date) history_date->set_ambiant_action(action);
-}
-
 Expression* Var::adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const {
     const auto found = std::find(parameters.begin(), parameters.end(), name);
     if (found == parameters.end()) return clone();
@@ -156,13 +155,11 @@ Expression* Var::adjust_parameter(const UserFunction* f, const std::vector<std::
 
 void Var::get_variables(VarSet& out) const {
     out.insert(this);
-    if (history_index) history_index->get_variables(out);
-    if (history_date) history_date->get_variables(out);
+    Expression::get_variables(out);
 }
 
 void Var::change_var_name(const std::string& from, const std::string& to) {
-    if (history_index) history_index->change_var_name(from, to);
-    if (history_date) history_date->change_var_name(from, to);
+    Expression::change_var_name(from, to);
     if (name != from) return;
     name = to;
     uid = unique_id(to);

@@ -43,12 +43,16 @@ public:
     Expression* clone() const override { return new Var(*this); }
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
+    // The delay or count of a history read.
+    void for_each_child(ChildVisitor visit) const override;
+    // The variable itself, then those of its history expressions.
     void get_variables(VarSet& out) const override;
+    // Renames in the history expressions, then the variable if it has the name.
     void change_var_name(const std::string& from, const std::string& to) override;
     const Var* is_a_variable() const override { return this; }
+    // Binds the history expressions, then the variable itself: globally at the
+    // outermost scope, at `level` when it is one of `locals`.
     void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    // The expressions of a history read learn the action too.
-    void set_ambiant_action(const Action* action) override;
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;
@@ -88,6 +92,7 @@ public:
     Expression* adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
         return clone();
     }
+    // A parameter reads the frame of the call, never an environment.
     void set_env(Environment*, const std::list<std::string>&, int) const override {}
     int etag() const override;
 };
@@ -118,6 +123,7 @@ public:
 
     Value eval() const override { return compute(*this); }
     ScoreEval eval_in_score() const override;
+    // Computed, never stored: nothing to bind.
     void set_env(Environment*, const std::list<std::string>&, int) const override {}
     void set_ambiant_action(const Action* action) override { ambient = action; }
     Expression* clone() const override { return new SpecialVariable(*this); }
@@ -140,11 +146,7 @@ public:
 
     Value eval() const override;
     Expression* clone() const override { return new DateVar(*this); }
-    void get_variables(VarSet& out) const override { var->get_variables(out); }
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
-        var->set_env(env, locals, level);
-    }
-    void set_ambiant_action(const Action* a) override { var->set_ambiant_action(a); }
+    void for_each_child(ChildVisitor visit) const override { visit(*var); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -166,11 +168,7 @@ public:
 
     Value eval() const override;
     Expression* clone() const override { return new VarHistories(*this); }
-    void get_variables(VarSet& out) const override { var->get_variables(out); }
-    void set_env(Environment* env, const std::list<std::string>& locals, int level) const override {
-        var->set_env(env, locals, level);
-    }
-    void set_ambiant_action(const Action* a) override { var->set_ambiant_action(a); }
+    void for_each_child(ChildVisitor visit) const override { visit(*var); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

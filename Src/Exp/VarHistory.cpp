@@ -120,7 +120,7 @@ Value dates_tab(const var_management& vm, const std::vector<double>& dates) {
 }
 
 Value by_date_map(const var_management& vm, const std::vector<double>& dates) {
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     each_slot_oldest_first(
         vm, [&](int past) { (*out)[float_value(dates[vm.slot(past)])] = vm.values[vm.slot(past)]; });
     return Value::make<MapValue>(std::move(out));
@@ -143,7 +143,7 @@ Value make_history_rdate_tab(const var_management& vm) {
 }
 
 Value make_history_val_map(const var_management& vm) {
-    auto out = std::make_shared<map_t>();
+    auto out = make_counted<map_t>();
     each_slot_oldest_first(vm, [&](int past) { (*out)[int_value(past)] = vm.values[vm.slot(past)]; });
     return Value::make<MapValue>(std::move(out));
 }

@@ -89,20 +89,18 @@ void WithExpression::get_variables(VarSet& out) const {
         if (std::find(names.begin(), names.end(), v->name) == names.end()) out.insert(v);
 }
 
+// The written trees are children too: they are what copies are made from.
+void WithExpression::for_each_child(ChildVisitor visit) const {
+    visit_each(visit, written);
+    visit(*written_body);
+    visit_each(visit, helper->exprs);
+    visit_if_any(visit, helper->body);
+}
+
 void WithExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
     for (const Expression* e : helper->exprs)
         e->set_env(env, locals, level);
     if (helper->body) helper->body->set_env(env, locals, level);
-}
-
-// The trees as written are told too: they are what copies are made from.
-void WithExpression::set_ambiant_action(const Action* a) {
-    for (Expression* e : written)
-        e->set_ambiant_action(a);
-    written_body->set_ambiant_action(a);
-    for (Expression* e : helper->exprs)
-        e->set_ambiant_action(a);
-    if (helper->body) helper->body->set_ambiant_action(a);
 }
 
 void WithExpression::show(std::ostream& out, int precedence) const {

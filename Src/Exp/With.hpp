@@ -33,9 +33,13 @@ public:
     Value eval() const override { return helper->letapply(); }
     Expression* adjust_parameter(const UserFunction* f,
                                  const std::vector<std::string>& parameters) const override;
+    // The trees as written, then their closed form in the helper.
+    void for_each_child(ChildVisitor visit) const override;
+    // Those of the written trees, but the names bound here.
     void get_variables(VarSet& out) const override;
+    // Only the closed form is evaluated: in the written trees the bound
+    // names would be taken for variables of the environment.
     void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
-    void set_ambiant_action(const Action* a) override;
     bool auto_delimited() const override { return false; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;

@@ -32,6 +32,7 @@ public:
     Expression* clone() const override { return new ActionAsExpression(*this); }
     Value eval() const override;
     Value eval_with_current_pos(double position) const override;
+    // The action holds no subexpression but has variables to collect and bind.
     void get_variables(VarSet& out) const override;
     void set_env(Environment* env, const std::list<std::string>& locals, int level) const override;
     bool auto_delimited() const override { return true; }

@@ -92,13 +92,13 @@ inline Value tab_of_ints(std::initializer_list<long> elements) {
     return tab_value(std::move(t));
 }
 inline Value map_of(std::initializer_list<std::pair<Value, Value>> entries) {
-    auto m = std::make_shared<map_t>();
+    auto m = make_counted<map_t>();
     for (const auto& [k, v] : entries)
         m->emplace(k, v);
     return Value::make<MapValue>(std::move(m));
 }
 inline Value imap_of(std::initializer_list<std::pair<double, double>> entries) {
-    auto m = std::make_shared<imap_t>();
+    auto m = make_counted<imap_t>();
     for (const auto& [x, y] : entries)
         m->emplace(x, y);
     return Value::make<InterpolatedMapValue>(std::move(m));

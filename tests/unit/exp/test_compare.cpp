@@ -93,8 +93,23 @@ TEST(Order, ComparisonBetweenATabAndANumberIsStable) {
     EXPECT_EQ(rel(tab_of_ints({1}), OP_LT, int_value(2)), first > 0);
 }
 
+// Between kinds the order is the kinds' ranks, numbers standing together as
+// one block: the same on every compiler and machine.
+TEST(Order, KindsFollowTheirRanks) {
+    const Value map = map_of({{exe_value(1), int_value(0)},
+                              {tab_of_ints({1}), int_value(0)},
+                              {float_value(2.5), int_value(0)},
+                              {Value::make<SymbValue>(Reference::unique_id("sym")), int_value(0)},
+                              {int_value(7), int_value(0)},
+                              {string_value("s"), int_value(0)},
+                              {bool_value(true), int_value(0)},
+                              {map_of({}), int_value(0)}});
+    EXPECT_EQ(text(*map),
+              "MAP{ (true, 0), (\"s\", 0), (sym, 0), (2.5, 0), (7, 0), (TAB[1], 0), (MAP{  }, 0), (`1, 0) }");
+}
+
 TEST(MapKeys, NumericKeysOfDifferentKindsAreOneKey) {
-    auto m = std::make_shared<map_t>();
+    auto m = make_counted<map_t>();
     m->emplace(int_value(1), string_value("int"));
     m->emplace(float_value(1.0), string_value("float"));
     m->emplace(string_value("1"), string_value("string"));

@@ -96,6 +96,31 @@ TEST_F(Expressions, TabAccessOnTabsScalarsAndStrings) {
     EXPECT_TRUE(console.contains("Error evaluating 'TAB [1, 2][5]'")) << "the expression is printed";
 }
 
+// Each access that indexes out of a tab reports itself and its place, even
+// when another has just failed inside it.
+TEST_F(Expressions, AFailingTabAccessReportsItselfAndWhereItIsWritten) {
+    yy::location outer_place, inner_place;
+    outer_place.initialize(std::make_shared<const std::string>("walks.score"), 7, 3);
+    inner_place.initialize(std::make_shared<const std::string>("walks.score"), 9, 12);
+    Expression* inner = new TabAccess(tab_of({lit(1)}), {lit(3)}, &inner_place);
+    Expression* index = new IfExpression(inner, lit(0), lit(5));
+    console.clear();
+    EXPECT_TRUE(eval(new TabAccess(tab_of({lit(1), lit(2)}), {index}, &outer_place))->is_undef());
+
+    std::vector<std::string> said;
+    for (const auto& [level, line] : console.lines)
+        said.push_back(line);
+    const std::vector<std::string> expected = {
+        "Tab index out of bound (index=3, size=1)",
+        "Error evaluating 'TAB [1][3]'",
+        " " + location_string(inner_place),
+        "Tab index out of bound (index=5, size=2)",
+        "Error evaluating 'TAB [1, 2][(TAB [1][3] ? 0 : 5)]'",
+        " " + location_string(outer_place),
+    };
+    EXPECT_EQ(said, expected);
+}
+
 TEST_F(Expressions, ComprehensionsOverCountsRangesAndTabs) {
     EXPECT_EQ(
         text(*eval(TabComprehension::make_over(&ctx, new Var(&ctx, "$i"), lit(3), var("$i"), nullptr))),

@@ -26,7 +26,7 @@ struct Samples {
                   imap_of({{0, 1}, {1, 2}}),
                   Value::make<NimValue>(),
                   Value::make<PafValue>(
-                      std::make_shared<PartiallyAppliedFunction>(sum, std::vector<Value>{int_value(1)})),
+                      make_counted<PartiallyAppliedFunction>(sum, std::vector<Value>{int_value(1)})),
                   Value::make<ProcValue>(Reference::unique_id("::robust")),
                   exe_value(1)};
     }
