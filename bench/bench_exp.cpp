@@ -69,10 +69,10 @@ BENCHMARK(BM_CopyTabValue);
 
 // `$t[2]` through the expression tree, the tab held by a variable.
 void BM_EvalTabIndex(benchmark::State& state) {
-    FakeEngine engine;
-    std::unique_ptr<Expression> access(new TabAccess(new Var(&engine, "$t"), ExpressionList{lit(2)}));
-    Expression::finalize(access.get(), &engine);
-    engine.global.set_var(engine.global.get_vm(std::string("$t"))->index, tab_of_ints({1, 2, 3, 4}));
+    TestContext ctx;
+    std::unique_ptr<Expression> access(new TabAccess(new Var(&ctx, "$t"), ExpressionList{lit(2)}));
+    Expression::finalize(access.get(), &ctx);
+    ctx.global.set_var(ctx.global.get_vm(std::string("$t"))->index, tab_of_ints({1, 2, 3, 4}));
     for (auto _ : state) {
         Value v = access->eval();
         benchmark::DoNotOptimize(v);
@@ -82,12 +82,12 @@ BENCHMARK(BM_EvalTabIndex);
 
 // `[$a, $a + 1, "x" + "y"]`: a fresh tab and a fresh string each time.
 void BM_BuildTabAndString(benchmark::State& state) {
-    FakeEngine engine;
+    TestContext ctx;
     std::unique_ptr<Expression> tab(
-        tab_of({new Var(&engine, "$a"), bin(OP_PLUS, new Var(&engine, "$a"), lit(1)),
+        tab_of({new Var(&ctx, "$a"), bin(OP_PLUS, new Var(&ctx, "$a"), lit(1)),
                 bin(OP_PLUS, lit("x"), lit("y"))}));
-    Expression::finalize(tab.get(), &engine);
-    engine.global.set_var(engine.global.get_vm(std::string("$a"))->index, int_value(7));
+    Expression::finalize(tab.get(), &ctx);
+    ctx.global.set_var(ctx.global.get_vm(std::string("$a"))->index, int_value(7));
     for (auto _ : state) {
         Value v = tab->eval();
         benchmark::DoNotOptimize(v);

@@ -128,7 +128,7 @@ StateMarkov::StateMarkov(Event* e, double proba)
     add_transition(this, probaMarkov);
 }
 
-void StateMarkov::Infere(CadAlign& align) {
+void StateMarkov::Infere(CadAlign&) {
     const double o = get_obs();
     ForwardLast = Forward = o * StateIn;
     if (Forward > 1.0 && StateChain::verbosity >= 1)

@@ -41,7 +41,7 @@ void StateSemiMarkov::Observe(CadAlign& align) {
 
 // The newest normaliser is that of the previous frame: this frame's does not
 // exist yet. A product that overflows keeps its last finite value.
-void StateSemiMarkov::Observe(CadAlign& align, int u) {
+void StateSemiMarkov::Observe(CadAlign&, int u) {
     u_max = u;
     if (obsCumNorm.capacity() < OBS_HISTORY) obsCumNorm.reserve(OBS_HISTORY);
     if (!obs || obs->empty()) {

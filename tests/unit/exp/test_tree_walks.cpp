@@ -48,10 +48,10 @@ protected:
     // `times` for each (a `with` holds two forms of each binding).
     void expect_every_probe_reached(Expression* made, int times = 1, int bound = 1) {
         std::unique_ptr<Expression> e(made);
-        e->set_env(&engine.global, {}, GLOBAL_SCOPE_LEVEL);
+        e->set_env(&ctx.global, {}, GLOBAL_SCOPE_LEVEL);
         e->change_var_name("$nobody", "$someone");
-        e->set_ambiant_action(reinterpret_cast<const Action*>(&engine));
-        e->set_parent(reinterpret_cast<Bloc*>(&engine));
+        e->set_ambiant_action(reinterpret_cast<const Action*>(&ctx));
+        e->set_parent(reinterpret_cast<Bloc*>(&ctx));
         ASSERT_FALSE(reached.empty());
         for (std::size_t i = 0; i < reached.size(); ++i) {
             SCOPED_TRACE("probe " + std::to_string(i) + " of " + text(*e));
@@ -63,7 +63,7 @@ protected:
         reached.clear();
     }
 
-    FakeEngine engine;
+    TestContext ctx;
     std::deque<Reached> reached; // stable addresses
 };
 
@@ -80,19 +80,19 @@ TEST_F(TreeWalks, OperatorsAndContainersReachEveryOperand) {
 }
 
 TEST_F(TreeWalks, CallsAndComprehensionsReachEveryPart) {
-    expect_every_probe_reached(new CallExpression(probe(), {probe(), probe()}, &engine.global));
+    expect_every_probe_reached(new CallExpression(probe(), {probe(), probe()}, &ctx.global));
     expect_every_probe_reached(
-        new TabComprehension(new Var(&engine, "$i"), probe(), probe(), probe(), probe(), probe(), probe()));
-    expect_every_probe_reached(TabComprehension::make_over(&engine, nullptr, probe(), probe(), nullptr));
+        new TabComprehension(new Var(&ctx, "$i"), probe(), probe(), probe(), probe(), probe(), probe()));
+    expect_every_probe_reached(TabComprehension::make_over(&ctx, nullptr, probe(), probe(), nullptr));
 }
 
 TEST_F(TreeWalks, VariablesReachTheirHistoryExpressions) {
-    expect_every_probe_reached(new Var(&engine, "$h", probe(), nullptr));
-    expect_every_probe_reached(new Var(&engine, "$d", probe(), DURATION_SECONDS, nullptr));
-    expect_every_probe_reached(new DateVar(new Var(&engine, "$d", probe(), nullptr), DURATION_BEATS));
-    expect_every_probe_reached(new VarHistories(new Var(&engine, "$v", probe(), DURATION_BEATS, nullptr),
+    expect_every_probe_reached(new Var(&ctx, "$h", probe(), nullptr));
+    expect_every_probe_reached(new Var(&ctx, "$d", probe(), DURATION_SECONDS, nullptr));
+    expect_every_probe_reached(new DateVar(new Var(&ctx, "$d", probe(), nullptr), DURATION_BEATS));
+    expect_every_probe_reached(new VarHistories(new Var(&ctx, "$v", probe(), DURATION_BEATS, nullptr),
                                                 VarHistories::DATES, true));
-    expect_every_probe_reached(new DotExpression(&engine, probe(), new Var(&engine, "$x")));
+    expect_every_probe_reached(new DotExpression(&ctx, probe(), new Var(&ctx, "$x")));
 }
 
 TEST_F(TreeWalks, NimDefinitionsReachEveryBreakpointExpression) {
@@ -115,15 +115,15 @@ TEST_F(TreeWalks, NimDefinitionsReachEveryBreakpointExpression) {
 // is bound, where the names of the `with` are parameters.
 TEST_F(TreeWalks, WithReachesBothFormsAndBindsOnlyTheClosedOne) {
     expect_every_probe_reached(
-        new WithExpression({{new Var(&engine, "$w"), probe()}, {new Var(&engine, "$z"), probe()}}, probe()),
+        new WithExpression({{new Var(&ctx, "$w"), probe()}, {new Var(&ctx, "$z"), probe()}}, probe()),
         2);
 
     std::unique_ptr<Expression> with(
-        new WithExpression({{new Var(&engine, "$bound"), new Var(&engine, "$free")}},
-                           bin(OP_PLUS, new Var(&engine, "$bound"), lit(1))));
-    Expression::finalize(with.get(), &engine);
-    EXPECT_EQ(engine.global.get_vm(std::string("$bound")), nullptr) << "a bound name is not a variable";
-    EXPECT_NE(engine.global.get_vm(std::string("$free")), nullptr);
+        new WithExpression({{new Var(&ctx, "$bound"), new Var(&ctx, "$free")}},
+                           bin(OP_PLUS, new Var(&ctx, "$bound"), lit(1))));
+    Expression::finalize(with.get(), &ctx);
+    EXPECT_EQ(ctx.global.get_vm(std::string("$bound")), nullptr) << "a bound name is not a variable";
+    EXPECT_NE(ctx.global.get_vm(std::string("$free")), nullptr);
     VarSet vars;
     with->get_variables(vars);
     ASSERT_EQ(vars.size(), 1u);
@@ -133,10 +133,10 @@ TEST_F(TreeWalks, WithReachesBothFormsAndBindsOnlyTheClosedOne) {
 // Renaming reaches variables however deep they sit, history reads included.
 TEST_F(TreeWalks, RenamingReachesNestedVariables) {
     std::unique_ptr<Expression> e(
-        new TabDefinition({new Var(&engine, "$old", new Var(&engine, "$old"), nullptr),
-                           new CallExpression(new Var(&engine, "$f"),
-                                              {new IfExpression(lit(true), new Var(&engine, "$old"), lit(0))},
-                                              &engine.global)}));
+        new TabDefinition({new Var(&ctx, "$old", new Var(&ctx, "$old"), nullptr),
+                           new CallExpression(new Var(&ctx, "$f"),
+                                              {new IfExpression(lit(true), new Var(&ctx, "$old"), lit(0))},
+                                              &ctx.global)}));
     e->change_var_name("$old", "$new");
     EXPECT_EQ(text(*e), "TAB [[$new#]:$new, $f((true ? $new : 0))]");
     VarSet vars;
