@@ -29,7 +29,7 @@ bool DotExpression::alive(unsigned long& exe) const {
         report_location("", location);
         return false;
     }
-    exe = value_cast<ExeValue>(*v).val;
+    exe = value_cast<ExeValue>(*v).number();
     return v->get_bool();
 }
 

@@ -124,9 +124,6 @@ public:
     explicit GlobalEnvironment(EvalContext* ctx);
     ~GlobalEnvironment() override;
 
-    // The context of the last global environment built, for values that
-    // ask whether an execution still runs.
-    static EvalContext* engine();
     GlobalEnvironment* global() const override { return const_cast<GlobalEnvironment*>(this); }
 
     // Registry of functions. Registered definitions belong to the

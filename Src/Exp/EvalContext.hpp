@@ -48,8 +48,6 @@ public:
     virtual Value ambient_exe(const Action* /*ambient*/) const { return exe_value(0); }
     // Starts an instance of `proc` at beat `beat_pos`; its execution, or exe 0
     // when nothing started.
-    // Whether execution `id` still runs.
-    virtual bool exe_running(unsigned long /*id*/) const { return false; }
     // The innermost environment of the running execution `id` that defines
     // the variable `uid`, or null.
     virtual Environment* exe_environment(unsigned long /*id*/, unique_identifier /*uid*/) const { return nullptr; }

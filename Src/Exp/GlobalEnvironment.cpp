@@ -3,11 +3,7 @@
 #include "Exp/Reference.hpp"
 #include "Exp/ScalarFunctions.hpp"
 
-#include <atomic>
-
 namespace {
-
-std::atomic<EvalContext*> last_engine{nullptr};
 
 // Room for the score's globals, so that pointers to variables stay valid
 // while a score defines them.
@@ -17,20 +13,13 @@ constexpr std::size_t reserved_variables = 120;
 
 GlobalEnvironment::GlobalEnvironment(EvalContext* engine)
     : Environment(engine) {
-    last_engine = engine;
     reset_cached_variables();
     install_scalar_functions(*this);
 }
 
 GlobalEnvironment::~GlobalEnvironment() {
-    EvalContext* mine = ctx;
-    last_engine.compare_exchange_strong(mine, nullptr);
     for (auto& [uid, f] : functions)
         delete f;
-}
-
-EvalContext* GlobalEnvironment::engine() {
-    return last_engine;
 }
 
 void GlobalEnvironment::reset_cached_variables() {

@@ -85,10 +85,6 @@ bool NimValue::get_bool() const {
     return val && !val->empty();
 }
 
-bool ExeValue::get_bool() const {
-    EvalContext* engine = GlobalEnvironment::engine();
-    return engine && engine->exe_running(val);
-}
 
 Value TaggedValue::deep_copy() const {
     return Value(*this);

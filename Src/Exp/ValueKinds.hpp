@@ -6,6 +6,7 @@
 #pragma once
 
 #include "Exp/CountedPtr.hpp"
+#include "Exp/Execution.hpp"
 #include "Exp/TaggedValue.hpp"
 
 #include <cassert>
@@ -296,16 +297,23 @@ public:
 };
 
 template <>
-class CadenziumValue<unsigned long> final : public ValueCore<unsigned long> {
+class CadenziumValue<CountedPtr<Execution>> final : public ValueCore<CountedPtr<Execution>> {
 public:
     static constexpr Kind KIND{"exe", 14};
-    // Execution numbers are 32-bit.
-    explicit CadenziumValue(unsigned long id = 0)
-        : ValueCore(static_cast<std::uint32_t>(id)) {}
+    // No execution (number 0).
+    CadenziumValue()
+        : ValueCore(nullptr) {}
+    explicit CadenziumValue(CountedPtr<Execution> e)
+        : ValueCore(std::move(e)) {}
     CadenziumValue(const CadenziumValue&) = default;
-    int _compare(unsigned long x) const { return (val > x) - (val < x); }
+    // Executions compare by number.
+    int _compare(const CountedPtr<Execution>& x) const {
+        const std::uint32_t a = number(), b = x ? x->number() : 0;
+        return (a > b) - (a < b);
+    }
+    std::uint32_t number() const { return val ? val->number() : 0; }
     // True while the execution it names still runs.
-    bool get_bool() const override;
+    bool get_bool() const override { return val && val->running(); }
     void show(std::ostream& out) const override;
 };
 
@@ -322,7 +330,7 @@ using InterpolatedMapValue = CadenziumValue<CountedPtr<imap_t>>;
 using NimValue = CadenziumValue<CountedPtr<nim_t>>;
 using PafValue = CadenziumValue<CountedPtr<PartiallyAppliedFunction>>;
 using ProcValue = CadenziumValue<const unique_identifier>;
-using ExeValue = CadenziumValue<unsigned long>;
+using ExeValue = CadenziumValue<CountedPtr<Execution>>;
 
 // Dispatch pointer, tag and one word of payload: every kind fits the buffer.
 template <class... V>

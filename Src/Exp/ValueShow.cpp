@@ -112,5 +112,5 @@ void ProcValue::show(std::ostream& out) const {
 }
 
 void ExeValue::show(std::ostream& out) const {
-    out << '`' << val;
+    out << '`' << number();
 }

@@ -86,6 +86,11 @@ TaggedValue* pstring_value(const char* s) {
     return new StringValue(std::string(s ? s : ""));
 }
 
+Value exe_value(unsigned long number) {
+    if (number == 0) return Value::make<ExeValue>();
+    return Value::make<ExeValue>(make_counted<Execution>(static_cast<std::uint32_t>(number), false));
+}
+
 Value tab_value(tab_t elements) {
     return Value::make<TabValue>(std::move(elements));
 }

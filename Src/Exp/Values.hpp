@@ -26,9 +26,12 @@ inline Value float_value(double v) {
 inline Value bool_value(bool v) {
     return Value::make<BoolValue>(v);
 }
-inline Value exe_value(unsigned long id) {
-    return Value::make<ExeValue>(id);
+// The value naming a running execution, as its runtime hands it out.
+inline Value exe_value(CountedPtr<Execution> execution) {
+    return Value::make<ExeValue>(std::move(execution));
 }
+// A value naming execution `number` that does not run (0: no execution).
+Value exe_value(unsigned long number);
 Value tab_value(tab_t elements);
 
 // The string of `get_string(a)` followed by `get_string(b)`.

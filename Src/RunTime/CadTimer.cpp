@@ -32,6 +32,7 @@ CadTimer::CadTimer(t_scheduler* sched)
 CadTimer::CadTimer(Runtime& runtime, Bloc& b, double start, const Expression* end, double delay,
                    duration_type unit)
     : id(runtime.next_execution())
+    , execution(make_counted<Execution>(static_cast<std::uint32_t>(id), true))
     , sched(&runtime.scheduler)
     , rt(&runtime)
     , stack(*runtime.get_envs())
@@ -47,6 +48,7 @@ CadTimer::CadTimer(Runtime& runtime, Bloc& b, double start, const Expression* en
     father = runtime.get_exe();
     abort_handler = runtime.handlers_firing > 0 ? 1 : 0;
     if (!runtime.admit_timer() || over_before_start()) {
+        execution->end();
         finished = dead_on_arrival = 1;
         stack.clear();
         return;
@@ -88,6 +90,7 @@ void CadTimer::register_active() {
 
 void CadTimer::unregister_active() {
     rt->unregister_timer(this);
+    execution->end();
 }
 
 void CadTimer::leave_context() {

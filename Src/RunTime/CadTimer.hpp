@@ -5,6 +5,8 @@
 // life: once finished, with no callback running and no child alive.
 #pragma once
 
+#include "Exp/CountedPtr.hpp"
+#include "Exp/Execution.hpp"
 #include "Exp/ExpTypes.hpp"
 #include "Exp/VarManagement.hpp"
 
@@ -127,6 +129,9 @@ public:
 
     // ---- fields ----
     std::uint64_t id = 0;
+    // The life of this instance as exe values see it: running while the
+    // instance is registered.
+    CountedPtr<Execution> execution;
     t_scheduler* sched;
     // The runtime the instance runs in; null for a bare timer.
     Runtime* rt = nullptr;

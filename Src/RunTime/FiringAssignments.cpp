@@ -37,7 +37,7 @@ void Firing::visit(LocalAssignment& a) {
         ::post_location("Local assignment: bad lhs", a.location);
         return;
     }
-    const auto id = value_cast<ExeValue>(*obj).val;
+    const auto id = value_cast<ExeValue>(*obj).number();
     CadTimer* timer = rt.find_exe(id);
     if (!timer) {
         ::post_location("Warning: local assignment to a vanished block", a.location);

@@ -59,7 +59,7 @@ void kill_by_name(Runtime& rt, const Value& target, bool rec, const yy::location
         return;
     }
     if (target->is_exe()) {
-        CadTimer* t = rt.find_exe(value_cast<ExeValue>(*target).val);
+        CadTimer* t = rt.find_exe(value_cast<ExeValue>(*target).number());
         if (t) t->Child_kill(rec);
         return;
     }
@@ -75,7 +75,7 @@ void kill_of_by_name(Runtime& rt, const Value& what, const Value& of, const yy::
     }
     const std::string action = what->get_string();
     if (of->is_exe()) {
-        cancel_in(rt, action, rt.find_exe(value_cast<ExeValue>(*of).val));
+        cancel_in(rt, action, rt.find_exe(value_cast<ExeValue>(*of).number()));
         return;
     }
     if (!of->is_string_or_symb()) {

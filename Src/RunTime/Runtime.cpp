@@ -63,16 +63,12 @@ bool Runtime::exe_time(double& position, double& tempo) const {
 // fathers that runs that action; the current timer when none does.
 Value Runtime::ambient_exe(const Action* ambient) const {
     for (const CadTimer* t = current_exe; t; t = t->father)
-        if (static_cast<const Action*>(t->bloc) == ambient) return exe_value(t->id);
-    return exe_value(current_exe ? current_exe->id : 0);
+        if (static_cast<const Action*>(t->bloc) == ambient) return exe_value(t->execution);
+    return current_exe ? exe_value(current_exe->execution) : exe_value(0);
 }
 
 std::unique_ptr<TempoOscillator> Runtime::make_tempo_oscillator() const {
     return make_t_tempo_var();
-}
-
-bool Runtime::exe_running(unsigned long id) const {
-    return find_exe(id) != nullptr;
 }
 
 Environment* Runtime::exe_environment(unsigned long id, unique_identifier uid) const {
@@ -91,7 +87,9 @@ Value Runtime::fire_action(Action& action, double position) {
     current_exe = nullptr;
     const std::uint64_t before = executions_made;
     Fire(*this, action, position, 0.0, DURATION_BEATS);
-    return exe_value(executions_made > before ? before + 1 : 0);
+    if (executions_made == before) return exe_value(0);
+    if (const CadTimer* started = find_exe(before + 1)) return exe_value(started->execution);
+    return exe_value(before + 1); // it ended within the firing
 }
 
 // ---- the context of evaluation ----

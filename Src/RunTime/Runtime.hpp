@@ -80,7 +80,6 @@ public:
     bool label_beat(const std::string& label, double& beat) const override;
     bool exe_time(double& position, double& tempo) const override;
     Value ambient_exe(const Action* ambient) const override;
-    bool exe_running(unsigned long id) const override;
     Environment* exe_environment(unsigned long id, unique_identifier uid) const override;
     Value fire_action(Action& action, double position) override;
     std::unique_ptr<TempoOscillator> make_tempo_oscillator() const override;

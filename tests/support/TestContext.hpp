@@ -36,7 +36,6 @@ public:
         return true;
     }
     Value ambient_exe(const Action*) const override { return exe_value(myself); }
-    bool exe_running(unsigned long id) const override { return running_exes.count(id) != 0; }
     Value launch_process(ProcDefinition*, const std::vector<Value>& args, float, const Action*) override {
         launched_args = args;
         return exe_value(77);
@@ -54,7 +53,6 @@ public:
     GlobalEnvironment global;
     std::vector<Environment*> stack;
     std::map<std::string, double> labels;
-    std::set<unsigned long> running_exes;
     bool in_execution = false;
     double exe_position = 0.0, exe_tempo = 60.0;
     unsigned long myself = 0;

@@ -151,9 +151,14 @@ TEST(ValueConversion, GettersFollowTheKindTable) {
     EXPECT_TRUE(map_of({{int_value(1), int_value(1)}})->get_bool());
     EXPECT_TRUE(Value::make<ProcValue>(Reference::unique_id("::p"))->get_bool());
 
-    ctx.running_exes = {3};
-    EXPECT_TRUE(exe_value(3)->get_bool()) << "an execution is true while it runs";
-    EXPECT_FALSE(exe_value(4)->get_bool());
+    const CountedPtr<Execution> running = make_counted<Execution>(3u, true);
+    const Value exe = exe_value(running);
+    const Value copy = exe;
+    EXPECT_TRUE(copy->get_bool()) << "an execution is true while it runs";
+    running->end();
+    EXPECT_FALSE(copy->get_bool()) << "every value naming it sees its end";
+    EXPECT_EQ(vcompare(*copy, *exe_value(3)), 0) << "executions compare by number";
+    EXPECT_FALSE(exe_value(4)->get_bool()) << "a number alone names nothing running";
 
     const auto* predefined = new SumFunction("@conv_sum", 1, &ctx.global);
     EXPECT_FALSE(Value::make<FctValue>(predefined)->get_bool()) << "a predefined function is false";

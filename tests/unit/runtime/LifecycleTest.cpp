@@ -137,3 +137,36 @@ TEST(Lifecycle, FramesFillTheWindowExactly) {
 }
 
 } // namespace
+
+namespace {
+
+// A host that keeps what it is sent.
+class KeepingHost : public TestHost {
+public:
+    void on_message(const message& m) override { sent.push_back(m.receiver + "@" + str_printf("%g", m.date)); }
+    std::vector<std::string> sent;
+};
+
+} // namespace
+
+// Nothing of an engine is shared with another: each has its own runtime,
+// its own time and its own executions, and an execution value asks its own.
+TEST(Lifecycle, TwoEnginesInOneProcessRunApart) {
+    ConsoleCapture console;
+    KeepingHost a, b;
+    const char* score = "bpm 60\nNOTE 60 1\n  group g {\n    $me := $MYSELF\n    2 print done\n  }\n"
+                        "  1 if ($me) { print running }\nNOTE 62 1\n";
+    ASSERT_TRUE(a.load(score));
+    ASSERT_TRUE(b.load(score));
+    a.engine.cadenzium_start();
+    b.engine.cadenzium_start();
+    a.engine.updatePosition(1);
+    a.engine.time().advance_to(5.0);
+    b.engine.time().advance_to(0.5);
+    b.engine.updatePosition(1);
+    EXPECT_EQ(a.sent, (std::vector<std::string>{"print@1", "print@2"})) << "running, then done";
+    EXPECT_TRUE(b.sent.empty()) << "b stands at 0.5 on its own clock";
+    b.engine.time().advance_to(1.5);
+    EXPECT_EQ(b.sent, (std::vector<std::string>{"print@1.5"}));
+    EXPECT_DOUBLE_EQ(a.engine.GetTime(), 5.0);
+}
