@@ -5,6 +5,7 @@
 #include "Exp/Values.hpp"
 
 #include <cmath>
+#include <cstdio>
 #include <ostream>
 
 void UndefValue::show(std::ostream& out) const {
@@ -41,12 +42,18 @@ void IntValue::show(std::ostream& out) const {
 }
 
 // An integral float keeps a ".0" so that it reads back as a float.
+// A whole number keeps its digits and a ".0" (1000000.0) up to where a
+// double holds every integer; beyond, and for what is not a whole number,
+// the stream's form (1e+20, 0.333333, inf).
 void FloatValue::show(std::ostream& out) const {
-    const double rounded = std::round(val);
-    if (val - rounded == 0)
-        out << rounded << ".0";
-    else
-        out << val;
+    constexpr double exact_integers = 1e15;
+    if (std::fabs(val) < exact_integers && val == std::round(val)) {
+        char digits[32];
+        std::snprintf(digits, sizeof digits, "%.0f.0", val);
+        out << digits;
+        return;
+    }
+    out << val;
 }
 
 void FctValue::show(std::ostream& out) const {

@@ -106,7 +106,7 @@ void CadAlign::MIDI_prepareObs() {
 
 void CadAlign::midi_envelope_set(double release_ms, double sustain_level, double sustain_ms) {
     heard.set_envelope(release_ms, sustain_level, sustain_ms);
-    post("%s - MIDI observation: release %.0f ms, sustain level %.2f reached in %.0f ms.", name(),
+    inform("%s - MIDI observation: release %.0f ms, sustain level %.2f reached in %.0f ms.", name(),
          heard.release_time(), heard.sustain(), heard.sustain_time());
 }
 

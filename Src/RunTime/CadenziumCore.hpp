@@ -66,6 +66,9 @@ public:
     void cadenzium_doit(int n, const float* values);
     void cadenzium_analysisParameters(int window, int hop);
     void cadenzium_init_dsp();
+    // Samples of the frames so far that were not finite numbers (read as
+    // silence); the frame path reports nothing itself.
+    std::size_t bad_samples() const { return non_finite_samples.load(std::memory_order_relaxed); }
 
     // ---- settings of the audio observation ----
     void cadenzium_variance(double v);
@@ -177,6 +180,7 @@ private:
     float window_size = 4096.0f;
     int frame_fill = 0;
     std::vector<float> frame_buffer;
+    std::atomic<std::size_t> non_finite_samples{0};
 
     std::atomic<bool> align_busy{false};
     bool frame_busy = false;

@@ -2,6 +2,7 @@
 
 #include "Base/Console.hpp"
 
+#include <cmath>
 #include <filesystem>
 #include <sndfile.h>
 
@@ -22,6 +23,18 @@ bool read_first_channel(SNDFILE* f, const SF_INFO& info, std::vector<float>& out
         if (got < CHUNK_FRAMES) break;
     }
     return sf_error(f) == SF_ERR_NO_ERROR;
+}
+
+// Samples that are no finite number would poison every spectrum after
+// them: they become silence. Gives how many there were.
+std::size_t silence_non_finite(std::vector<float>& samples) {
+    std::size_t bad = 0;
+    for (float& x : samples) {
+        if (std::isfinite(x)) continue;
+        x = 0.0f;
+        ++bad;
+    }
+    return bad;
 }
 
 } // namespace
@@ -45,6 +58,12 @@ std::optional<AudioFile> read_audio_file(const std::string& path) {
         error("cadenzium - Cannot read audio file '%s': %s", path.c_str(), sf_strerror(nullptr));
         return std::nullopt;
     }
+    if (info.samplerate < kLowestRate || info.samplerate > kHighestRate) {
+        sf_close(f);
+        error("cadenzium - Audio file '%s' declares %d Hz: sounds from %d to %d Hz are followed.", path.c_str(),
+              info.samplerate, kLowestRate, kHighestRate);
+        return std::nullopt;
+    }
     AudioFile file{path, {}, info.samplerate, info.channels};
     const bool complete = read_first_channel(f, info, file.samples);
     const std::string why = complete ? "" : sf_strerror(f);
@@ -57,5 +76,9 @@ std::optional<AudioFile> read_audio_file(const std::string& path) {
         error("cadenzium - Audio file '%s' holds no samples.", path.c_str());
         return std::nullopt;
     }
+    if (const std::size_t bad = silence_non_finite(file.samples))
+        error("cadenzium - Audio file '%s': %zu samples that are not numbers (NaN or infinite) are read as "
+              "silence.",
+              path.c_str(), bad);
     return file;
 }

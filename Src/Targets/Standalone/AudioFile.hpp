@@ -20,7 +20,12 @@ struct AudioFile {
     std::string describe() const;
 };
 
+// The sample rates a sound is followed at.
+constexpr int kLowestRate = 8000;
+constexpr int kHighestRate = 384000;
+
 // Reads the file, or reports on the console why it cannot and returns
-// nothing: a missing file, a file that is no sound file, or one that breaks
-// off while being read.
+// nothing: a missing file, a file that is no sound file, a sample rate out
+// of range, or one that breaks off while being read. Samples that are not
+// finite numbers are read as silence, and said once.
 std::optional<AudioFile> read_audio_file(const std::string& path);

@@ -9,11 +9,13 @@
 namespace {
 
 // The engine's console on the terminal: everything on standard error, so
-// that standard output carries only the command's results; posts are
-// dropped when quiet.
-void terminal_console(bool quiet) {
-    set_console_sink([quiet](ConsoleLevel level, std::string_view line) {
-        if (quiet && level == ConsoleLevel::Post) return;
+// that standard output carries only the command's results. The engine's
+// account of what it does shows with -v; quiet keeps errors only.
+void terminal_console(bool quiet, int verbosity) {
+    set_console_sink([quiet, verbosity](ConsoleLevel level, std::string_view line) {
+        const bool error = level == ConsoleLevel::Error || level == ConsoleLevel::Fault;
+        if (quiet && !error) return;
+        if (level == ConsoleLevel::Info && verbosity <= 0) return;
         std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
     });
 }
@@ -76,11 +78,11 @@ int main(int argc, char** argv) {
 
     CLI11_PARSE(app, argc, argv);
     if (check_cmd->parsed()) {
-        terminal_console(check.quiet);
+        terminal_console(check.quiet, check.verbosity);
         return run_check(check, std::cout);
     }
     if (follow_cmd->parsed()) {
-        terminal_console(follow.quiet);
+        terminal_console(follow.quiet, follow.verbosity);
         live_inputs(*follow_cmd, follow);
         return run_follow(follow, std::cout);
     }
