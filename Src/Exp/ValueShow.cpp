@@ -41,19 +41,15 @@ void IntValue::show(std::ostream& out) const {
     out << val;
 }
 
-// An integral float keeps a ".0" so that it reads back as a float.
-// A whole number keeps its digits and a ".0" (1000000.0) up to where a
-// double holds every integer; beyond, and for what is not a whole number,
-// the stream's form (1e+20, 0.333333, inf).
+// A whole number keeps its digits and a ".0" (1000000.0), so that it reads
+// back as a float, up to where a double holds every integer. Other numbers
+// show fifteen significant digits at most (0.3, 123456789.5, 1e+20, inf).
 void FloatValue::show(std::ostream& out) const {
     constexpr double exact_integers = 1e15;
-    if (std::fabs(val) < exact_integers && val == std::round(val)) {
-        char digits[32];
-        std::snprintf(digits, sizeof digits, "%.0f.0", val);
-        out << digits;
-        return;
-    }
-    out << val;
+    char digits[40];
+    const bool whole = std::fabs(val) < exact_integers && val == std::round(val);
+    std::snprintf(digits, sizeof digits, whole ? "%.0f.0" : "%.15g", val);
+    out << digits;
 }
 
 void FctValue::show(std::ostream& out) const {

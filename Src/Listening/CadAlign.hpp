@@ -97,6 +97,9 @@ public:
     // The number of the "MIDI" inlet, or -1.
     int MIDI_input() const;
     int AUDIO_input() const;
+    // Listening to MIDI with every note released: decoding is off until
+    // the next note; steps in between only let what was heard fade.
+    bool waiting_for_notes() const { return MIDI_input() >= 0 && !align_on; }
     // The raw input of an inlet for this frame (no allocation once the
     // inlet has been seen).
     void set_observation(int inlet, const float* values, int n);

@@ -114,6 +114,9 @@ public:
     bool stopped_by_fault() const { return rt.gave_up(); }
     // The tempo the listening machine follows now, in BPM (0 when unknown).
     double current_tempo_bpm() const { return tempo.get_tempo(); }
+    // The listening machine waits for the next MIDI note: until it comes,
+    // decoding steps decide nothing.
+    bool waiting_for_notes() const { return align->waiting_for_notes(); }
 
     // ---- accessors ----
     const char* thisName() const;

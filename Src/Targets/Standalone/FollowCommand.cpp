@@ -17,9 +17,8 @@ struct TraceTarget {
     std::ofstream file;
 };
 
-// Seconds a follow may run on after the last note, and last live.
+// Seconds a follow may run on after the last note.
 constexpr double kLongestTail = 3600.0;
-constexpr double kLongestLive = 86400.0;
 
 bool seconds_in_range(const char* option, double value, double longest) {
     if (std::isfinite(value) && value >= 0 && value <= longest) return true;
@@ -46,7 +45,7 @@ bool trace_spares_the_inputs(const FollowOptions& o) {
 
 bool options_make_sense(const FollowOptions& o) {
     return seconds_in_range("--tail", o.tail, kLongestTail) &&
-           seconds_in_range("--duration", o.duration, kLongestLive) && trace_spares_the_inputs(o);
+           seconds_in_range("--duration", o.duration, kLongestPerformance) && trace_spares_the_inputs(o);
 }
 
 bool open_trace(const std::string& path, TraceTarget& target) {
@@ -110,5 +109,5 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     report.end_progress();
     const bool fault = engine.stopped_by_fault();
     engine.cadenzium_stop();
-    return ok && !fault && report.trace_ok() ? 0 : 1;
+    return ok && !fault && report.finish_trace() ? 0 : 1;
 }

@@ -64,10 +64,22 @@ void FollowReport::say(const std::string& line) {
 void FollowReport::trace_line(const std::string& json) {
     if (trace_failed) return;
     *trace << json << '\n';
-    if (*trace) return;
+    check_trace();
+}
+
+void FollowReport::check_trace() {
+    if (trace_failed || *trace) return;
     trace_failed = true;
     error("cadenzium: cannot write the trace%s%s: the rest of the trace is lost",
           trace_name.empty() ? "" : " to ", trace_name.c_str());
+}
+
+bool FollowReport::finish_trace() {
+    std::lock_guard lock(lines);
+    if (!trace) return true;
+    trace->flush();
+    check_trace();
+    return !trace_failed;
 }
 
 void FollowReport::position(const PositionReport& r) {

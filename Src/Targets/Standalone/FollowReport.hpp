@@ -40,14 +40,15 @@ public:
     void end_progress();
     void show_progress(bool on) { progress_on = on; }
 
-    // Whether every trace line was written.
-    bool trace_ok() const { return !trace_failed; }
+    // Writes out what the trace still holds; whether every line was written.
+    bool finish_trace();
 
 private:
     // A human line, with the progress bar taken off the terminal first and
     // drawn again after.
     void say(const std::string& line);
     void trace_line(const std::string& json);
+    void check_trace();
     void draw_progress();
 
     std::ostream* human;

@@ -21,9 +21,11 @@ public:
 private:
     void deliver_notes_until(double t);
     void advance_clock(double t, bool realtime);
+    long skip_silence(long step, double t, double hop, double end);
 
     StandaloneHost& host;
     std::vector<MidiNote> notes;
     double duration;
     size_t next_note = 0;
+    double waiting_since = -1; // when the machine began to wait for notes
 };

@@ -20,6 +20,12 @@ void terminal_console(bool quiet, int verbosity) {
     });
 }
 
+// -v shows what the engine does, -vv more; --verbosity N says how much.
+void add_verbosity(CLI::App& cmd, int& verbosity) {
+    cmd.add_flag("-v", verbosity, "Show what the engine does (repeat for more detail)");
+    cmd.add_option("--verbosity", verbosity, "Engine verbosity (0 to 5)")->check(CLI::Range(0, 5));
+}
+
 // The options of `cadenzium follow`. The live inputs take an optional port:
 // whether they were given at all is read after parsing (see live_inputs).
 void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
@@ -40,17 +46,16 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
         ->expected(0, 1);
     input->require_option(1);
     cmd.add_option("--jack-server", follow.jack_server, "The JACK server to use (default: the default one)");
-    cmd.add_option("--duration", follow.duration, "Seconds a live follow lasts (default: until Ctrl-C)")
-        ->check(CLI::NonNegativeNumber);
+    // Their ranges are checked with the other options, in the follow command.
+    cmd.add_option("--duration", follow.duration, "Seconds a live follow lasts, up to a day (default: until Ctrl-C)");
     cmd.add_flag("--realtime", follow.realtime, "Pace a recorded performance by the wall clock");
     cmd.add_flag("--design-listening", follow.design_listening,
                  "Listen with the engine's default observation instead of the piano profile");
     cmd.add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
     cmd.add_option("--tail", follow.tail,
-                   "Seconds the follower and the electronics go on after the last note")
-        ->check(CLI::NonNegativeNumber);
+                   "Seconds the follower and the electronics go on after the last note, up to an hour");
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
-    cmd.add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
+    add_verbosity(cmd, follow.verbosity);
 }
 
 void live_inputs(const CLI::App& cmd, FollowOptions& follow) {
@@ -70,7 +75,7 @@ int main(int argc, char** argv) {
     check_cmd->add_option("score", check.score, "The score file")->required();
     check_cmd->add_flag("--events", check.list_events, "Print every event of the score");
     check_cmd->add_flag("-q,--quiet", check.quiet, "Print errors only");
-    check_cmd->add_option("-v,--verbosity", check.verbosity, "Engine verbosity (0 to 5)");
+    add_verbosity(*check_cmd, check.verbosity);
 
     FollowOptions follow;
     CLI::App* follow_cmd = app.add_subcommand("follow", "Follow a performance against a score");
