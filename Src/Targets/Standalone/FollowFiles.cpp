@@ -65,22 +65,22 @@ public:
     ListeningProfile profile(const FollowOptions&) const override { return design_profile(); }
 
     bool open(StandaloneHost& host) override {
-        sound = read_audio_file(path);
+        sound = SoundFile::open(path);
         if (!sound || !performance_length_ok(path, sound->seconds())) return false;
         post("cadenzium - %s", sound->describe().c_str());
-        host.listen_by_audio(sound->sample_rate, kFileBlock);
+        host.listen_by_audio(sound->sample_rate(), kFileBlock);
         return true;
     }
 
     bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) override {
-        AudioFollower follower(host, sound->samples, options.tail);
+        AudioFollower follower(host, *sound, options.tail);
         follower.run(options.realtime, progress_of(report, options, sound->seconds()));
-        return true;
+        return sound->report_reading();
     }
 
 private:
     std::string path;
-    std::optional<AudioFile> sound;
+    std::unique_ptr<SoundFile> sound;
 };
 
 } // namespace

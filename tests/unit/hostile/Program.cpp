@@ -13,9 +13,14 @@ namespace {
 
 std::string quoted(const std::string& arg) {
     std::string q = "'";
-    for (char c : arg)
-        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
+    for (char c : arg) {
+        if (c == '\'')
+            q.append("'\\''");
+        else
+            q.push_back(c);
+    }
+    q.push_back('\'');
+    return q;
 }
 
 std::string slurp(const fs::path& p) {
@@ -52,13 +57,14 @@ std::string Scratch::write(const std::string& name, const std::string& bytes) co
 }
 
 Outcome Scratch::run(const std::vector<std::string>& args, int limit) const {
-    std::string command = "cd " + quoted(dir.string()) + " && timeout -k 2 " + std::to_string(limit) + " " +
-                          quoted(CAD_PROGRAM);
+    std::ostringstream command;
+    command << "cd " << quoted(dir.string()) << " && timeout -k 2 " << limit << ' ' << quoted(CAD_PROGRAM);
     for (const std::string& a : args)
-        command += " " + quoted(a);
-    command += " >" + quoted((dir / "stdout").string()) + " 2>" + quoted((dir / "stderr").string()) + " </dev/null";
+        command << ' ' << quoted(a);
+    command << " >" << quoted((dir / "stdout").string()) << " 2>" << quoted((dir / "stderr").string())
+            << " </dev/null";
     const auto start = std::chrono::steady_clock::now();
-    const int raw = std::system(command.c_str());
+    const int raw = std::system(command.str().c_str());
     Outcome o;
     o.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     o.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
