@@ -31,6 +31,13 @@ public:
         at += n;
         return d;
     }
+    long integer() {
+        long v = 0;
+        const size_t n = std::min(sizeof v, size - std::min(at, size));
+        std::memcpy(&v, data + at, n);
+        at += n;
+        return v;
+    }
     std::string text() {
         const size_t n = std::min<size_t>(byte(), size - std::min(at, size));
         std::string s(reinterpret_cast<const char*>(data + at), n);
@@ -48,7 +55,7 @@ Value any_value(Bytes& in, int depth) {
     switch (in.byte() % 5) {
     case 0: return string_value(in.text());
     case 1: return float_value(in.number());
-    case 2: return int_value(static_cast<long>(in.number()));
+    case 2: return int_value(in.integer());
     case 3: return bool_value(in.byte() & 1);
     default: {
         tab_t elements;
