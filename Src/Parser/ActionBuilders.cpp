@@ -27,15 +27,12 @@ ExpVecList append_part(ParseDriver& driver, ExpVecList parts, ExpVec part, const
 
 ActionPtr make_message(ParseDriver& driver, MaxName receiver, ExpVecList parts, AttrVec attributes,
                        const yy::location& receiver_loc, const yy::location& loc) {
-    std::vector<ExpressionList> arguments;
-    for (ExpVec& part : parts)
-        arguments.push_back(release_expressions(std::move(part)));
-    if (arguments.empty()) {
+    if (parts.empty()) {
         empty_message(driver, receiver_loc);
-        arguments.push_back({new StringValue(std::string("Empty Message"))});
+        parts.push_back(expression_list(std::make_unique<StringValue>(std::string("Empty Message"))));
     }
     return std::make_unique<Message>(driver.build(), receiver.name, receiver.computed.release(),
-                                     std::move(arguments), nullptr, release_attributes(std::move(attributes)),
+                                     std::move(parts), nullptr, release_attributes(std::move(attributes)),
                                      &loc);
 }
 
@@ -64,7 +61,7 @@ namespace {
 CurveBreakpoint release_point(BreakPointValue& p) {
     CurveBreakpoint point;
     if (p.delay) point.delay = *p.delay;
-    point.values = release_expressions(std::move(p.values));
+    point.values = std::move(p.values);
     point.type = p.interpolation.type;
     point.dynamic_type = p.interpolation.dynamic.release();
     return point;
@@ -87,7 +84,7 @@ ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attri
 
 ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
                             AttrVec attributes, const yy::location& loc) {
-    return ActionPtr(Curve::make_simple(driver.build(), release_expressions(std::move(message)), nullptr,
+    return ActionPtr(Curve::make_simple(driver.build(), std::move(message), nullptr,
                                         release_attributes(std::move(attributes)), from.release(),
                                         to.release(), *duration, &loc));
 }

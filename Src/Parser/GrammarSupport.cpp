@@ -39,16 +39,8 @@ AttributeList* release_attributes(AttrVec list) {
     return out;
 }
 
-ExpressionList release_expressions(ExpVec list) {
-    ExpressionList out;
-    out.reserve(list.size());
-    for (ExpPtr& e : list)
-        out.push_back(e.release());
-    return out;
-}
-
 ExpressionList* release_expression_list(ExpVec list) {
-    return new ExpressionList(release_expressions(std::move(list)));
+    return new ExpressionList(std::move(list));
 }
 
 ActionList* release_actions(ActionVec list) {
@@ -131,7 +123,7 @@ ActionVec append_action(ActionVec list, ActionPtr action) {
 }
 
 ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c) {
-    return {a.release(), b.release(), c.release()};
+    return expression_list(std::move(a), std::move(b), std::move(c));
 }
 
 ExpressionList* strategy_list(ExpVec events) {

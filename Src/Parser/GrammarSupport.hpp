@@ -97,7 +97,6 @@ std::vector<std::vector<Pitch*>*>* release_trill(TrillList list);
 std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element);
 std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list);
 AttributeList* release_attributes(AttrVec list);
-ExpressionList release_expressions(ExpVec list);
 ExpressionList* release_expression_list(ExpVec list);
 ActionList* release_actions(ActionVec list);
 std::vector<Var*> release_vars(VarVec list);

@@ -168,6 +168,13 @@ private:
 // Shows a list of expressions separated by `sep`.
 void show_expressions(std::ostream& out, const ExpressionList& list, const char* sep);
 
+// Appends views of the nodes of an owning list (of expressions, variables...).
+template <class Owning>
+void append_views(std::vector<Expression*>& out, const Owning& list) {
+    for (const auto& e : list)
+        out.push_back(e.get());
+}
+
 // ---- names of hidden objects ----
 // "__anonymous<n>_<name>" ("$__anonymous..." with `dollar`), n counting the
 // hidden names of the reading; an anonymous prefix already on `name` is

@@ -9,13 +9,13 @@
 namespace {
 
 void delete_expressions(ExpressionList* list) {
-    if (!list) return;
-    delete_list(*list);
     delete list;
 }
 
 void collect_list(const ExpressionList* list, std::vector<Expression*>& out) {
-    if (list) out.insert(out.end(), list->begin(), list->end());
+    if (!list) return;
+    for (const ExpPtr& e : *list)
+        out.push_back(e.get());
 }
 
 } // namespace
@@ -125,7 +125,7 @@ void StrategyAttribute::collect_expressions(std::vector<Expression*>& out) const
 
 void TargetAttribute::collect_expressions(std::vector<Expression*>& out) const {
     collect_list(events, out);
-    for (Expression* e : {duration ? duration->expr : nullptr, logic, period, phase})
+    for (Expression* e : {duration ? duration->expr.get() : nullptr, logic, period, phase})
         if (e) out.push_back(e);
 }
 
@@ -138,7 +138,7 @@ void SyncVarAttribute::collect_expressions(std::vector<Expression*>& out) const 
 }
 
 void GrainAttribute::collect_expressions(std::vector<Expression*>& out) const {
-    if (grain && grain->expr) out.push_back(grain->expr);
+    if (grain && grain->expr) out.push_back(grain->expr.get());
 }
 
 std::vector<Expression*> attribute_expressions(const AttributeList* attributes) {

@@ -82,7 +82,6 @@ TabAssignment::TabAssignment(BuildContext* ctx, Expression* t, ExpressionList i,
 
 TabAssignment::~TabAssignment() {
     delete tab;
-    delete_list(indices);
 }
 
 void TabAssignment::show_target(std::ostream& out) const {
@@ -94,7 +93,7 @@ void TabAssignment::show_target(std::ostream& out) const {
 
 std::vector<Expression*> TabAssignment::own_expressions() const {
     std::vector<Expression*> all{tab, value};
-    all.insert(all.end(), indices.begin(), indices.end());
+    append_views(all, indices);
     return all;
 }
 
@@ -121,13 +120,13 @@ Action* make_let_assignment(BuildContext* ctx, Expression* target, Expression* v
     if (const Var* var = target->is_a_variable(); var && target->dot_access_name().empty())
         return new AssignmentAction(ctx, const_cast<Var*>(var), value, nullptr, attributes, loc);
     if (const ExpressionList* indices = target->tab_access_indices()) {
-        Expression* tab = target->head_access()->clone();
+        Expression* tab = target->head_access()->clone().release();
         ExpressionList copied = clone_list(*indices);
         delete target;
         return new TabAssignment(ctx, tab, std::move(copied), value, attributes, loc);
     }
     if (const std::string field = target->dot_access_name(); !field.empty()) {
-        Expression* object = target->head_access() ? target->head_access()->clone() : nullptr;
+        Expression* object = target->head_access() ? target->head_access()->clone().release() : nullptr;
         delete target;
         if (!object)
             return new AssignmentAction(ctx, new Var(ctx->eval, field, loc), value, nullptr, attributes, loc);

@@ -16,8 +16,6 @@ Message::Message(BuildContext* ctx, const std::string& name, Expression* compute
 
 Message::~Message() {
     delete receiver_expr;
-    for (ExpressionList& list : arguments)
-        delete_list(list);
 }
 
 namespace {
@@ -53,7 +51,7 @@ void Message::show_head(std::ostream& out) const {
 std::vector<Expression*> Message::own_expressions() const {
     std::vector<Expression*> all{receiver_expr};
     for (const ExpressionList& list : arguments)
-        all.insert(all.end(), list.begin(), list.end());
+        append_views(all, list);
     return all;
 }
 
@@ -134,7 +132,6 @@ ProcCall::ProcCall(BuildContext* ctx, const std::string& proc, Expression* compu
 
 ProcCall::~ProcCall() {
     delete process;
-    delete_list(args);
 }
 
 std::string ProcCall::word() const {
@@ -149,7 +146,7 @@ void ProcCall::show_head(std::ostream& out) const {
 
 std::vector<Expression*> ProcCall::own_expressions() const {
     std::vector<Expression*> all{process};
-    all.insert(all.end(), args.begin(), args.end());
+    append_views(all, args);
     return all;
 }
 
@@ -159,8 +156,12 @@ Internal_comm::Internal_comm(BuildContext* ctx, const std::string& cmd, Expressi
     , command(cmd)
     , args(std::move(a)) {}
 
-Internal_comm::~Internal_comm() {
-    delete_list(args);
+Internal_comm::~Internal_comm() = default;
+
+std::vector<Expression*> Internal_comm::own_expressions() const {
+    std::vector<Expression*> all;
+    append_views(all, args);
+    return all;
 }
 
 void Internal_comm::show_head(std::ostream& out) const {

@@ -117,7 +117,7 @@ public:
     ExpressionList args;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return args; }
+    std::vector<Expression*> own_expressions() const override;
 };
 
 // Actions on OSC channels and output files, named by an identifier.

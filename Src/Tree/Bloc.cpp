@@ -33,7 +33,7 @@ Bloc::~Bloc() {
 }
 
 std::vector<Expression*> Bloc::own_expressions() const {
-    return {until, during ? during->expr : nullptr, during_count};
+    return {until, during ? during->expr.get() : nullptr, during_count};
 }
 
 void Bloc::adopt(Action* child) {

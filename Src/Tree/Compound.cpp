@@ -56,7 +56,7 @@ int Lfwd::countActions() const {
 
 std::vector<Expression*> Lfwd::own_expressions() const {
     std::vector<Expression*> all = Bloc::own_expressions();
-    all.push_back(period.expr);
+    all.push_back(period.expr.get());
     return all;
 }
 
@@ -319,9 +319,10 @@ void WhenAction::compute_and_propage(const std::bitset<32>& context, Score* scor
     body->compute_and_propage(context, score);
 }
 
-Expression* make_event_condition(BuildContext* ctx, const yy::location* loc) {
-    return new BinaryExpression(OP_EQ, SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc),
-                                SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc), loc);
+ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc) {
+    return std::make_unique<BinaryExpression>(
+        OP_EQ, SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc),
+        SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc), loc);
 }
 
 // ---- whenever on a pattern ----

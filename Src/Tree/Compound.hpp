@@ -154,4 +154,4 @@ public:
 };
 
 // The condition of "whenever (event)": true at each change of $BEAT_POS.
-Expression* make_event_condition(BuildContext* ctx, const yy::location* loc);
+ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc);

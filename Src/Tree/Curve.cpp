@@ -22,10 +22,8 @@ SeqContFunction::SeqContFunction(SeqContFunction&& other) noexcept
 SeqContFunction::~SeqContFunction() {
     for (Reference* r : variables)
         delete r;
-    for (CurveBreakpoint& p : points) {
-        delete_list(p.values);
+    for (CurveBreakpoint& p : points)
         delete p.dynamic_type;
-    }
 }
 
 bool SeqContFunction::check_sizes() const {
@@ -42,8 +40,8 @@ bool SeqContFunction::check_sizes() const {
 std::vector<Expression*> SeqContFunction::expressions() const {
     std::vector<Expression*> all(variables.begin(), variables.end());
     for (const CurveBreakpoint& p : points) {
-        all.insert(all.end(), p.values.begin(), p.values.end());
-        all.push_back(p.delay.expr);
+        append_views(all, p.values);
+        all.push_back(p.delay.expr.get());
         all.push_back(p.dynamic_type);
     }
     return all;

@@ -54,8 +54,13 @@ DspFluidsynthAction::DspFluidsynthAction(BuildContext* ctx, const std::string& n
     , args(std::move(a)) {}
 
 DspFluidsynthAction::~DspFluidsynthAction() {
-    delete_list(args);
     delete duration;
+}
+
+std::vector<Expression*> DspFluidsynthAction::own_expressions() const {
+    std::vector<Expression*> all;
+    append_views(all, args);
+    return all;
 }
 
 DspFluidsynthAction* DspFluidsynthAction::make_with_duration(BuildContext* ctx, const std::string& n,

@@ -55,5 +55,5 @@ public:
     CadDuration* duration = nullptr;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return args; }
+    std::vector<Expression*> own_expressions() const override;
 };

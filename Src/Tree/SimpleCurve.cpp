@@ -21,19 +21,18 @@ SimpleCurveNames names_for(const std::string& n) {
 
 // The message of each step: the receiver and the leading arguments as
 // written, then the sampled value.
-Message* step_message(BuildContext* ctx, ExpressionList parts, Expression* sampled,
-                      const yy::location* loc) {
-    Expression* head = parts.front();
+Message* step_message(BuildContext* ctx, ExpressionList parts, ExpPtr sampled, const yy::location* loc) {
+    ExpPtr head = std::move(parts.front());
     parts.erase(parts.begin());
-    parts.push_back(sampled);
+    parts.push_back(std::move(sampled));
+    std::vector<ExpressionList> arguments;
+    arguments.push_back(std::move(parts));
     const TaggedValue* named = head->is_value();
     Message* m = nullptr;
-    if (named && named->is_string_or_symb()) {
-        m = new Message(ctx, named->get_string(), nullptr, {std::move(parts)}, nullptr, nullptr, loc);
-        delete head;
-    } else {
-        m = new Message(ctx, "", head, {std::move(parts)}, nullptr, nullptr, loc);
-    }
+    if (named && named->is_string_or_symb())
+        m = new Message(ctx, named->get_string(), nullptr, std::move(arguments), nullptr, nullptr, loc);
+    else
+        m = new Message(ctx, "", head.release(), std::move(arguments), nullptr, nullptr, loc);
     m->hidden = true;
     return m;
 }
@@ -42,7 +41,8 @@ Message* step_message(BuildContext* ctx, ExpressionList parts, Expression* sampl
 Action* step_group(BuildContext* ctx, ExpressionList parts, const SimpleCurveNames& names,
                    const yy::location* loc) {
     auto* body = new ActionList;
-    body->push_back(step_message(ctx, std::move(parts), new Var(ctx->eval, names.sampled, loc), loc));
+    body->push_back(
+        step_message(ctx, std::move(parts), std::make_unique<Var>(ctx->eval, names.sampled, loc), loc));
     auto* keep = new AssignmentAction(ctx, new Var(ctx->eval, names.state, loc),
                                       new Var(ctx->eval, names.sampled, loc), nullptr, nullptr, loc);
     keep->hidden = true;
@@ -58,9 +58,9 @@ Action* step_group(BuildContext* ctx, ExpressionList parts, const SimpleCurveNam
 std::vector<SeqContFunction> ramp(BuildContext* ctx, const SimpleCurveNames& names, Expression* from,
                                   Expression* to, const CadDuration& duration, const yy::location* loc) {
     std::vector<CurveBreakpoint> points(2);
-    points[0].values.push_back(from ? from : new Var(ctx->eval, names.state, loc));
+    points[0].values.push_back(from ? ExpPtr(from) : std::make_unique<Var>(ctx->eval, names.state, loc));
     points[1].delay = duration;
-    points[1].values.push_back(to);
+    points[1].values.emplace_back(to);
     std::vector<SeqContFunction> functions;
     functions.emplace_back(std::vector<Reference*>{new Var(ctx->eval, names.sampled, loc)}, std::move(points));
     return functions;
@@ -73,9 +73,9 @@ Action* Curve::make_simple(BuildContext* ctx, ExpressionList message, const CadD
                            const CadDuration& duration, const yy::location* loc) {
     if (message.empty()) {
         error("Empty message list in simplified curve");
-        message.push_back(new StringValue(std::string("SyntaxErrorInSimplifiedCurve")));
+        message.push_back(std::make_unique<StringValue>(std::string("SyntaxErrorInSimplifiedCurve")));
     }
-    const SimpleCurveNames names = names_for(message_name(message.front()));
+    const SimpleCurveNames names = names_for(message_name(message.front().get()));
 
     auto* kill = new KillAction(ctx, "", names.label, nullptr, nullptr, nullptr, loc);
     kill->hidden = true;

@@ -132,11 +132,10 @@ bool Anchor::check_all_references(const Score& score, bool verbose) {
 
 // ---- DotBloc ----
 
-DotBloc::DotBloc(BuildContext* ctx, const std::string& l, Var* var, const yy::location* loc)
+DotBloc::DotBloc(BuildContext* ctx, const std::string& l, VarPtr var, const yy::location* loc)
     : Var(ctx ? ctx->eval : nullptr, var->name, loc)
     , label(l) {
     dynamic = true;
-    delete var;
 }
 
 void DotBloc::show(std::ostream& out, int) const {

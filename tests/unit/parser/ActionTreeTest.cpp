@@ -240,7 +240,7 @@ TEST_F(ActionTree, ASimplifiedCurveWithoutStartGoesOnFromTheLastValue) {
     ASSERT_NE(group, nullptr);
     auto* ramp = dynamic_cast<Curve*>(group->actions.at(1));
     ASSERT_NE(ramp, nullptr);
-    const Expression* start = ramp->functions.at(0).points.at(0).values.at(0);
+    const Expression* start = ramp->functions.at(0).points.at(0).values.at(0).get();
     const Var* var = start->is_a_variable();
     ASSERT_NE(var, nullptr);
     EXPECT_EQ(var->name, "$__state_simple_curve__level");
