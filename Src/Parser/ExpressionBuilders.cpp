@@ -73,9 +73,9 @@ ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, cons
 }
 
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
-    Action* action =
-        Gfwd::make(driver.build(), "", nullptr, nullptr, release_actions(std::move(body)), nullptr, {}, &loc);
-    return std::make_unique<ActionAsExpression>(driver.eval(), action, driver.keep(loc));
+    ActionPtr action =
+        Gfwd::make(driver.build(), "", nullptr, {}, release_actions(std::move(body)), nullptr, {}, &loc);
+    return std::make_unique<ActionAsExpression>(driver.eval(), std::move(action), driver.keep(loc));
 }
 
 ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc) {

@@ -32,34 +32,21 @@ std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list
     return out;
 }
 
-AttributeList* release_attributes(AttrVec list) {
-    auto* out = new AttributeList;
-    for (AttrPtr& a : list)
-        out->push_back(a.release());
-    return out;
+AttributeList release_attributes(AttrVec list) {
+    return list;
 }
 
-ExpressionList* release_expression_list(ExpVec list) {
-    return new ExpressionList(std::move(list));
+ExpressionListPtr release_expression_list(ExpVec list) {
+    return std::make_unique<ExpressionList>(std::move(list));
 }
 
-ActionList* release_actions(ActionVec list) {
-    auto* out = new ActionList;
-    for (ActionPtr& a : list)
-        if (a) out->push_back(a.release());
-    return out;
+ActionList release_actions(ActionVec list) {
+    std::erase(list, nullptr);
+    return list;
 }
 
-std::vector<Var*> release_vars(VarVec list) {
-    std::vector<Var*> out;
-    out.reserve(list.size());
-    for (VarPtr& v : list)
-        out.push_back(v.release());
-    return out;
-}
-
-TimedEnd TimedEndValue::release() {
-    return {count.release(), duration.release()};
+std::vector<VarPtr> release_vars(VarVec list) {
+    return list;
 }
 
 void report_place(ParseDriver& driver, const yy::location& loc) {
@@ -126,14 +113,11 @@ ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c) {
     return expression_list(std::move(a), std::move(b), std::move(c));
 }
 
-ExpressionList* strategy_list(ExpVec events) {
+ExpressionListPtr strategy_list(ExpVec events) {
     if (events.empty()) return nullptr;
     return release_expression_list(std::move(events));
 }
 
-std::vector<Reference*> release_references(RefVec list) {
-    std::vector<Reference*> out;
-    for (RefPtr& r : list)
-        out.push_back(r.release());
-    return out;
+ReferenceList release_references(RefVec list) {
+    return list;
 }

@@ -9,8 +9,10 @@
 #include "Exp/NimDefinition.hpp"
 #include "Exp/Var.hpp"
 #include "Tree/Action.hpp"
+#include "Tree/ActionAttributes.hpp"
 #include "Tree/Attributes.hpp"
 #include "Tree/Bloc.hpp"
+#include "Tree/Curve.hpp"
 #include "Tree/DspActions.hpp"
 #include "Tree/Event.hpp"
 
@@ -51,13 +53,6 @@ using NimListPtr = std::unique_ptr<NimList>;
 using EquationPtr = std::unique_ptr<DspEquation>;
 using Equations = std::vector<EquationPtr>;
 
-// "during [...]": a count or a duration.
-struct TimedEndValue {
-    ExpPtr count;
-    DurPtr duration;
-    TimedEnd release();
-};
-
 // One "case e: actions" of a switch.
 struct CaseValue {
     ExpPtr test;
@@ -96,10 +91,10 @@ std::vector<Pitch*>* release_pitches(PitchList list);
 std::vector<std::vector<Pitch*>*>* release_trill(TrillList list);
 std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element);
 std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list);
-AttributeList* release_attributes(AttrVec list);
-ExpressionList* release_expression_list(ExpVec list);
-ActionList* release_actions(ActionVec list);
-std::vector<Var*> release_vars(VarVec list);
+AttributeList release_attributes(AttrVec list);
+ExpressionListPtr release_expression_list(ExpVec list);
+ActionList release_actions(ActionVec list);
+std::vector<VarPtr> release_vars(VarVec list);
 
 // Shows the place `loc` after an error of a builder.
 void report_place(ParseDriver& driver, const yy::location& loc);
@@ -162,8 +157,8 @@ ExpVecList single_part(ExpVec part);
 ActionVec append_action(ActionVec list, ActionPtr action);
 ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c);
 // The events of "@tight := {...}"; null when none is given.
-ExpressionList* strategy_list(ExpVec events);
-std::vector<Reference*> release_references(RefVec list);
+ExpressionListPtr strategy_list(ExpVec events);
+ReferenceList release_references(RefVec list);
 
 // ---- more expressions ----
 ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc);
@@ -188,9 +183,9 @@ ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, D
 ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
                        DurPtr delay, AttrVec attributes, const yy::location& loc);
 ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
-                     ActionVec body, ExpPtr until, TimedEndValue timed_end, const yy::location& loc);
+                     ActionVec body, ExpPtr until, TimedEnd timed_end, const yy::location& loc);
 ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attributes, CurveLists lists,
-                     ExpPtr until, TimedEndValue timed_end, const yy::location& loc);
+                     ExpPtr until, TimedEnd timed_end, const yy::location& loc);
 ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
                             AttrVec attributes, const yy::location& loc);
 ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const yy::location& loc);

@@ -220,28 +220,26 @@ std::string top_group_name(const Event* e) {
 
 } // namespace
 
-void ParseDriver::set_top_level_group(std::list<Action*>* list, const yy::location& loc) {
-    if (!list || list->empty() || !current_event) {
-        delete_actions(list);
-        return;
-    }
+void ParseDriver::set_top_level_group(ActionList list, const yy::location& loc) {
+    if (list.empty() || !current_event) return;
     Environment* global = eval() ? eval()->global_env() : nullptr;
     const Origin origin{Origin::EVENT, current_event, score};
     Action::restructure_sequence(build(), list);
-    if (list->size() == 1 && is_zero_delay(&list->front()->delay)) {
-        Action* only = list->front();
-        delete list;
+    if (list.size() == 1 && is_zero_delay(&list.front()->delay)) {
+        Action* only = list.front().get();
         only->set_env(global, {}, GLOBAL_SCOPE_LEVEL);
-        score->attach_top_action(only);
+        score->attach_top_action(std::move(list.front()));
         only->compute_origin(origin);
         return;
     }
     const std::string name = anonymous_name(build(), top_group_name(current_event), false);
     const CadDuration zero(0.0, DURATION_BEATS);
     const yy::location* where = loc.begin.filename ? &loc : current_event->location();
-    auto* group = new Gfwd(build(), name, &zero, nullptr, list, nullptr, {}, where);
-    group->hidden = true;
-    group->finalize_env(global);
-    score->attach_top_action(group);
-    group->compute_origin(origin);
+    auto group = std::make_unique<Gfwd>(build(), name, &zero, AttributeList{}, std::move(list), nullptr,
+                                        TimedEnd{}, where);
+    Gfwd* top = group.get();
+    top->hidden = true;
+    top->finalize_env(global);
+    score->attach_top_action(std::move(group));
+    top->compute_origin(origin);
 }

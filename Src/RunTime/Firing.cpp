@@ -101,7 +101,7 @@ void Firing::visit(Internal_comm& a) {
 
 void Firing::visit(CadAssert& a) {
     if (!runs(a)) return;
-    if (!condition_holds(a) || eval_bool(a.assertion)) return;
+    if (!condition_holds(a) || eval_bool(a.assertion.get())) return;
     error("%s", a.message.c_str());
     a.post_location();
 }

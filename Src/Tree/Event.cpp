@@ -27,7 +27,7 @@ int semitone_of(char letter, int accidental) {
 
 Pitch* Pitch::from_number(double value, const yy::location& loc) {
     auto* p = new Pitch;
-    p->location = make_location(loc);
+    p->location = make_location(loc).release();
     p->value = static_cast<float>(value);
     p->tied = value < 0;
     if (std::fabs(value) < 128) {
@@ -42,7 +42,7 @@ Pitch* Pitch::from_number(double value, const yy::location& loc) {
 
 Pitch* Pitch::from_name(const std::string& name, bool tied, const yy::location& loc) {
     auto* p = new Pitch;
-    p->location = make_location(loc);
+    p->location = make_location(loc).release();
     p->kind = SYMBOLIC;
     p->name = name;
     p->tied = tied;
@@ -94,18 +94,17 @@ float wrap_phi(double x) {
 
 // ---- Event ----
 
-Event::Event(int obs_inlet, float variance, AttributeList* attributes, yy::location* location, float period,
+Event::Event(int obs_inlet, float variance, AttributeList attributes, yy::location* location, float period,
              int direction, double beat_duration)
     : beat_duration_(beat_duration)
     , obs_inlet_(obs_inlet)
     , direction_(direction)
     , variance_(variance)
-    , attributes_(attributes)
+    , attributes_(std::move(attributes))
     , ScoreTempo_(period)
     , location_(location) {}
 
 Event::~Event() {
-    delete_attributes(attributes_);
     delete location_;
 }
 
@@ -137,9 +136,9 @@ void Event::reset(int obs_inlet, float variance) {
 // ---- BasicEvent, Silence ----
 
 BasicEvent::BasicEvent(Keyword kw, std::vector<float> p, int obs_inlet, float variance,
-                       AttributeList* attributes, yy::location* location, float period, int direction,
+                       AttributeList attributes, yy::location* location, float period, int direction,
                        double beat_duration)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration)
+    : Event(obs_inlet, variance, std::move(attributes), location, period, direction, beat_duration)
     , keyword(kw)
     , pitches(std::move(p)) {}
 
@@ -152,9 +151,9 @@ std::string BasicEvent::type_string() const {
     return "EVENT";
 }
 
-Silence::Silence(int obs_inlet, float variance, AttributeList* attributes, yy::location* location,
+Silence::Silence(int obs_inlet, float variance, AttributeList attributes, yy::location* location,
                  float period, int direction, double beat_duration)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration) {}
+    : Event(obs_inlet, variance, std::move(attributes), location, period, direction, beat_duration) {}
 
 // ---- TrillEvent ----
 
@@ -165,7 +164,7 @@ namespace {
 Event* make_sub_event(const std::vector<float>& pitches, int obs_inlet, float variance, float period,
                       int direction, int type) {
     auto* e = new BasicEvent(pitches.size() == 1 ? BasicEvent::NOTE : BasicEvent::CHORD, pitches, obs_inlet,
-                             variance, nullptr, nullptr, period, direction, 0);
+                             variance, AttributeList{}, nullptr, period, direction, 0);
     e->type(type);
     return e;
 }
@@ -193,9 +192,9 @@ std::string elements_text(const std::vector<std::vector<float>>& elements, const
 } // namespace
 
 TrillEvent::TrillEvent(std::vector<std::vector<float>> e, int obs_inlet, float variance,
-                       AttributeList* attributes, yy::location* location, float period, int direction,
+                       AttributeList attributes, yy::location* location, float period, int direction,
                        double beat_duration, int sub_type)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration)
+    : Event(obs_inlet, variance, std::move(attributes), location, period, direction, beat_duration)
     , elements(std::move(e)) {
     for (const auto& element : elements)
         sub_events.push_back(make_sub_event(element, obs_inlet, variance, period, direction, sub_type));
@@ -224,9 +223,9 @@ void TrillEvent::notenum(int n) {
 // ---- MultiEvent ----
 
 MultiEvent::MultiEvent(std::vector<std::vector<float>> e, std::vector<bool> m, int obs_inlet, float variance,
-                       AttributeList* attributes, yy::location* location, float period, int direction,
+                       AttributeList attributes, yy::location* location, float period, int direction,
                        double beat_duration, int number)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration)
+    : Event(obs_inlet, variance, std::move(attributes), location, period, direction, beat_duration)
     , elements(std::move(e))
     , marks(std::move(m)) {
     type(4);
@@ -237,7 +236,8 @@ MultiEvent::MultiEvent(std::vector<std::vector<float>> e, std::vector<bool> m, i
         if (marks[i]) {
             std::vector<std::vector<float>> trill;
             for (float p : elements[i]) trill.push_back({p});
-            sub = new TrillEvent(std::move(trill), obs_inlet, variance, nullptr, nullptr, period, direction, 0, 1);
+            sub = new TrillEvent(std::move(trill), obs_inlet, variance, AttributeList{}, nullptr, period,
+                                 direction, 0, 1);
             sub->type(2);
         } else {
             sub = make_sub_event(elements[i], obs_inlet, variance, period, direction, 0);

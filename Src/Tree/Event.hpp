@@ -45,7 +45,7 @@ float wrap_phi(double x);
 
 class Event : public ASTNode {
 public:
-    Event(int obs_inlet, float variance, AttributeList* attributes, yy::location* location, float period,
+    Event(int obs_inlet, float variance, AttributeList attributes, yy::location* location, float period,
           int direction, double beat_duration);
     ~Event() override;
 
@@ -86,7 +86,7 @@ public:
     // Midicent pitches, negative when tied; empty for silences and events.
     virtual std::vector<float> pitch_list() const = 0;
     virtual const std::vector<Event*>* get_sub_events() const { return nullptr; }
-    AttributeList* get_attl() const { return attributes_; }
+    const AttributeList& get_attl() const { return attributes_; }
     const yy::location* location() const { return location_; }
 
     virtual bool isEvent() const = 0;
@@ -101,7 +101,8 @@ public:
     virtual void show(std::ostream& out, bool with_position) const;
 
     Action* action() const { return action_; }
-    // Stores the top action of the event, overwriting any previous one.
+    // Stores the top action of the event (which the score owns), overwriting
+    // any previous one.
     void attach_action(Action* a) { action_ = a; }
     // The "@jump" targets (held by the attribute list), or null.
     const Expression* jump() const { return jump_; }
@@ -123,14 +124,14 @@ private:
     int direction_ = 0;
     float variance_ = 0;
     bool isHook_ = false;
-    AttributeList* attributes_ = nullptr;
+    AttributeList attributes_;
     float ScoreTempo_ = 1.0f;
     bool scoretempochange_ = false;
     bool fermata_ = false;
     bool withdummy_ = false;
-    const Expression* jump_ = nullptr;
+    const Expression* jump_ = nullptr; // held by the attributes
     std::string cuename_;
-    Action* action_ = nullptr;
+    Action* action_ = nullptr; // the score owns the actions
     int index_ = 0;
     yy::location* location_ = nullptr;
 };
@@ -140,7 +141,7 @@ class BasicEvent : public Event {
 public:
     enum Keyword { NOTE, CHORD, EVENT };
     BasicEvent(Keyword keyword, std::vector<float> pitches, int obs_inlet, float variance,
-               AttributeList* attributes, yy::location* location, float period, int direction,
+               AttributeList attributes, yy::location* location, float period, int direction,
                double beat_duration);
 
     std::vector<float> pitch_list() const override { return pitches; }
@@ -154,7 +155,7 @@ public:
 
 class Silence : public Event {
 public:
-    Silence(int obs_inlet, float variance, AttributeList* attributes, yy::location* location, float period,
+    Silence(int obs_inlet, float variance, AttributeList attributes, yy::location* location, float period,
             int direction, double beat_duration);
 
     std::vector<float> pitch_list() const override { return {}; }
@@ -169,7 +170,7 @@ public:
 class TrillEvent : public Event {
 public:
     TrillEvent(std::vector<std::vector<float>> elements, int obs_inlet, float variance,
-               AttributeList* attributes, yy::location* location, float period, int direction,
+               AttributeList attributes, yy::location* location, float period, int direction,
                double beat_duration, int sub_type = 1);
     ~TrillEvent() override;
 
@@ -196,8 +197,8 @@ public:
 class MultiEvent : public Event {
 public:
     MultiEvent(std::vector<std::vector<float>> elements, std::vector<bool> marks, int obs_inlet,
-               float variance, AttributeList* attributes, yy::location* location, float period,
-               int direction, double beat_duration, int notenum);
+               float variance, AttributeList attributes, yy::location* location, float period, int direction,
+               double beat_duration, int notenum);
     ~MultiEvent() override;
 
     std::vector<float> pitch_list() const override;

@@ -18,12 +18,12 @@ Score::Score(const std::string& file, EvalContext* eval, const InletMap* in, boo
     events.reserve(500);
     jump_scratch.reserve(10);
     // events[0] stands for the place before the first event.
-    auto* initial = new Silence(0, variance, nullptr, nullptr, 1.0f, 1, 0);
+    auto* initial = new Silence(0, variance, AttributeList{}, nullptr, 1.0f, 1, 0);
     events.push_back(initial);
 }
 
 Score::~Score() {
-    for (auto& [index, action] : actions_by_event) delete action;
+    actions_by_event.clear();
     for (Event* e : events) delete e;
 }
 
@@ -34,12 +34,10 @@ const yy::location* Score::keep_location(const yy::location& loc) {
 
 // The top action of the current event; a later block replaces (and frees)
 // an earlier one.
-void Score::attach_top_action(Action* action) {
+void Score::attach_top_action(std::unique_ptr<Action> action) {
     const int index = get_cur_index();
-    Action*& slot = actions_by_event[index];
-    if (slot != action) delete slot;
-    slot = action;
-    events[static_cast<size_t>(index)]->attach_action(action);
+    events[static_cast<size_t>(index)]->attach_action(action.get());
+    actions_by_event[index] = std::move(action);
 }
 
 int Score::CountActions() const {
@@ -113,7 +111,8 @@ void Score::close_previous_ioi() {
 
 // Steps shared by every builder once the event exists: label, tempo flag,
 // position, registration, and the jump targets.
-void Score::finish_event(Event* e, float duration, AttributeList* attributes, bool is_note) {
+void Score::finish_event(Event* e, float duration, bool is_note) {
+    const AttributeList& attributes = e->get_attl();
     if (get_fermata(attributes)) {
         e->direction(0);
         e->fermata(true);
@@ -137,60 +136,63 @@ void Score::finish_event(Event* e, float duration, AttributeList* attributes, bo
 
 // A note, a chord or a pitchless event: a grace event (duration <= 0) adds
 // to the onset distance of the last note; a sounding one closes it.
-Event* Score::add_basic(int keyword, std::vector<float> values, float duration, AttributeList* attributes,
+Event* Score::add_basic(int keyword, std::vector<float> values, float duration, AttributeList attributes,
                         const yy::location& loc) {
     const bool is_note = duration > 0;
     if (is_note) ++note_count;
     if (is_note && last_note_index > 0) close_previous_ioi();
     auto* e = new BasicEvent(static_cast<BasicEvent::Keyword>(keyword), std::move(values), current_obs_inlet,
-                             variance, attributes, make_location(loc), period, tempo_flag, duration);
+                             variance, std::move(attributes), make_location(loc).release(), period,
+                             tempo_flag, duration);
     if (is_note)
         ioi_accumulator = duration;
     else
         ioi_accumulator += duration;
+    const AttributeList& attl = e->get_attl();
     e->notenum(note_count);
     e->type(is_note ? 0 : 1);
-    e->isHook(get_hook(attributes));
-    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
-    finish_event(e, duration, attributes, is_note);
+    e->isHook(get_hook(attl));
+    e->withdummy((with_dummy || get_pizz(attl) || get_staccato(attl)) && duration != 0);
+    finish_event(e, duration, is_note);
     return e;
 }
 
-Event* Score::parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc) {
+Event* Score::parsing_note(Pitch* pitch, float duration, AttributeList attributes, const yy::location& loc) {
     float value = pitch ? pitch->value : 0;
     delete pitch;
     PitchConversion(value);
-    if (value != 0) return add_basic(BasicEvent::NOTE, {value}, duration, attributes, loc);
+    if (value != 0) return add_basic(BasicEvent::NOTE, {value}, duration, std::move(attributes), loc);
 
     // A zero pitch is a silence: it counts into the onset distance.
-    Event* e =
-        new Silence(current_obs_inlet, variance, attributes, make_location(loc), period, tempo_flag, duration);
+    Event* e = new Silence(current_obs_inlet, variance, std::move(attributes), make_location(loc).release(),
+                           period, tempo_flag, duration);
     ioi_accumulator += duration;
+    const AttributeList& attl = e->get_attl();
     e->notenum(note_count);
     e->type(duration <= 0 ? 1 : 0);
-    e->isHook(get_hook(attributes));
-    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
-    finish_event(e, duration, attributes, false);
+    e->isHook(get_hook(attl));
+    e->withdummy((with_dummy || get_pizz(attl) || get_staccato(attl)) && duration != 0);
+    finish_event(e, duration, false);
     return e;
 }
 
-Event* Score::parsing_event(float duration, AttributeList* attributes, const yy::location& loc) {
-    return add_basic(BasicEvent::EVENT, {}, duration, attributes, loc);
+Event* Score::parsing_event(float duration, AttributeList attributes, const yy::location& loc) {
+    return add_basic(BasicEvent::EVENT, {}, duration, std::move(attributes), loc);
 }
 
-Event* Score::parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList* attributes,
+Event* Score::parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList attributes,
                             const yy::location& loc) {
     std::vector<float> values = pitches ? pitch_values(*pitches) : std::vector<float>{};
     delete_pitches(pitches);
-    return add_basic(BasicEvent::CHORD, std::move(values), duration, attributes, loc);
+    return add_basic(BasicEvent::CHORD, std::move(values), duration, std::move(attributes), loc);
 }
 
-Event* Score::parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList* attributes,
-                            const yy::location& loc) {
+Event* Score::parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration,
+                            AttributeList attributes, const yy::location& loc) {
     if (lists && lists->size() == 1) {
         std::vector<Pitch*>* only = lists->front();
         delete lists;
-        return parsing_chord(only, duration, attributes, loc);
+        return parsing_chord(only, duration, std::move(attributes), loc);
     }
     std::vector<std::vector<float>> elements;
     if (lists) {
@@ -202,34 +204,36 @@ Event* Score::parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float dura
     }
     // A trill closes the previous onset distance whatever its duration.
     close_previous_ioi();
-    auto* e = new TrillEvent(std::move(elements), current_obs_inlet, variance, attributes, make_location(loc),
-                             period, tempo_flag, duration);
+    auto* e = new TrillEvent(std::move(elements), current_obs_inlet, variance, std::move(attributes),
+                             make_location(loc).release(), period, tempo_flag, duration);
     ++note_count;
     e->type(2);
     e->notenum(note_count);
-    e->isHook(get_hook(attributes));
+    e->isHook(get_hook(e->get_attl()));
     e->withdummy(with_dummy && duration != 0);
     ioi_accumulator = duration;
-    finish_event(e, duration, attributes, true);
+    finish_event(e, duration, true);
     return e;
 }
 
 Event* Score::add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
-                        AttributeList* attributes, const yy::location& loc) {
+                        AttributeList attributes, const yy::location& loc) {
     close_previous_ioi();
     const size_t count = elements.size();
-    auto* e = new MultiEvent(std::move(elements), std::move(marks), current_obs_inlet, variance, attributes,
-                             make_location(loc), period, tempo_flag, duration, note_count);
+    auto* e = new MultiEvent(std::move(elements), std::move(marks), current_obs_inlet, variance,
+                             std::move(attributes), make_location(loc).release(), period, tempo_flag,
+                             duration, note_count);
     note_count += static_cast<int>(count);
-    e->isHook(get_hook(attributes));
-    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
+    const AttributeList& attl = e->get_attl();
+    e->isHook(get_hook(attl));
+    e->withdummy((with_dummy || get_pizz(attl) || get_staccato(attl)) && duration != 0);
     ioi_accumulator = duration;
-    finish_event(e, duration, attributes, true);
+    finish_event(e, duration, true);
     return e;
 }
 
 Event* Score::parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* list, float duration,
-                            AttributeList* attributes, const yy::location& loc) {
+                            AttributeList attributes, const yy::location& loc) {
     std::vector<std::vector<float>> elements;
     std::vector<bool> marks;
     if (list) {
@@ -240,7 +244,7 @@ Event* Score::parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* 
         }
         delete list;
     }
-    return add_multi(std::move(elements), std::move(marks), duration, attributes, loc);
+    return add_multi(std::move(elements), std::move(marks), duration, std::move(attributes), loc);
 }
 
 namespace {
@@ -259,7 +263,7 @@ std::vector<float> absolute_midicents(const std::vector<Pitch*>* pitches) {
 // multiple of 25 cents.
 Event* Score::parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
                                   std::pair<std::vector<Pitch*>*, bool> to, float duration,
-                                  AttributeList* attributes, const yy::location& loc) {
+                                  AttributeList attributes, const yy::location& loc) {
     std::vector<float> chord = absolute_midicents(from.first);
     const std::vector<float> target = absolute_midicents(to.first);
     const bool mark = from.second;
@@ -288,7 +292,7 @@ Event* Score::parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
     }
     for (auto& element : elements) PitchListConversion(element);
     std::vector<bool> marks(elements.size(), mark);
-    return add_multi(std::move(elements), std::move(marks), duration, attributes, loc);
+    return add_multi(std::move(elements), std::move(marks), duration, std::move(attributes), loc);
 }
 
 // ---- labels ----
@@ -310,7 +314,7 @@ void Score::register_label(const std::string& name, Action* action, const yy::lo
     if (name.empty()) return;
     auto old = label_to_action.find(name);
     if (old != label_to_action.end() && build.verbosity) {
-        const yy::location* before = old->second ? old->second->location : nullptr;
+        const yy::location* before = old->second ? old->second->location.get() : nullptr;
         post("Warning: redefining label  %s  at location %s previously defined at %s)", name.c_str(),
              loc ? location_string(*loc).c_str() : "", before ? location_string(*before).c_str() : "");
     }

@@ -49,17 +49,18 @@ public:
         trace_port = port;
     }
 
-    Event* parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc);
-    Event* parsing_event(float duration, AttributeList* attributes, const yy::location& loc);
-    Event* parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList* attributes,
+    // Each takes the pitches and the attributes, and gives the event added.
+    Event* parsing_note(Pitch* pitch, float duration, AttributeList attributes, const yy::location& loc);
+    Event* parsing_event(float duration, AttributeList attributes, const yy::location& loc);
+    Event* parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList attributes,
                          const yy::location& loc);
-    Event* parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList* attributes,
+    Event* parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList attributes,
                          const yy::location& loc);
     Event* parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* elements, float duration,
-                         AttributeList* attributes, const yy::location& loc);
+                         AttributeList attributes, const yy::location& loc);
     Event* parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
                                std::pair<std::vector<Pitch*>*, bool> to, float duration,
-                               AttributeList* attributes, const yy::location& loc);
+                               AttributeList attributes, const yy::location& loc);
 
     void PitchConversion(float& p) const;
     void PitchListConversion(std::vector<float>& pitches) const;
@@ -101,7 +102,7 @@ public:
     // ---- actions ----
     // Makes `action` the top action of the current event (replacing, and
     // freeing, an earlier one).
-    void attach_top_action(Action* action);
+    void attach_top_action(std::unique_ptr<Action> action);
     // The count of actions that the score writes.
     int CountActions() const;
     int CountEvents() const { return static_cast<int>(events.size()) - 1; }
@@ -134,12 +135,12 @@ public:
     bool without_states = false;
     bool preloaded = false;
     std::map<int, std::vector<int>> jump_table;
-    std::map<int, Action*> actions_by_event;
+    std::map<int, std::unique_ptr<Action>> actions_by_event;
     int cur_position = -1;
     std::map<double, std::string> beat_to_label;
     std::map<std::string, double> label_to_beat;
-    std::map<std::string, Event*> label_to_event;
-    std::map<std::string, Action*> label_to_action;
+    std::map<std::string, Event*> label_to_event;   // views into `events`
+    std::map<std::string, Action*> label_to_action; // views into the actions' trees
     std::vector<std::pair<double, float>> tempo_changes;
     std::vector<Event*> events;
     int current_inlet = 0;
@@ -156,13 +157,14 @@ public:
 private:
     // Common tail of every event builder: flags, label, push, IOI bookkeeping.
     void close_previous_ioi();
-    void finish_event(Event* e, float duration, AttributeList* attributes, bool is_note);
+    // Reads the event's attributes, then adds it.
+    void finish_event(Event* e, float duration, bool is_note);
     bool listening_inlet() const;
     std::vector<float> pitch_values(const std::vector<Pitch*>& pitches) const;
-    Event* add_basic(int keyword, std::vector<float> values, float duration, AttributeList* attributes,
+    Event* add_basic(int keyword, std::vector<float> values, float duration, AttributeList attributes,
                      const yy::location& loc);
     Event* add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
-                     AttributeList* attributes, const yy::location& loc);
+                     AttributeList attributes, const yy::location& loc);
 };
 
 // Frees a vector of pitches built by the grammar.

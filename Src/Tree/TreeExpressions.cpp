@@ -11,10 +11,10 @@
 
 // ---- ActionAsExpression ----
 
-ActionAsExpression::ActionAsExpression(EvalContext* c, Action* a, const yy::location* loc)
+ActionAsExpression::ActionAsExpression(EvalContext* c, std::unique_ptr<Action> a, const yy::location* loc)
     : NonConstantExpression(loc)
     , ctx(c)
-    , action(a) {}
+    , action(std::move(a)) {}
 
 Value ActionAsExpression::eval() const {
     const GlobalEnvironment* global = ctx ? ctx->global_env() : nullptr;

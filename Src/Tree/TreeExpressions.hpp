@@ -27,7 +27,7 @@ struct AnchorTable {
 class ActionAsExpression : public NonConstantExpression {
 public:
     // Takes `action`.
-    ActionAsExpression(EvalContext* ctx, Action* action, const yy::location* loc = nullptr);
+    ActionAsExpression(EvalContext* ctx, std::unique_ptr<Action> action, const yy::location* loc = nullptr);
 
     ExpPtr clone() const override { return std::make_unique<ActionAsExpression>(*this); }
     Value eval() const override;

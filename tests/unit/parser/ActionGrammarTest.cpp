@@ -31,7 +31,7 @@ protected:
         const std::vector<Action*> list = actions("NOTE 60 1\n$x := " + expression + "\n");
         auto* a = list.size() == 1 ? dynamic_cast<AssignmentAction*>(list[0]) : nullptr;
         EXPECT_NE(a, nullptr) << expression;
-        return a ? a->value : nullptr;
+        return a ? a->value.get() : nullptr;
     }
 
     // The arguments of the only message of the first event.
@@ -47,14 +47,14 @@ protected:
     static void flatten(Action* a, std::vector<Action*>& out) {
         if (!a) return;
         if (auto* seq = dynamic_cast<AtomicSequence*>(a)) {
-            for (Action* b : seq->actions)
-                out.push_back(b);
+            for (const ActionPtr& b : seq->actions)
+                out.push_back(b.get());
             return;
         }
         auto* g = dynamic_cast<Gfwd*>(a);
         if (g && g->hidden) {
-            for (Action* b : g->actions)
-                flatten(b, out);
+            for (const ActionPtr& b : g->actions)
+                flatten(b.get(), out);
             return;
         }
         out.push_back(a);
