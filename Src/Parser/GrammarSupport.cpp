@@ -6,30 +6,20 @@
 
 #include <sstream>
 
-std::vector<Pitch*>* release_pitches(PitchList list) {
-    auto* out = new std::vector<Pitch*>;
-    out->reserve(list.size());
-    for (PitchPtr& p : list)
-        out->push_back(p.release());
-    return out;
+PitchList release_pitches(PitchList list) {
+    return list;
 }
 
-std::vector<std::vector<Pitch*>*>* release_trill(TrillList list) {
-    auto* out = new std::vector<std::vector<Pitch*>*>;
-    for (PitchList& element : list)
-        out->push_back(release_pitches(std::move(element)));
-    return out;
+TrillList release_trill(TrillList list) {
+    return list;
 }
 
-std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element) {
-    return {release_pitches(std::move(element.first)), element.second};
+MultiElement release_element(MultiElement element) {
+    return element;
 }
 
-std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list) {
-    auto* out = new std::vector<std::pair<std::vector<Pitch*>*, bool>>;
-    for (MultiElement& element : list)
-        out->push_back(release_element(std::move(element)));
-    return out;
+MultiList release_multi(MultiList list) {
+    return list;
 }
 
 AttributeList release_attributes(AttrVec list) {

@@ -15,6 +15,7 @@
 #include "Tree/Curve.hpp"
 #include "Tree/DspActions.hpp"
 #include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
 
 #include <memory>
 #include <string>
@@ -87,10 +88,10 @@ struct CurveListValue {
 };
 using CurveLists = std::vector<CurveListValue>;
 
-std::vector<Pitch*>* release_pitches(PitchList list);
-std::vector<std::vector<Pitch*>*>* release_trill(TrillList list);
-std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element);
-std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list);
+PitchList release_pitches(PitchList list);
+TrillList release_trill(TrillList list);
+MultiElement release_element(MultiElement element);
+MultiList release_multi(MultiList list);
 AttributeList release_attributes(AttrVec list);
 ExpressionListPtr release_expression_list(ExpVec list);
 ActionList release_actions(ActionVec list);

@@ -51,7 +51,7 @@ Reading read_score_text(const std::string& text, const ReadSetup& setup, const s
 
 ParseDriver::ParseDriver(Score& s)
     : score(&s)
-    , current_event(s.events.back()) {}
+    , current_event(s.events.back().get()) {}
 
 ParseDriver::~ParseDriver() = default;
 
@@ -123,7 +123,7 @@ bool ParseDriver::finalize() {
     DiagnosticScope gathering(finalizing);
     score->finalizeIOI();
     score->finalize_events();
-    for (Event* e : score->events)
+    for (const auto& e : score->events)
         if (Action* a = e->action()) a->compute_and_propage({}, score);
     if (!finalizing.ok()) return false;
     return Anchor::check_all_references(*score, true);
