@@ -32,27 +32,25 @@ ActionPtr make_message(ParseDriver& driver, MaxName receiver, ExpVecList parts, 
         parts.push_back(expression_list(std::make_unique<StringValue>(std::string("Empty Message"))));
     }
     return std::make_unique<Message>(driver.build(), receiver.name, std::move(receiver.computed),
-                                     std::move(parts), nullptr, release_attributes(std::move(attributes)),
-                                     &loc);
+                                     std::move(parts), nullptr, std::move(attributes), &loc);
 }
 
 ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, DurPtr delay,
                     AttrVec attributes, const yy::location& loc) {
     return std::make_unique<KillAction>(driver.build(), prefix + name, name, nullptr, delay.get(),
-                                        release_attributes(std::move(attributes)), &loc);
+                                        std::move(attributes), &loc);
 }
 
 ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
                        DurPtr delay, AttrVec attributes, const yy::location& loc) {
     return std::make_unique<KillActionOf>(driver.build(), prefix + name + "_of_" + of, name, of, nullptr,
-                                          nullptr, delay.get(), release_attributes(std::move(attributes)),
-                                          &loc);
+                                          nullptr, delay.get(), std::move(attributes), &loc);
 }
 
 ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
                      ActionVec body, ExpPtr until, TimedEnd timed_end, const yy::location& loc) {
-    return Gfwd::make(driver.build(), name, delay.get(), release_attributes(std::move(attributes)),
-                      release_actions(std::move(body)), std::move(until), std::move(timed_end), &loc);
+    return Gfwd::make(driver.build(), name, delay.get(), std::move(attributes), std::move(body),
+                      std::move(until), std::move(timed_end), &loc);
 }
 
 namespace {
@@ -75,17 +73,16 @@ ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attri
         std::vector<CurveBreakpoint> points;
         for (BreakPointValue& p : list.points)
             points.push_back(breakpoint(p));
-        functions.emplace_back(release_references(std::move(list.variables)), std::move(points));
+        functions.emplace_back(std::move(list.variables), std::move(points));
     }
-    return std::make_unique<Curve>(driver.build(), name, nullptr, release_attributes(std::move(attributes)),
-                                   std::move(functions), std::move(until), std::move(timed_end), &loc);
+    return std::make_unique<Curve>(driver.build(), name, nullptr, std::move(attributes), std::move(functions),
+                                   std::move(until), std::move(timed_end), &loc);
 }
 
 ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
                             AttrVec attributes, const yy::location& loc) {
-    return Curve::make_simple(driver.build(), std::move(message), nullptr,
-                              release_attributes(std::move(attributes)), std::move(from), std::move(to),
-                              *duration, &loc);
+    return Curve::make_simple(driver.build(), std::move(message), nullptr, std::move(attributes),
+                              std::move(from), std::move(to), *duration, &loc);
 }
 
 ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const yy::location& loc) {
@@ -104,16 +101,16 @@ ActionPtr make_switch(ParseDriver& driver, ExpPtr subject, AttrVec attributes, C
                       const yy::location& loc) {
     CaseList list;
     for (CaseValue& c : cases)
-        list.emplace_back(std::move(c.test), release_actions(std::move(c.actions)));
-    return std::make_unique<SwitchAction>(driver.build(), std::move(subject),
-                                          release_attributes(std::move(attributes)), std::move(list), &loc);
+        list.emplace_back(std::move(c.test), std::move(c.actions));
+    return std::make_unique<SwitchAction>(driver.build(), std::move(subject), std::move(attributes),
+                                          std::move(list), &loc);
 }
 
 ActionPtr make_let(ParseDriver& driver, ExpPtr target, ExpPtr value, AttrVec attributes,
                    const yy::location& loc) {
     return located(driver, loc, [&] {
-        return make_let_assignment(driver.build(), std::move(target), std::move(value),
-                                   release_attributes(std::move(attributes)), &loc);
+        return make_let_assignment(driver.build(), std::move(target), std::move(value), std::move(attributes),
+                                   &loc);
     });
 }
 
@@ -123,13 +120,13 @@ AttrPtr action_attribute(ParseDriver&, ActionPtr action) {
 
 ActionPtr attribute_block(ParseDriver& driver, const char* name, ActionVec body, const yy::location& loc) {
     return Action::make_action_from_actionlist(driver.build(), anonymous_name(driver.build(), name, false),
-                                               nullptr, {}, release_actions(std::move(body)), &loc, true);
+                                               nullptr, {}, std::move(body), &loc, true);
 }
 
 ActionPtr make_patch(ParseDriver& driver, const std::string& name, AttrVec attributes, Equations equations,
                      const yy::location& loc) {
-    return std::make_unique<DspPatch>(driver.build(), name, std::move(equations),
-                                      release_attributes(std::move(attributes)), &loc);
+    return std::make_unique<DspPatch>(driver.build(), name, std::move(equations), std::move(attributes),
+                                      &loc);
 }
 
 EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string& node, StringList arguments,

@@ -73,8 +73,7 @@ ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, cons
 }
 
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
-    ActionPtr action =
-        Gfwd::make(driver.build(), "", nullptr, {}, release_actions(std::move(body)), nullptr, {}, &loc);
+    ActionPtr action = Gfwd::make(driver.build(), "", nullptr, {}, std::move(body), nullptr, {}, &loc);
     return std::make_unique<ActionAsExpression>(driver.eval(), std::move(action), driver.keep(loc));
 }
 

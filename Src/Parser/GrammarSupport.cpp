@@ -6,45 +6,12 @@
 
 #include <sstream>
 
-PitchList release_pitches(PitchList list) {
-    return list;
-}
-
-TrillList release_trill(TrillList list) {
-    return list;
-}
-
-MultiElement release_element(MultiElement element) {
-    return element;
-}
-
-MultiList release_multi(MultiList list) {
-    return list;
-}
-
-AttributeList release_attributes(AttrVec list) {
-    return list;
-}
-
-ExpressionListPtr release_expression_list(ExpVec list) {
-    return std::make_unique<ExpressionList>(std::move(list));
-}
-
-ActionList release_actions(ActionVec list) {
-    std::erase(list, nullptr);
-    return list;
-}
-
-std::vector<VarPtr> release_vars(VarVec list) {
-    return list;
-}
-
 void report_place(ParseDriver& driver, const yy::location& loc) {
     driver.report_location(loc);
 }
 
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc) {
-    return located(driver, loc, [&] { return PitchPtr(Pitch::from_name(name, tied, loc)); });
+    return located(driver, loc, [&] { return Pitch::from_name(name, tied, loc); });
 }
 
 void end_event(ParseDriver& driver) {
@@ -105,9 +72,9 @@ ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c) {
 
 ExpressionListPtr strategy_list(ExpVec events) {
     if (events.empty()) return nullptr;
-    return release_expression_list(std::move(events));
+    return event_list(std::move(events));
 }
 
-ReferenceList release_references(RefVec list) {
-    return list;
+ExpressionListPtr event_list(ExpVec events) {
+    return std::make_unique<ExpressionList>(std::move(events));
 }

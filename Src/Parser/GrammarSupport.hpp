@@ -1,17 +1,20 @@
 // The semantic values of the grammar and small helpers of its actions, kept
 // out of the grammar file. Values own what they hold, so a syntax error in
-// the middle of a rule leaks nothing; the builders of the tree take plain
-// pointers, released from these at the last moment.
+// the middle of a rule leaks nothing; they are the tree's own owning types,
+// moved into the nodes as they are built.
 #pragma once
 
 #include "Base/Console.hpp"
+#include "Exp/Containers.hpp"
 #include "Exp/Nim.hpp"
 #include "Exp/NimDefinition.hpp"
 #include "Exp/Var.hpp"
+#include "Exp/With.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Attributes.hpp"
 #include "Tree/Bloc.hpp"
+#include "Tree/Compound.hpp"
 #include "Tree/Curve.hpp"
 #include "Tree/DspActions.hpp"
 #include "Tree/Event.hpp"
@@ -24,28 +27,19 @@
 
 class ParseDriver;
 
-using PitchPtr = std::unique_ptr<Pitch>;
-using PitchList = std::vector<PitchPtr>;
-using MultiElement = std::pair<PitchList, bool>;
-using MultiList = std::vector<MultiElement>;
-using TrillList = std::vector<PitchList>;
-using AttrPtr = std::unique_ptr<Attribute>;
-using AttrVec = std::vector<AttrPtr>;
+using AttrVec = AttributeList;
 using StringList = std::vector<std::string>;
 
-using ExpPtr = std::unique_ptr<Expression>;
-using ExpVec = std::vector<ExpPtr>;
+using ExpVec = ExpressionList;
 using ExpVecList = std::vector<ExpVec>;
-using VarPtr = std::unique_ptr<Var>;
 using VarVec = std::vector<VarPtr>;
 using RefPtr = std::unique_ptr<Reference>;
-using RefVec = std::vector<RefPtr>;
+using RefVec = ReferenceList;
 using DurPtr = std::unique_ptr<CadDuration>;
-using ActionPtr = std::unique_ptr<Action>;
-using ActionVec = std::vector<ActionPtr>;
+using ActionVec = ActionList;
 using ExpPair = std::pair<ExpPtr, ExpPtr>;
-using ExpPairs = std::vector<ExpPair>;
-using Binding = std::pair<VarPtr, ExpPtr>;
+using ExpPairs = KeyValueList;
+using Binding = WithExpression::Binding;
 using Bindings = std::vector<Binding>;
 using Declared = std::vector<std::pair<VarPtr, int>>;
 using NimPointPtr = std::unique_ptr<NimPoint>;
@@ -87,15 +81,6 @@ struct CurveListValue {
     BreakPoints points;
 };
 using CurveLists = std::vector<CurveListValue>;
-
-PitchList release_pitches(PitchList list);
-TrillList release_trill(TrillList list);
-MultiElement release_element(MultiElement element);
-MultiList release_multi(MultiList list);
-AttributeList release_attributes(AttrVec list);
-ExpressionListPtr release_expression_list(ExpVec list);
-ActionList release_actions(ActionVec list);
-std::vector<VarPtr> release_vars(VarVec list);
 
 // Shows the place `loc` after an error of a builder.
 void report_place(ParseDriver& driver, const yy::location& loc);
@@ -159,7 +144,8 @@ ActionVec append_action(ActionVec list, ActionPtr action);
 ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c);
 // The events of "@tight := {...}"; null when none is given.
 ExpressionListPtr strategy_list(ExpVec events);
-ReferenceList release_references(RefVec list);
+// The events of "@target {...}" and "@tempo := {...}".
+ExpressionListPtr event_list(ExpVec events);
 
 // ---- more expressions ----
 ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc);

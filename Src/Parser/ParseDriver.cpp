@@ -188,8 +188,7 @@ void ParseDriver::error(const std::string& message) {
     ::error("Parser error: %s", message.c_str());
 }
 
-void ParseDriver::set_static_bpm(Expression* e, const yy::location& loc, bool modulate) {
-    std::unique_ptr<Expression> owned(e);
+void ParseDriver::set_static_bpm(ExpPtr e, const yy::location& loc, bool modulate) {
     const std::string text = e ? e->show() : "";
     ScoreEval known = e ? e->eval_in_score() : ScoreEval{VARIABILITY_DYNAMIC, undef_value()};
     if (known.variability != VARIABILITY_STATIC || !known.value->is_numeric()) {

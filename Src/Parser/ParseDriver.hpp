@@ -72,7 +72,7 @@ public:
 
     // `bpm` statement: the expression must fold to a number; negative for a
     // modulation. Takes `e`.
-    void set_static_bpm(Expression* e, const yy::location& loc, bool modulate);
+    void set_static_bpm(ExpPtr e, const yy::location& loc, bool modulate);
 
     // The actions of one block of the top level go to the current event: a
     // single undelayed action as it is, several (or a delayed one) in a
