@@ -1,5 +1,6 @@
 // Expression trees: evaluation, static folding, calls, comprehensions and
 // their printed forms.
+#include "Exp/With.hpp"
 #include "ExpTestSupport.hpp"
 
 #include <gtest/gtest.h>
@@ -316,6 +317,43 @@ TEST_F(Expressions, ClonesAreStructurallyEqual) {
     EXPECT_TRUE(*e != *other);
     EXPECT_NE(*e < *other, *other < *e);
     EXPECT_EQ(text(*e), text(*copy));
+}
+
+// A copy owns copies of all its parts: changing it leaves the original as it
+// was, and, placed like the original, it reads and prints the same once the
+// original is gone.
+TEST_F(Expressions, ACloneIsIndependentOfItsOriginal) {
+    set("$t", tab_of_ints({4, 5, 6}));
+    set("$n", int_value(2));
+    const auto* sum = new SumFunction("@clone_sum", 2, &ctx.global);
+    std::vector<WithExpression::Binding> bindings;
+    bindings.emplace_back(new_var("$k"), bin(OP_PLUS, var("$n"), lit(1)));
+    std::vector<ExpPtr> trees;
+    trees.push_back(node<TabAccess>(var("$t"), exps(var("$n"))));
+    trees.push_back(call(fct(sum), var("$n"), node<UnaryExpression>(OP_NEG, lit(1))));
+    trees.push_back(range(bin(OP_TIMES, var("$i"), var("$n")), "$i", lit(0), lit(3)));
+    trees.push_back(node<WithExpression>(std::move(bindings), bin(OP_TIMES, var("$k"), var("$k"))));
+    trees.push_back(node<MapDefinition>(key_values(lit(1), var("$n"))));
+    trees.push_back(node<Var>(&ctx, "$n", lit(0), nullptr));
+    trees.push_back(node<DateVar>(std::make_unique<Var>(&ctx, "$n"), DURATION_BEATS));
+    trees.push_back(node<IfExpression>(bin(OP_LT, var("$n"), lit(3)), lit("small"), lit("large")));
+    for (ExpPtr& original : trees) {
+        Expression::finalize(original.get(), &ctx);
+        const std::string written = text(*original);
+        const std::string value = text(*original->eval());
+
+        const ExpPtr renamed = original->clone();
+        renamed->change_var_name("$n", "$renamed");
+        EXPECT_NE(text(*renamed), written);
+        EXPECT_EQ(text(*original), written) << "renaming a copy leaves the original";
+
+        const ExpPtr copy = original->clone();
+        original.reset();
+        EXPECT_EQ(text(*copy), written);
+        Expression::finalize(copy.get(), &ctx); // a copy of a `with` is bound anew, from its written form
+        EXPECT_EQ(text(*copy->eval()), value) << written;
+    }
+    EXPECT_EQ(console.errors(), 0);
 }
 
 TEST_F(Expressions, RenamingAndCollectingVariables) {
