@@ -80,14 +80,14 @@ void CadAlign::set_Position(int i) {
     inner_event = nullptr;
     if (!chain || !score) return;
     if (i < 0 || i >= static_cast<int>(score->events.size())) return;
-    chain->setPosition(score->events[static_cast<size_t>(i)]);
+    chain->setPosition(score->events[static_cast<size_t>(i)].get());
 }
 
 void CadAlign::place_window(int position) {
     accepted = position;
     if (!chain || !score) return;
     const bool known = position >= 0 && position < static_cast<int>(score->events.size());
-    chain->place_window(known ? score->events[static_cast<size_t>(position)] : nullptr);
+    chain->place_window(known ? score->events[static_cast<size_t>(position)].get() : nullptr);
 }
 
 // ---- the cycle ----

@@ -122,7 +122,7 @@ double CadAlign::score_tempo_ratio(int i) const {
 }
 
 float CadAlign::FrameDurationFloat(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return FrameDurationFloat(e, e->beat_duration() * score_tempo_ratio(i));
 }
 
@@ -131,7 +131,7 @@ int CadAlign::FrameDuration(int i) const {
 }
 
 float CadAlign::IOIFrameDurationFloat(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return FrameDurationFloat(e, e->IOI_beat_duration() * score_tempo_ratio(i));
 }
 
@@ -140,17 +140,18 @@ int CadAlign::IOIFrameDuration(int i) const {
 }
 
 double CadAlign::SecondsDuration(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return e->beat_duration() * score_tempo_ratio(i) * beat_period(e);
 }
 
 double CadAlign::IOISecondsDuration(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return e->IOI_beat_duration() * score_tempo_ratio(i) * beat_period(e);
 }
 
 int CadAlign::eventToIndex(const Event* e) const {
     if (!score || !e) return -1;
-    const auto it = std::find(score->events.begin(), score->events.end(), e);
+    const auto it = std::find_if(score->events.begin(), score->events.end(),
+                                 [e](const std::unique_ptr<Event>& owned) { return owned.get() == e; });
     return it == score->events.end() ? -1 : static_cast<int>(it - score->events.begin());
 }

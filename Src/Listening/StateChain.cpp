@@ -39,12 +39,12 @@ void StateChain::loadScore(Score* s) {
     if (!s || s->CountEvents() < 1) return;
     const int n = static_cast<int>(s->events.size());
     for (int i = 0; i < n; ++i) {
-        Event* e = s->events[static_cast<size_t>(i)];
+        Event* e = s->events[static_cast<size_t>(i)].get();
         addEvent(e);
         if (i != 0 && e->withdummy() && i + 1 < n) addDummySilence(s, i);
     }
     // The end state listens for silence after the last event.
-    auto* end_state = new StateMarkov(s->events.back(), probaMarkov);
+    auto* end_state = new StateMarkov(s->events.back().get(), probaMarkov);
     end_state->pitchclass.pitches.clear();
     append_state(end_state);
     reserve_window();
@@ -88,12 +88,12 @@ State* StateChain::newStateFomEvent(Event* e) {
 
 // A silence that follows moves the dummy past itself instead.
 void StateChain::addDummySilence(Score* s, int i) {
-    Event* next = s->events[static_cast<size_t>(i + 1)];
+    Event* next = s->events[static_cast<size_t>(i + 1)].get();
     if (next->isSilence()) {
         next->withdummy(true);
         return;
     }
-    append_state(new StateDummyMarkov(s->events[static_cast<size_t>(i)], probaMarkov));
+    append_state(new StateDummyMarkov(s->events[static_cast<size_t>(i)].get(), probaMarkov));
 }
 
 void StateChain::removeDummyState() {

@@ -204,10 +204,10 @@ void StateSemiMarkovCompound::assign_pitchclass(CadAlign* align) {
 StateTrill::StateTrill(Event* e, StateChain* chain)
     : StateSemiMarkovCompound(e, &chain->N_t) {
     obs = &own_obs;
-    const std::vector<Event*>* subs = e ? e->get_sub_events() : nullptr;
+    const EventList* subs = e ? e->get_sub_events() : nullptr;
     if (!subs) return;
-    for (Event* sub : *subs)
-        addMicrostate(sub, chain);
+    for (const auto& sub : *subs)
+        addMicrostate(sub.get(), chain);
 }
 
 StateTrill::~StateTrill() {
@@ -222,8 +222,8 @@ void StateTrill::addMicrostate(Event* e, StateChain* chain) {
         return;
     }
     if (e->type() != 2 || !e->get_sub_events()) return;
-    for (Event* sub : *e->get_sub_events())
-        addMicrostate(sub, chain);
+    for (const auto& sub : *e->get_sub_events())
+        addMicrostate(sub.get(), chain);
 }
 
 void StateTrill::Observe(CadAlign& align) {

@@ -49,7 +49,7 @@ TEST(StateChainBuild, EachEventKindGetsItsState) {
     for (size_t i = 0; i < score.events.size(); ++i)
         EXPECT_EQ(rig.chain().state_of(i), rig.chain()[i]);
     EXPECT_TRUE(rig.chain().back()->pitchclass.isSilence()) << "the end state listens for silence";
-    EXPECT_EQ(rig.chain().back()->event, score.events.back());
+    EXPECT_EQ(rig.chain().back()->event, score.events.back().get());
 
     auto* multi = static_cast<StateGroup*>(rig.chain()[4]);
     ASSERT_EQ(multi->sub_states.size(), 3u);
@@ -160,14 +160,14 @@ TEST(DecodeWindow, PlacedFromTheEventsOwnStatePastDummies) {
     rig.align.inference_decode_window_length(4);
     Score& score = rig.host.score();
     for (int i : {2, 3, 4, 20, 22, 40}) {
-        rig.chain().updateDecodeWindow(score.events[static_cast<size_t>(i)]);
+        rig.chain().updateDecodeWindow(score.events[static_cast<size_t>(i)].get());
         const std::span<State* const> window = rig.chain().window();
         ASSERT_EQ(window.size(), 4u) << "event " << i;
         EXPECT_EQ(window[2], rig.chain().state_of(i))
             << "two states behind, event " << i;
     }
-    rig.chain().waitPosition(score.events[23], score.events[22]);
-    rig.chain().updateDecodeWindow(score.events[23]);
+    rig.chain().waitPosition(score.events[23].get(), score.events[22].get());
+    rig.chain().updateDecodeWindow(score.events[23].get());
     EXPECT_EQ(rig.chain().window()[2], rig.chain().state_of(23)) << "the waiting state stands behind";
     EXPECT_TRUE(rig.chain().window()[1]->isDummy());
 }
@@ -185,9 +185,9 @@ TEST(DecodeWindow, StateLeavingTheWindowKeepsItsMassOnce) {
     rig.align.set_Position(30);
     State* leaving = rig.chain().state_of(23);
     leaving->ForwardLast = 0.25;
-    rig.chain().updateDecodeWindow(rig.host.score().events[40]);
+    rig.chain().updateDecodeWindow(rig.host.score().events[40].get());
     EXPECT_EQ(leaving->ForwardLast, 0.25) << "popped once: kept";
-    rig.chain().updateDecodeWindow(rig.host.score().events[40]);
+    rig.chain().updateDecodeWindow(rig.host.score().events[40].get());
     EXPECT_EQ(leaving->ForwardLast, 0.25) << "no longer in the old window";
 }
 
@@ -207,7 +207,7 @@ TEST(ForcedPosition, WaitPositionInsertsASilentStateAndRemovesIt) {
     ListeningRig rig(long_score(10));
     Score& score = rig.host.score();
     const size_t before = rig.chain().size();
-    rig.chain().waitPosition(score.events[5], score.events[4]);
+    rig.chain().waitPosition(score.events[5].get(), score.events[4].get());
     ASSERT_EQ(rig.chain().size(), before + 1);
     State* dummy = rig.chain()[5];
     ASSERT_TRUE(dummy->isDummy());
@@ -217,7 +217,7 @@ TEST(ForcedPosition, WaitPositionInsertsASilentStateAndRemovesIt) {
     EXPECT_EQ(waiting->StateIn, 1.0);
     EXPECT_EQ(waiting->successors.back(), rig.chain().state_of(5)->firstSubState());
 
-    rig.chain().waitPosition(score.events[7], score.events[6]); // replaces the first
+    rig.chain().waitPosition(score.events[7].get(), score.events[6].get()); // replaces the first
     EXPECT_EQ(rig.chain().size(), before + 1);
     rig.chain().removeDummyState();
     EXPECT_EQ(rig.chain().size(), before);
@@ -228,7 +228,7 @@ TEST(ForcedPosition, WaitingStatePulledIntoTheChainByTheFirstNote) {
     ListeningRig rig(long_score(10));
     Score& score = rig.host.score();
     rig.engine.updatePosition(4);
-    rig.chain().waitPosition(score.events[5], score.events[4]);
+    rig.chain().waitPosition(score.events[5].get(), score.events[4].get());
     rig.note_on(60 + 4); // event 5 plays pitch 64
     rig.frames(5);
     EXPECT_EQ(rig.position(), 5);
