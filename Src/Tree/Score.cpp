@@ -451,10 +451,6 @@ const std::vector<int>& Score::find_jump(int i) {
 
 // ---- printing ----
 
-void Score::print_events(std::ostream& out) const {
-    for (size_t i = 1; i < events.size(); ++i) out << events[i]->toString() << '\n';
-}
-
 void Score::show(std::ostream& out) const {
     out << "// SCORE: " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
     for (size_t i = 0; i < events.size(); ++i) {

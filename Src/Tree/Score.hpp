@@ -116,8 +116,6 @@ public:
     const yy::location* keep_location(const yy::location& loc);
 
     void show(std::ostream& out) const override;
-    // Prints one event per line, with its index and beat position.
-    void print_events(std::ostream& out) const;
     // Prints the action tree of each event that has one.
     void show_actions(std::ostream& out) const;
 

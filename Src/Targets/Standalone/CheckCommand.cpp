@@ -36,7 +36,7 @@ void list_jumps(Score& score, const Event& e, std::ostream& out) {
 
 void list_event(Score& score, const Event& e, float& period, std::ostream& out) {
     out << e.toString();
-    const AttributeList* attributes = e.get_attl();
+    const AttributeList& attributes = e.get_attl();
     if (e.isHook()) out << " @hook";
     if (get_pizz(attributes)) out << " @pizz";
     if (get_staccato(attributes)) out << " @staccato";
