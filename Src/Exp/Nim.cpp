@@ -1,5 +1,6 @@
 #include "Exp/Nim.hpp"
 
+#include "Exp/Interpolation.hpp"
 #include "Exp/Values.hpp"
 #include "Base/Console.hpp"
 
@@ -19,9 +20,6 @@ int compare_segments(const SimpleScalarNim& a, const SimpleScalarNim& b) {
     return sign_of(a.change - b.change);
 }
 
-const char* type_name(interpolate_type type) {
-    return type == INTERPOLATE_LINEAR ? "linear" : "none";
-}
 
 } // namespace
 
@@ -64,7 +62,7 @@ void ScalarInterpolatedMap::show_body(std::ostream& out) const {
     if (segments.empty()) return;
     out << abscissae.front() << " " << segments.front().start;
     for (const SimpleScalarNim& s : segments)
-        out << ", " << s.duration << " " << s.end() << " \"" << type_name(s.type) << "\"";
+        out << ", " << s.duration << " " << s.end() << " " << interpol_to_pr_str(s.type);
 }
 
 void NewInterpolatedMap::apply(double x, std::vector<double>& out) const {

@@ -135,15 +135,6 @@ void Firing::visit(DspPatch& a) {
 void Firing::visit(DspFluidsynthAction& a) {
     if (runs(a)) not_run_yet(a);
 }
-void Firing::visit(Lfwd& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(WhenAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(Curve& a) {
-    if (runs(a)) not_run_yet(a);
-}
 
 // Reactions to patterns are not run by this runtime, in any mode but the
 // simulation.

@@ -162,6 +162,14 @@ std::vector<CadTimer*> Runtime::instances_of(const Bloc* bloc) const {
     return found;
 }
 
+std::vector<CadTimer*> Runtime::instances_labelled(const std::string& label) const {
+    std::vector<CadTimer*> found;
+    std::lock_guard lock(timers_mutex);
+    for (const auto& [id, timer] : executions)
+        if (timer->bloc && timer->bloc->get_label() == label) found.push_back(timer);
+    return found;
+}
+
 // The scheduler's lists are emptied first, so that no termination has to
 // search them; the set is copied, since a termination changes it and may
 // end other timers, which the `active` test then skips.

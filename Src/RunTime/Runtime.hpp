@@ -65,6 +65,20 @@ struct PracticeCounters {
     std::vector<int> missed_events;
 };
 
+// A warning that may come at every step of a curve: said the first time,
+// then only each time its count passes a limit that rises by `step`.
+struct WarningLimiter {
+    int count = 0;
+    int limit = 10;
+    int step = 10;
+
+    bool should_say() {
+        const bool over = count > limit;
+        if (over) limit += step;
+        return count++ == 0 || over;
+    }
+};
+
 class Runtime final : public EvalContext, private SchedulerEnv {
 public:
     Runtime(HostPort& port, TimeBase& time);
@@ -160,6 +174,8 @@ public:
     std::size_t active_timer_count() const;
     // The running instances of `bloc`, in the order they started.
     std::vector<CadTimer*> instances_of(const Bloc* bloc) const;
+    // The running instances of the blocks labelled `label`, in the order they started.
+    std::vector<CadTimer*> instances_labelled(const std::string& label) const;
     // Terminates every running compound action.
     void Killall();
     // True from the moment too many groups ran at once: the program stops.
@@ -168,6 +184,9 @@ public:
     int handlers_firing = 0;
     // The kinds of action already reported as not run yet.
     std::set<std::string> reported_kinds;
+    // Curve grains raised to their floor, in seconds and in beats.
+    WarningLimiter grain_warnings{0, 10, 10};
+    WarningLimiter relative_grain_warnings{0, 10, 20};
 
 private:
     // Before the environment, which dates its first values with it.
