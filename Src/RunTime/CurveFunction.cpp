@@ -7,6 +7,7 @@
 #include "Tree/Curve.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <sstream>
 
@@ -70,6 +71,16 @@ bool same_delays(const NewInterpolatedMap& nim) {
         return false;
     }
     return true;
+}
+
+// A value computed in single precision, as the double that prints as the
+// float does: 0.9f reads 0.9, not 0.899999976158142. No allocation.
+double widen(float f) {
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, f).ptr;
+    double d = f;
+    std::from_chars(text, end, d);
+    return d;
 }
 
 } // namespace
@@ -143,12 +154,12 @@ void CurveFunction::eval(curve_state& state, double x) const {
     std::size_t column = 0;
     for (std::size_t j = 0; j < variables.size(); ++j) {
         if (dims[j] == 1) {
-            variables[j]->set_reference(float_value(value_at(state, x, column)));
+            variables[j]->set_reference(float_value(widen(value_at(state, x, column))));
         } else {
             tab_t elements;
             elements.reserve(dims[j]);
             for (std::size_t k = 0; k < dims[j]; ++k)
-                elements.push_back(float_value(value_at(state, x, column + k)));
+                elements.push_back(float_value(widen(value_at(state, x, column + k))));
             variables[j]->set_reference(tab_value(std::move(elements)));
         }
         column += dims[j];
