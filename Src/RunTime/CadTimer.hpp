@@ -22,6 +22,7 @@ class Runtime;
 class Environment;
 class Expression;
 class Bloc;
+class Gfwd;
 class Score;
 
 // The list of the scheduler where a timer waits.
@@ -116,6 +117,11 @@ public:
     // The same for a step whose date may lie in the past: a past date is
     // due now, in late mode.
     void schedule_late(double delay, duration_type unit);
+
+    // Fires the actions of `group` (those `enabled` selects; empty: all) at
+    // this timer's date in its context, in time or late; stops when the
+    // timer ends meanwhile.
+    void fire_inline(const Gfwd& group, const std::vector<bool>& enabled, bool late = false);
 
     // ---- children and kill ----
     // Stops the timer, and with `rec` every timer started by it; the

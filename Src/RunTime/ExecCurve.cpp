@@ -24,22 +24,6 @@ duration_type unit_of(const Curve& c) {
     return DURATION_BEATS;
 }
 
-bool undelayed(const Action& a) {
-    return !a.delay.expr && a.delay.value_ == 0.0;
-}
-
-// A hidden group of undelayed actions with nothing of its own (no local
-// variables, end or handler) runs its actions in the curve's instance: no
-// group instance is made at each step.
-const Gfwd* inline_group(const Action& a) {
-    if (!a.hidden || !a.is_bloc()) return nullptr;
-    const auto* g = dynamic_cast<const Gfwd*>(&a);
-    if (!g || g->env || g->until || g->during || g->during_count || g->at_kill) return nullptr;
-    if (!std::all_of(g->actions.begin(), g->actions.end(), [](const ActionPtr& c) { return undelayed(*c); }))
-        return nullptr;
-    return g;
-}
-
 } // namespace
 
 void exec_curve::start(Runtime& rt, Curve& curve, double date, cadTimer_mode mode) {
@@ -131,17 +115,12 @@ void exec_curve::sample() {
 void exec_curve::fire_step_action() {
     Action* a = curve->step_action;
     if (!a) return;
-    const Gfwd* g = inline_group(*a);
+    const Gfwd* g = runs_inline(*a);
     if (!g) {
         Fire(*rt, *a, date, 0.0, DURATION_BEATS);
         return;
     }
-    if (!condition_holds(*g)) return;
-    for (const ActionPtr& child : g->actions) {
-        Fire(*rt, *child, date, 0.0, DURATION_BEATS);
-        if (finished) return;
-        set_context();
-    }
+    if (condition_holds(*g)) fire_inline(*g, {});
 }
 
 void exec_curve::schedule_next_step() {

@@ -74,9 +74,15 @@ void exec_loop::run_iterations(bool late) {
     }
 }
 
+// A body without delays runs in the loop's instance; any other is an
+// instance of its own, a child of the loop.
 void exec_loop::fire_body(bool late) {
     Gfwd& body = *lfwd->body;
     if (body.actions.empty()) return;
+    if (runs_inline(body)) {
+        fire_inline(body, enabled, late);
+        return;
+    }
     exec_group::create(*rt, body, date, 0.0, DURATION_BEATS, late ? MODE_LATE : MODE_NORMAL, enabled);
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+class Action;
 class Gfwd;
 class Environment;
 
@@ -26,6 +27,12 @@ private:
     CadTimer* exe;
     std::vector<Environment*>* envs;
 };
+
+// A hidden group of undelayed actions with nothing of its own (no local
+// variables, end or handler): the step action of a curve, the body of a loop.
+// Its actions run in the instance that fires it, with no group instance made
+// (CadTimer::fire_inline). Null for any other action.
+const Gfwd* runs_inline(const Action& a);
 
 class exec_group : public CadTimer {
 public:

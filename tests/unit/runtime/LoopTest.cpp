@@ -3,6 +3,8 @@
 // of a loop's life, the guard against a zero period, and aborts.
 #include "PlayRig.hpp"
 
+#include "AllocCounter.hpp"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -83,6 +85,16 @@ TEST_F(Loop, LoopOfAMissedEventCatchesUpLate) {
     engine.updatePosition(3); // event 2, at beat 1, was missed: its loop is 1.5 beats late
     EXPECT_THAT(lines(), ElementsAre("t@2.5", "t@2.5"));
     EXPECT_THAT(run_until(10.0), ElementsAre("t@2.5", "t@2.5", "t@3.5"));
+}
+
+TEST_F(Loop, IterationOfABodyWithoutDelaysAllocatesNothing) {
+    play("bpm 60\nNOTE 60 1000\n  $n := 0\n  loop 1/16 { $n := $n + 1 }\n");
+    at(1.0);
+    alloc_counter::start();
+    at(2.0);
+    const std::size_t allocations = alloc_counter::stop();
+    EXPECT_EQ(allocations, 0u) << "in 16 iterations";
+    EXPECT_EQ(var(env().get_vm("$n")->index), 33.0);
 }
 
 } // namespace
