@@ -113,7 +113,12 @@ public:
     // or, with -1, wherever time has carried the position.
     void start_logical_instant(int pos);
     void end_logical_instant();
-    // Appends a message to the instant's queue, dated now.
+    // A message to fill and queue: a delivered one is used again, so that a
+    // step that sends messages does not allocate once the runtime has sent
+    // as many at once.
+    message* new_message();
+    // Appends a message to the instant's queue, dated now. The runtime
+    // owns it from here (it may come from `new`).
     void queue_message(message* m);
     void clear_messages();
     // Delivers the queue to the host with the lock released. With `unlock`
@@ -228,6 +233,11 @@ private:
     double last_utime = 0.0;
     double last_rnow_sent = -1.0;
     std::vector<message*> pending;
+    // Delivered messages kept for `new_message`, under their own lock: they
+    // come back after delivery, with the environment lock released.
+    void recycle(message* m);
+    std::mutex spare_mutex;
+    std::vector<message*> spare;
     // A position accepted under the lock, reported with the messages once
     // the lock is released (-1: none), with its onset time and tempo.
     int position_to_report = -1;

@@ -118,4 +118,13 @@ TEST_F(CurveRun, StepOfACurveOnVariablesAllocatesNothing) {
         << "single precision, near the start of a sine";
 }
 
+TEST_F(CurveRun, StepThatSendsAMessageAllocatesNothingOnceMessagesAreReused) {
+    host.record = false; // the recording host itself allocates
+    play("bpm 60\nNOTE 60 1000\n  curve @grain 0.01 @action := { level $x } { $x { {0} 100 {1} } }\n");
+    at(1.0);
+    alloc_counter::start();
+    at(2.0);
+    EXPECT_EQ(alloc_counter::stop(), 0u) << "in 100 steps, each sending its message";
+}
+
 } // namespace
