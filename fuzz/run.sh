@@ -15,6 +15,6 @@ for exe in "$build"/fuzz/fuzz_*; do
   dict=()
   [ -f "$here/$name.dict" ] && dict+=("-dict=$here/$name.dict")
   echo "== $name for ${seconds}s"
-  "$exe" "$corpus" "${seeds[@]}" "${dict[@]}" -max_total_time="$seconds" -print_final_stats=1 \
+  "$exe" "$corpus" "${seeds[@]}" "${dict[@]}" -max_total_time="$seconds" -print_final_stats=1 -entropic=0 \
     -artifact_prefix="$here/" 2>&1 | tail -n 12
 done

@@ -5,10 +5,10 @@
 // `ExpPtr`; what builds or copies a tree hands it over the same way.
 #pragma once
 
+#include "Base/ASTNode.hpp"
+#include "Base/Location.hpp"
 #include "Exp/ExpTypes.hpp"
 #include "Exp/FunctionRef.hpp"
-#include "Base/Location.hpp"
-#include "Base/ASTNode.hpp"
 
 #include <list>
 #include <memory>
@@ -50,6 +50,8 @@ public:
     virtual ScoreEval eval_in_score() const;
     virtual const TaggedValue* is_value() const { return nullptr; }
     virtual bool is_a_value() const { return false; }
+    // A value, or a constant folded from one: its reading never changes.
+    virtual bool is_constant() const { return is_value() != nullptr; }
     // A copy of the tree where the names of `parameters` read the arguments of `f`.
     virtual ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const;
 
@@ -101,6 +103,15 @@ public:
     void report_failed_evaluation() const;
 
     static int new_etag();
+
+    // How many levels of subexpressions lie below this node, as the reader
+    // counts them while it builds the tree (a leaf is 0). The reader refuses
+    // trees too deep for the recursive walks that evaluate and free them.
+    int height() const { return height_; }
+    void set_height(int h) { height_ = h; }
+
+private:
+    int height_ = 0;
 };
 
 // An expression that knows where it was written.

@@ -16,6 +16,7 @@ public:
     Value eval() const override { return value->deep_copy(); }
     ScoreEval eval_in_score() const override;
     bool auto_delimited() const override { return true; }
+    bool is_constant() const override { return true; }
     void show(std::ostream& out, int) const override { value->show(out); }
     int etag() const override;
     int compare_with(const Expression* other) const override;

@@ -1,14 +1,17 @@
 // The expressions that grammar rules build.
+#include "Base/Console.hpp"
 #include "Exp/DotExpression.hpp"
+#include "Exp/EvalContext.hpp"
 #include "Exp/Expression.hpp"
 #include "Exp/Interpolation.hpp"
 #include "Exp/With.hpp"
 #include "Parser/GrammarSupport.hpp"
-#include "Exp/EvalContext.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "Base/Console.hpp"
+#include "Parser/Scanner.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/TreeExpressions.hpp"
+
+#include <algorithm>
 
 ExpPtr make_var_expr(ParseDriver& driver, const std::string& name, const yy::location& loc) {
     return SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc));
@@ -18,8 +21,38 @@ VarPtr make_var(ParseDriver& driver, const std::string& name, const yy::location
     return SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc));
 }
 
-ExpPtr fold(ExpPtr e) {
-    return reduce_static(std::move(e));
+namespace {
+
+// The reader folds bottom-up, as it builds: a node can be constant only
+// when each of its children already is. The test looks one level down, so
+// a long chain of operators folds in time proportional to its length.
+bool children_constant(const Expression& e) {
+    bool all = true;
+    e.for_each_child([&](Expression& child) { all = all && child.is_constant(); });
+    return all;
+}
+
+int height_from_children(const Expression& e) {
+    int h = 0;
+    e.for_each_child([&](Expression& child) { h = std::max(h, child.height() + 1); });
+    return h;
+}
+
+} // namespace
+
+// An error while folding (a division by zero of constants) is shown at the
+// expression's place. A tree deeper than brackets may nest is refused: it
+// would overflow the stack of the walks that evaluate and free it.
+ExpPtr fold(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
+    if (!e) return located(driver, loc, [&] { return reduce_static(std::move(e)); });
+    const int height = height_from_children(*e);
+    if (height > static_cast<int>(Scanner::kMaxNesting)) {
+        driver.error(loc, str_printf("expression nests deeper than %zu levels", Scanner::kMaxNesting));
+        return std::make_unique<UndefValue>();
+    }
+    e->set_height(height);
+    if (!children_constant(*e)) return e;
+    return located(driver, loc, [&] { return reduce_static(std::move(e)); });
 }
 
 ExpPtr binary(ParseDriver& driver, e_binop op, ExpPtr left, ExpPtr right, const yy::location& loc) {
@@ -36,7 +69,7 @@ ExpPtr history_by_date(ParseDriver& driver, ExpPtr date, duration_type unit, con
 }
 
 ExpPtr milliseconds(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
-    return fold(binary(driver, OP_DIV, std::move(e), std::make_unique<IntValue>(1000), loc));
+    return fold(driver, binary(driver, OP_DIV, std::move(e), std::make_unique<IntValue>(1000), loc), loc);
 }
 
 DurPtr make_duration(ParseDriver& driver, ExpPtr e, int unit_token, const yy::location& loc) {

@@ -1,9 +1,10 @@
 #include "Parser/GrammarSupport.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Expression.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "Base/Console.hpp"
 
+#include <cmath>
 #include <sstream>
 
 void report_place(ParseDriver& driver, const yy::location& loc) {
@@ -12,6 +13,30 @@ void report_place(ParseDriver& driver, const yy::location& loc) {
 
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc) {
     return located(driver, loc, [&] { return Pitch::from_name(name, tied, loc); });
+}
+
+PitchPtr number_pitch(ParseDriver& driver, double value, const yy::location& loc) {
+    constexpr double kHighest = 12799; // G9 in midicents
+    if (!(std::fabs(value) <= kHighest))
+        driver.error(loc, str_printf("pitch out of range: %g (MIDI numbers below 128, midicents up to %.0f)",
+                                     value, kHighest));
+    return Pitch::from_number(value, loc);
+}
+
+double event_duration(ParseDriver& driver, double beats, const yy::location& loc) {
+    // Far beyond any written duration: a day at 60 bpm is 86400 beats.
+    constexpr double kLongest = 100000;
+    if (beats >= 0 && beats <= kLongest) return beats;
+    driver.error(loc, str_printf("duration out of range: %g (between 0 and %.0f beats)", beats, kLongest));
+    return 0;
+}
+
+double score_variance(ParseDriver& driver, double semitones, const yy::location& loc) {
+    constexpr double kWidest = 12;
+    if (semitones > 0 && semitones <= kWidest) return semitones;
+    driver.error(
+        loc, str_printf("variance out of range: %g (above 0, at most %.0f semitones)", semitones, kWidest));
+    return 0.3;
 }
 
 void end_event(ParseDriver& driver) {

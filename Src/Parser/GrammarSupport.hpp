@@ -96,6 +96,14 @@ auto located(ParseDriver& driver, const yy::location& loc, Make make) {
 
 // A pitch written as a name; a bad name is reported with its place.
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc);
+// A pitch as a number: MIDI below 128, midicents above; negative when tied.
+PitchPtr number_pitch(ParseDriver& driver, double value, const yy::location& loc);
+
+// Numbers that must lie in a range to be followed: an event's duration in
+// beats and the score's pitch variance in semitones. Out of range, a
+// located error and a harmless value.
+double event_duration(ParseDriver& driver, double beats, const yy::location& loc);
+double score_variance(ParseDriver& driver, double semitones, const yy::location& loc);
 
 // Closes an event: line ends are white space again.
 void end_event(ParseDriver& driver);
@@ -108,7 +116,7 @@ std::string number_label(double value);
 ExpPtr make_var_expr(ParseDriver& driver, const std::string& name, const yy::location& loc);
 VarPtr make_var(ParseDriver& driver, const std::string& name, const yy::location& loc);
 // `e` folded when constant; a null `e` is reported.
-ExpPtr fold(ExpPtr e);
+ExpPtr fold(ParseDriver& driver, ExpPtr e, const yy::location& loc);
 ExpPtr binary(ParseDriver& driver, e_binop op, ExpPtr left, ExpPtr right, const yy::location& loc);
 // `[n#]:$x`, `[d]:$x`, `[d s]:$x` (`ms` divides by 1000 first).
 ExpPtr history_by_count(ParseDriver& driver, ExpPtr count, const std::string& var, const yy::location& loc);

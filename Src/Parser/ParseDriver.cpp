@@ -1,18 +1,18 @@
-#include "Exp/EvalContext.hpp"
 #include "Parser/ParseDriver.hpp"
+#include "Exp/EvalContext.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
 #include "Parser/Scanner.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 #include "Tree/TreeExpressions.hpp"
 
 #include <chrono>
-#include <functional>
 #include <cmath>
+#include <functional>
 #include <iostream>
 #include <sstream>
 
@@ -26,7 +26,8 @@ double now_ms() {
 Reading read_into(const std::string& name, const ReadSetup& setup,
                   const std::function<bool(ParseDriver&)>& read) {
     Reading reading;
-    auto score = std::make_unique<Score>(name, setup.eval, setup.inlets, setup.without_states, setup.verbosity);
+    auto score =
+        std::make_unique<Score>(name, setup.eval, setup.inlets, setup.without_states, setup.verbosity);
     bool read_ok = false;
     {
         DiagnosticScope gathering(reading.diagnostics);
@@ -64,9 +65,9 @@ void ParseDriver::set_file(const std::string& path) {
 bool ParseDriver::read_file(const std::string& path) {
     set_file(path);
     Scanner scan(this);
-    if (!scan.open_file(path)) {
-        std::cerr << "Error in opening '" << path << "'" << std::endl;
-        ::error("Error in opening file %s", path.c_str());
+    const std::string why = scan.open_file(path);
+    if (!why.empty()) {
+        ::error("Error in opening file %s: %s", path.c_str(), why.c_str());
         return false;
     }
     return read_with(scan);
@@ -129,6 +130,10 @@ bool ParseDriver::finalize() {
     return Anchor::check_all_references(*score, true);
 }
 
+bool ParseDriver::scanner_ok() const {
+    return !scanner || scanner->ok;
+}
+
 bool ParseDriver::ok() const {
     return scanner && scanner->ok && error_count == 0;
 }
@@ -143,19 +148,24 @@ int ParseDriver::tokenify(void* value, yy::location* loc) {
         first_token = false;
     }
     if (!loc->end.filename) loc->begin.filename = loc->end.filename = reading_file;
+    if (stopped()) return yy::Parser::token::END;
     return scanner->yylex(static_cast<yy::Parser::value_type*>(value), loc);
 }
 
 void ParseDriver::error(const yy::location& loc, const std::string& message) {
     ++error_count;
-    if (scanner) scanner->localisation();
+    if (error_count > kErrorLimit) return;
     ::error("%s", message.c_str());
     report_location(loc);
+    if (stopped()) ::error("too many errors: reading stops");
 }
 
 void ParseDriver::report_location(const yy::location& loc) {
     const Scanner::Input* in = scanner ? scanner->current_input() : nullptr;
-    if (!in) return;
+    if (!in) {
+        report_file_location(loc);
+        return;
+    }
     const int l1 = loc.begin.line, c1 = loc.begin.column, l2 = loc.end.line;
     const int c2 = loc.end.column > 1 ? loc.end.column - 1 : 1;
     if (in->file) {
@@ -183,6 +193,15 @@ void ParseDriver::report_location(const yy::location& loc) {
     }
 }
 
+// At the end of the text no input is open: the place is in the file the
+// location names.
+void ParseDriver::report_file_location(const yy::location& loc) {
+    const std::string file = loc.begin.filename ? *loc.begin.filename : file_name;
+    ::error("line %d, characters %d-%d", loc.begin.line, loc.begin.column,
+            loc.end.column > 1 ? loc.end.column - 1 : 1);
+    ::error("in file '%s'", file.c_str());
+}
+
 void ParseDriver::error(const std::string& message) {
     ++error_count;
     ::error("Parser error: %s", message.c_str());
@@ -197,8 +216,16 @@ void ParseDriver::set_static_bpm(ExpPtr e, const yy::location& loc, bool modulat
         return;
     }
     const double value = known.value->get_double();
-    if (!std::isfinite(value) || value == 0)
+    // Slower or faster than any music, or negative without @modulate: the
+    // follower's tempo model would silently break.
+    constexpr double kSlowest = 1, kFastest = 2000;
+    const double magnitude = modulate ? std::fabs(value) : value;
+    if (!(magnitude >= kSlowest && magnitude <= kFastest)) {
         error(loc, str_printf("Parser: Incorrect BPM specification '%s'", text.c_str()));
+        post("a tempo lies between %.0f and %.0f bpm; a modulation is written with @modulate", kSlowest,
+             kFastest);
+        return;
+    }
     const double bpm = modulate ? -std::fabs(value) : value;
     score->parsing_bpm(static_cast<float>(bpm));
 }

@@ -35,7 +35,7 @@ struct ReadSetup {
     EvalContext* eval = nullptr;      // the runtime the score's expressions will run in
     const InletMap* inlets = nullptr; // the engine's inlets
     int verbosity = 0;
-    bool without_states = false;      // the score is not to be followed
+    bool without_states = false; // the score is not to be followed
 };
 
 // What a reading gives: the score (null when it does not read) and the
@@ -66,6 +66,7 @@ public:
     // Reports where an error happened (the line, columns and file of the
     // current input, then the inputs around it).
     void report_location(const yy::location& loc);
+    void report_file_location(const yy::location& loc);
 
     // The parser's token source.
     int tokenify(void* value, yy::location* loc);
@@ -98,7 +99,13 @@ public:
     std::string file_name;
     std::string directory;
     Scanner* scanner = nullptr;
-    short error_count = 0;
+    int error_count = 0;
+    // Reading stops after this many errors, as a compiler's does: a binary
+    // file or an endless device read as a score gives a screenful, not
+    // millions of lines.
+    static constexpr int kErrorLimit = 20;
+    bool stopped() const { return error_count >= kErrorLimit; }
+    bool scanner_ok() const;
 
 private:
     bool first_token = true;

@@ -8,8 +8,8 @@
 #include <FlexLexer.h>
 #endif
 
-#include "Parser.hpp"
 #include "Base/Location.hpp"
+#include "Parser.hpp"
 
 #include <iosfwd>
 #include <list>
@@ -22,6 +22,10 @@ class Macro;
 
 class Scanner : public CadenziumFlexLexer {
 public:
+    // Brackets (parentheses, square brackets, braces) nest at most this
+    // deep: the tree and its execution walk nested constructs recursively.
+    static constexpr size_t kMaxNesting = 256;
+
     // One entry of the input stack: a file or a text (a string to read, or
     // later a macro expansion).
     struct Input {
@@ -36,8 +40,9 @@ public:
     explicit Scanner(ParseDriver* driver);
     ~Scanner() override;
 
-    // Opens a file as the first input; false when it cannot be read.
-    bool open_file(const std::string& path);
+    // Opens a file as the first input; gives why it cannot be read, or
+    // nothing.
+    std::string open_file(const std::string& path);
     // Pushes a text as the first input, named `name`.
     void open_string(const std::string& text, const std::string& name);
 
@@ -60,13 +65,26 @@ private:
     // Recomputes the token's place after part of the match was pushed back.
     void relocate();
     int int_token(const char* digits);
+    int float_token(const char* text);
     int label_token(int kind);
     int label_align_token(const char* text);
     int word_token(const std::string& word);
     int at_token(const std::string& word);
     int newline_token();
+    // Brackets: each opening one is kept with its place until it closes, so
+    // that an unclosed one is reported where it opened and nesting stays
+    // within what the reader and the runtime can walk.
+    int open_bracket(int kind, char text);
+    int close_bracket(int kind);
+    // At the end of the text: reports the innermost unclosed bracket.
+    bool brackets_closed();
 
     std::list<Input> input_stack;
+    struct OpenBracket {
+        char text;
+        yy::location place;
+    };
+    std::vector<OpenBracket> open_brackets;
     int comment_return_state = -3345267;
     bool new_line = false;
     bool new_line_counts = false;

@@ -34,7 +34,7 @@ LCHAR     ({WCHAR}|&)
 BLANK     [ \t]
 EOLCHARS  (\r\n|\n|\r)
 TAIL      ({BLANK}*("//"[^\r\n]*|;[^\r\n]*)?{EOLCHARS})
-FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
+FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?|[0-9]+[eE][+-]?[0-9]+
 
 %%
 
@@ -107,7 +107,7 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
 "::"{NAME}                      { TEXT_TOKEN(PROCVAR, yytext); }
 "@"{NAME}                       { return at_token(yytext); }
 
-"]"{BLANK}*":"{BLANK}*/"$"      { return token::RBRACKET_COLON; }
+"]"{BLANK}*":"{BLANK}*/"$"      { return close_bracket(token::RBRACKET_COLON); }
 
 "&&"                            { return token::AND_OP; }
 "||"                            { return token::OR_OP; }
@@ -140,13 +140,13 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
 "!="|"<>"                       { return token::NE; }
 "@"("=="|"!="|"%"|"*"|"+"|","|"-"|"."|"/"|"&&"|"<"|"<="|">"|">="|"||") { TEXT_TOKEN(ATVAR, yytext); }
 
-"("                             { return token::LPAREN; }
-")"                             { return token::RPAREN; }
-"["                             { return token::LBRACKET; }
-"]"                             { return token::RBRACKET; }
-"{"                             { return token::LBRACE; }
+"("                             { return open_bracket(token::LPAREN, '('); }
+")"                             { return close_bracket(token::RPAREN); }
+"["                             { return open_bracket(token::LBRACKET, '['); }
+"]"                             { return close_bracket(token::RBRACKET); }
+"{"                             { return open_bracket(token::LBRACE, '{'); }
 "}"                             {
-                                    if (driver->ignore_eol) return token::RBRACE;
+                                    if (driver->ignore_eol) return close_bracket(token::RBRACE);
                                     /* The last line of a block needs no line end. */
                                     yyless(0);
                                     relocate();
@@ -155,7 +155,7 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
 "_"                             { return token::UNDERSCORE; }
 
 [0-9]+"."[0-9]+"."[0-9]+"."[0-9]+ { TEXT_TOKEN(IPADDR, yytext); }
-{FLOATNUM}                      { yylval->emplace<double>(std::strtod(yytext, nullptr)); return token::FLOAT; }
+{FLOATNUM}                      { return float_token(yytext); }
 [0-9]+                          { return int_token(yytext); }
 
 \"([^\\\"]|\\(.|\n|\r))*\"      { TEXT_TOKEN(STRING, normalize_string(yytext)); }
@@ -168,10 +168,15 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
 [tT][rR][aA][cC][kK]"::"{NAME}  { TEXT_TOKEN(TRACK_NAME, yytext); }
 [pP][aA][tT][tT][eE][rR][nN]"::"{NAME} { TEXT_TOKEN(PATTERN_NAME, yytext); }
 
-[0-9]+/"s"[ \t(\[\]{]           { yylval->emplace<double>(std::strtod(yytext, nullptr)); return token::FLOAT; }
-[0-9]+/"s"(\n|\r)               { yylval->emplace<double>(std::strtod(yytext, nullptr)); return token::FLOAT; }
-[0-9]+/"ms"[ \t(\[\]{]          { yylval->emplace<double>(std::strtod(yytext, nullptr)); return token::FLOAT; }
-[0-9]+/"ms"(\n|\r)              { yylval->emplace<double>(std::strtod(yytext, nullptr)); return token::FLOAT; }
+[0-9]+/"s"[ \t(\[\]{\n\r]      {
+                                    /* A whole number before a unit of seconds. What follows the
+                                       unit is one character: a wider context would make the
+                                       scanner back up by REJECT, whose buffer cannot grow, and
+                                       long tokens would no longer read. */
+                                    yylval->emplace<double>(std::strtod(yytext, nullptr));
+                                    return token::FLOAT;
+                                }
+[0-9]+/"ms"[ \t(\[\]{\n\r]     { yylval->emplace<double>(std::strtod(yytext, nullptr)); return token::FLOAT; }
 
 [0-9]+([A-RT-Za-rt-z]|([A-Za-z'\-_]|{HIGH}){2})({WCHAR}|"*")* { TEXT_TOKEN(ID, yytext); }
 
@@ -188,6 +193,7 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
 .                               {
                                     driver->error(*loc, str_printf("invalid character (%d):  '%c' ",
                                                                    static_cast<unsigned char>(yytext[0]), yytext[0]));
+                                    if (driver->stopped()) return token::END;
                                 }
 
 <MACRO_CALL_OPEN,MACRO_ARGS,MACRO_NAME,MACRO_PARAMS,MACRO_BODY,MACRO_BODY_OPEN>.|\n {
@@ -200,7 +206,10 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?
                                         /* The last line of a file needs no line end. */
                                         return token::EOL;
                                     }
-                                    if (!end_of_input()) return token::END;
+                                    if (!end_of_input()) {
+                                        if (!brackets_closed()) ok = false;
+                                        return token::END;
+                                    }
                                 }
 
 %%

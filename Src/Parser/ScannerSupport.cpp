@@ -1,13 +1,18 @@
 // The hand-written half of the scanner: the input stack, locations, the
 // keyword tables and the value conversions of tokens.
+#include "Base/Console.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "Parser/Scanner.hpp"
-#include "Base/Console.hpp"
 
 #include <cctype>
+#include <cerrno>
+#include <cfloat>
 #include <climits>
 #include <clocale>
+#include <cmath>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -43,30 +48,77 @@ KeywordTable& at_keywords() {
 
 void fill_word_keywords(KeywordTable& t) {
     t = {
-        {"abort", token::KW_ABORT},       {"action", token::KW_ACTION},       {"and", token::KW_AND},
-        {"at", token::KW_AT},             {"before", token::KW_BEFORE},       {"bind", token::KW_BIND},
-        {"bpm", token::KW_BPM},           {"case", token::KW_CASE},           {"chord", token::KW_CHORD},
-        {"closefile", token::KW_CLOSEFILE}, {"curve", token::KW_CURVE},       {"do", token::KW_DO},
-        {"during", token::KW_DURING},     {"pizzsection", token::KW_PIZZSECTION},
-        {"dummysilence", token::KW_DUMMYSILENCE}, {"else", token::KW_ELSE},   {"event", token::KW_EVENT},
-        {"expr", token::KW_EXPR},         {"false", token::KW_FALSE},         {"parfor", token::KW_FORALL},
-        {"forall", token::KW_FORALL},     {"gfwd", token::KW_GFWD},           {"group", token::KW_GROUP},
-        {"hook", token::KW_HOOK},         {"pizz", token::KW_PIZZ},           {"staccato", token::KW_STACCATO},
-        {"fermata", token::KW_FERMATA},   {"if", token::KW_IF},               {"imap", token::KW_IMAP},
-        {"in", token::KW_IN},             {"jump", token::KW_JUMP},           {"kill", token::KW_KILL},
-        {"let", token::KW_LET},           {"lfwd", token::KW_LFWD},           {"loop", token::KW_LOOP},
-        {"map", token::KW_MAP},           {"tab", token::KW_TAB},             {"ms", token::KW_MS},
-        {"multi", token::KW_MULTI},       {"napro_trace", token::KW_NAPRO},   {"nim", token::KW_NIM},
-        {"note", token::KW_NOTE},         {"noevent", token::KW_NOEVENT},     {"of", token::KW_OF},
-        {"off", token::KW_OFF},           {"on", token::KW_ON},               {"openoutfile", token::KW_OPENOUTFILE},
-        {"oscoff", token::KW_OSCOFF},     {"oscon", token::KW_OSCON},         {"oscrecv", token::KW_OSCRECV},
-        {"oscsend", token::KW_OSCSEND},   {"patch", token::KW_PATCH},         {"port", token::KW_PORT},
-        {"rubato", token::KW_RUBATO},     {"return", token::KW_RETURN},       {"s", token::KW_SEC},
-        {"start", token::KW_START},       {"state", token::KW_STATE},         {"stop", token::KW_STOP},
-        {"symb", token::KW_SYMB},         {"switch", token::KW_SWITCH},       {"transpose", token::KW_TRANSPOSE},
-        {"tempo", token::KW_TEMPO},       {"trill", token::KW_TRILL},         {"true", token::KW_TRUE},
-        {"until", token::KW_UNTIL},       {"value", token::KW_VALUE},         {"variance", token::KW_VARIANCE},
-        {"whenever", token::KW_WHENEVER}, {"where", token::KW_WHERE},         {"while", token::KW_WHILE},
+        {"abort", token::KW_ABORT},
+        {"action", token::KW_ACTION},
+        {"and", token::KW_AND},
+        {"at", token::KW_AT},
+        {"before", token::KW_BEFORE},
+        {"bind", token::KW_BIND},
+        {"bpm", token::KW_BPM},
+        {"case", token::KW_CASE},
+        {"chord", token::KW_CHORD},
+        {"closefile", token::KW_CLOSEFILE},
+        {"curve", token::KW_CURVE},
+        {"do", token::KW_DO},
+        {"during", token::KW_DURING},
+        {"pizzsection", token::KW_PIZZSECTION},
+        {"dummysilence", token::KW_DUMMYSILENCE},
+        {"else", token::KW_ELSE},
+        {"event", token::KW_EVENT},
+        {"expr", token::KW_EXPR},
+        {"false", token::KW_FALSE},
+        {"parfor", token::KW_FORALL},
+        {"forall", token::KW_FORALL},
+        {"gfwd", token::KW_GFWD},
+        {"group", token::KW_GROUP},
+        {"hook", token::KW_HOOK},
+        {"pizz", token::KW_PIZZ},
+        {"staccato", token::KW_STACCATO},
+        {"fermata", token::KW_FERMATA},
+        {"if", token::KW_IF},
+        {"imap", token::KW_IMAP},
+        {"in", token::KW_IN},
+        {"jump", token::KW_JUMP},
+        {"kill", token::KW_KILL},
+        {"let", token::KW_LET},
+        {"lfwd", token::KW_LFWD},
+        {"loop", token::KW_LOOP},
+        {"map", token::KW_MAP},
+        {"tab", token::KW_TAB},
+        {"ms", token::KW_MS},
+        {"multi", token::KW_MULTI},
+        {"napro_trace", token::KW_NAPRO},
+        {"nim", token::KW_NIM},
+        {"note", token::KW_NOTE},
+        {"noevent", token::KW_NOEVENT},
+        {"of", token::KW_OF},
+        {"off", token::KW_OFF},
+        {"on", token::KW_ON},
+        {"openoutfile", token::KW_OPENOUTFILE},
+        {"oscoff", token::KW_OSCOFF},
+        {"oscon", token::KW_OSCON},
+        {"oscrecv", token::KW_OSCRECV},
+        {"oscsend", token::KW_OSCSEND},
+        {"patch", token::KW_PATCH},
+        {"port", token::KW_PORT},
+        {"rubato", token::KW_RUBATO},
+        {"return", token::KW_RETURN},
+        {"s", token::KW_SEC},
+        {"start", token::KW_START},
+        {"state", token::KW_STATE},
+        {"stop", token::KW_STOP},
+        {"symb", token::KW_SYMB},
+        {"switch", token::KW_SWITCH},
+        {"transpose", token::KW_TRANSPOSE},
+        {"tempo", token::KW_TEMPO},
+        {"trill", token::KW_TRILL},
+        {"true", token::KW_TRUE},
+        {"until", token::KW_UNTIL},
+        {"value", token::KW_VALUE},
+        {"variance", token::KW_VARIANCE},
+        {"whenever", token::KW_WHENEVER},
+        {"where", token::KW_WHERE},
+        {"while", token::KW_WHILE},
         {"with", token::KW_WITH},
     };
 }
@@ -155,10 +207,14 @@ std::string normalize_string(const std::string& text) {
             continue;
         }
         const char next = text[++i];
-        if (next == 'n') out += '\n';
-        else if (next == 't') out += '\t';
-        else if (next == '"') out += '"';
-        else out += '\\';
+        if (next == 'n')
+            out += '\n';
+        else if (next == 't')
+            out += '\t';
+        else if (next == '"')
+            out += '"';
+        else
+            out += '\\';
     }
     return out;
 }
@@ -189,9 +245,12 @@ Scanner::~Scanner() {
     }
 }
 
-bool Scanner::open_file(const std::string& path) {
+std::string Scanner::open_file(const std::string& path) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) return "it is a directory";
+    errno = 0;
     auto stream = std::make_unique<std::ifstream>(path, std::ios::binary);
-    if (!stream->is_open()) return false;
+    if (!stream->is_open()) return errno ? std::strerror(errno) : "it cannot be opened";
     Input in;
     in.file = true;
     in.name = path;
@@ -199,7 +258,7 @@ bool Scanner::open_file(const std::string& path) {
     in.stream = std::move(stream);
     input_stack.push_front(std::move(in));
     yy_switch_to_buffer(input_stack.front().buffer);
-    return true;
+    return "";
 }
 
 void Scanner::open_string(const std::string& text, const std::string& name) {
@@ -211,6 +270,29 @@ void Scanner::open_string(const std::string& text, const std::string& name) {
     in.buffer = yy_create_buffer(*in.stream, 16384);
     input_stack.push_front(std::move(in));
     yy_switch_to_buffer(input_stack.front().buffer);
+}
+
+int Scanner::open_bracket(int kind, char text) {
+    if (open_brackets.size() >= kMaxNesting) {
+        driver->error(*loc, str_printf("brackets nest deeper than %zu levels", kMaxNesting));
+        ok = false;
+        return token::END;
+    }
+    open_brackets.push_back({text, *loc});
+    return kind;
+}
+
+// A closing bracket without an opening one is left to the grammar.
+int Scanner::close_bracket(int kind) {
+    if (!open_brackets.empty()) open_brackets.pop_back();
+    return kind;
+}
+
+bool Scanner::brackets_closed() {
+    if (open_brackets.empty()) return true;
+    const OpenBracket& open = open_brackets.back();
+    driver->error(open.place, str_printf("'%c' is never closed", open.text));
+    return false;
 }
 
 bool Scanner::end_of_input() {
@@ -266,16 +348,30 @@ int Scanner::int_token(const char* digits) {
     const long value = std::strtol(digits, nullptr, 10);
     if (value >= INT_MAX || value <= INT_MIN) {
         driver->error(*loc, "integer is out of range");
-        yylval->emplace<int>(value > 0 ? INT_MAX : INT_MIN);
+        yylval->emplace<int>(0); // harmless: no second error follows from it
         return token::INT;
     }
     yylval->emplace<int>(static_cast<int>(value));
     return token::INT;
 }
 
+// Numbers beyond single precision are refused: the engine computes dates,
+// durations and curves in floats, where they would become infinite.
+int Scanner::float_token(const char* text) {
+    const double value = std::strtod(text, nullptr);
+    if (!std::isfinite(value) || std::fabs(value) > FLT_MAX) {
+        driver->error(*loc, str_printf("number is out of range: '%s'", text));
+        yylval->emplace<double>(0.0);
+        return token::FLOAT;
+    }
+    yylval->emplace<double>(value);
+    return token::FLOAT;
+}
+
 int Scanner::label_align_token(const char* text) {
     std::string word;
-    for (const char* p = text; *p && *p != '\t' && *p != '\n' && *p != ' ' && *p != '.'; ++p) word += *p;
+    for (const char* p = text; *p && *p != '\t' && *p != '\n' && *p != ' ' && *p != '.'; ++p)
+        word += *p;
     if (word.size() >= 511) driver->error(*loc, str_printf("Label too large: '%s'", word.c_str()));
     yylval->emplace<std::string>(word);
     return token::LABEL_ALIGN;
@@ -306,7 +402,8 @@ void Scanner::localisation() {
     std::ostringstream out;
     localisation(out);
     std::istringstream lines(out.str());
-    for (std::string line; std::getline(lines, line);) post("%s", line.c_str());
+    for (std::string line; std::getline(lines, line);)
+        post("%s", line.c_str());
 }
 
 void Scanner::localisation(std::ostream& out) {

@@ -11,7 +11,8 @@ namespace {
 
 std::string chord_text(const std::vector<float>& pitches) {
     std::ostringstream out;
-    for (size_t i = 0; i < pitches.size(); ++i) out << (i ? " " : "") << pitches[i];
+    for (size_t i = 0; i < pitches.size(); ++i)
+        out << (i ? " " : "") << pitches[i];
     return out.str();
 }
 
@@ -63,19 +64,19 @@ void Pitch::show(std::ostream& out) const {
 double symb_to_midicent(const std::string& name) {
     if (name.empty()) {
         error("error note %s", name.c_str());
-        CAD_INTERNAL_ERROR("empty note name");
         return -999;
     }
     const char letter = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
     if (letter < 'A' || letter > 'G') {
         error("error note %s", name.c_str());
-        CAD_INTERNAL_ERROR("unknown note letter");
         return -999;
     }
     size_t pos = 1;
     int accidental = 0;
-    if (pos < name.size() && name[pos] == '#') accidental = 1, ++pos;
-    else if (pos < name.size() && name[pos] == 'b') accidental = -1, ++pos;
+    if (pos < name.size() && name[pos] == '#')
+        accidental = 1, ++pos;
+    else if (pos < name.size() && name[pos] == 'b')
+        accidental = -1, ++pos;
     const int octave = std::atoi(name.c_str() + pos);
     if (octave < 0 || octave > 20) {
         error("octave error in note %s", name.c_str());
@@ -104,7 +105,9 @@ Event::Event(int obs_inlet, float variance, AttributeList attributes, std::uniqu
 
 Event::~Event() = default;
 
-std::string Event::pitch_list_string() const { return chord_text(pitch_list()); }
+std::string Event::pitch_list_string() const {
+    return chord_text(pitch_list());
+}
 
 std::string Event::toString() const {
     std::ostringstream out;
@@ -140,9 +143,12 @@ BasicEvent::BasicEvent(Keyword kw, std::vector<float> p, int obs_inlet, float va
 
 std::string BasicEvent::type_string() const {
     switch (keyword) {
-    case NOTE: return "NOTE";
-    case CHORD: return "CHORD";
-    case EVENT: return "EVENT";
+    case NOTE:
+        return "NOTE";
+    case CHORD:
+        return "CHORD";
+    case EVENT:
+        return "EVENT";
     }
     return "EVENT";
 }
@@ -169,7 +175,8 @@ std::unique_ptr<Event> make_sub_event(const std::vector<float>& pitches, int obs
 
 std::vector<float> flatten(const std::vector<std::vector<float>>& elements) {
     std::vector<float> all;
-    for (const auto& e : elements) all.insert(all.end(), e.begin(), e.end());
+    for (const auto& e : elements)
+        all.insert(all.end(), e.begin(), e.end());
     return all;
 }
 
@@ -198,8 +205,12 @@ TrillEvent::TrillEvent(std::vector<std::vector<float>> e, int obs_inlet, float v
         sub_events.push_back(make_sub_event(element, obs_inlet, variance, period, direction, sub_type));
 }
 
-std::vector<float> TrillEvent::pitch_list() const { return flatten(elements); }
-std::string TrillEvent::pitch_list_string() const { return elements_text(elements, nullptr); }
+std::vector<float> TrillEvent::pitch_list() const {
+    return flatten(elements);
+}
+std::string TrillEvent::pitch_list_string() const {
+    return elements_text(elements, nullptr);
+}
 
 void TrillEvent::beatcum(double b) {
     Event::beatcum(b);
@@ -232,7 +243,8 @@ MultiEvent::MultiEvent(std::vector<std::vector<float>> e, std::vector<bool> m, i
         std::unique_ptr<Event> sub;
         if (marks[i]) {
             std::vector<std::vector<float>> trill;
-            for (float p : elements[i]) trill.push_back({p});
+            for (float p : elements[i])
+                trill.push_back({p});
             sub = std::make_unique<TrillEvent>(std::move(trill), obs_inlet, variance, AttributeList{},
                                                nullptr, period, direction, 0, 1);
             sub->type(2);
@@ -244,8 +256,12 @@ MultiEvent::MultiEvent(std::vector<std::vector<float>> e, std::vector<bool> m, i
     }
 }
 
-std::vector<float> MultiEvent::pitch_list() const { return flatten(elements); }
-std::string MultiEvent::pitch_list_string() const { return elements_text(elements, &marks); }
+std::vector<float> MultiEvent::pitch_list() const {
+    return flatten(elements);
+}
+std::string MultiEvent::pitch_list_string() const {
+    return elements_text(elements, &marks);
+}
 
 void MultiEvent::beatcum(double b) {
     Event::beatcum(b);

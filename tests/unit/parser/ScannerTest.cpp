@@ -1,7 +1,7 @@
 // Tokens as the scanner returns them for small texts.
+#include "Parser/Scanner.hpp"
 #include "ConsoleCapture.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "Parser/Scanner.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,9 +22,20 @@ struct Token {
 
 bool carries_text(int kind) {
     switch (kind) {
-    case token::VAR: case token::PROCVAR: case token::ATVAR: case token::INTERNAL_CMD: case token::DSPVAR:
-    case token::FAUST_NAME: case token::TRACK_NAME: case token::PATTERN_NAME: case token::IPADDR:
-    case token::STRING: case token::LABEL_ALIGN: case token::ID: case token::ADD_LABEL: case token::EXT_LABEL:
+    case token::VAR:
+    case token::PROCVAR:
+    case token::ATVAR:
+    case token::INTERNAL_CMD:
+    case token::DSPVAR:
+    case token::FAUST_NAME:
+    case token::TRACK_NAME:
+    case token::PATTERN_NAME:
+    case token::IPADDR:
+    case token::STRING:
+    case token::LABEL_ALIGN:
+    case token::ID:
+    case token::ADD_LABEL:
+    case token::EXT_LABEL:
     case token::FAUST_PROGRAM:
         return true;
     default:
@@ -62,7 +73,8 @@ std::vector<Token> scan(const std::string& text, bool eol_matters = false, bool 
 
 std::vector<int> kinds(const std::vector<Token>& tokens) {
     std::vector<int> k;
-    for (const Token& t : tokens) k.push_back(t.kind);
+    for (const Token& t : tokens)
+        k.push_back(t.kind);
     return k;
 }
 
@@ -80,11 +92,12 @@ TEST(Scanner, NumbersAndTheirUnits) {
     EXPECT_EQ(closed[0].number, 5);
 
     EXPECT_EQ(kinds(scan("250ms ")), (std::vector<int>{token::FLOAT, token::KW_MS}));
-    EXPECT_EQ(kinds(scan("1e5")), (std::vector<int>{token::ID}));
-    auto exponent = scan("1.e5 .5 3.25");
-    ASSERT_EQ(kinds(exponent), (std::vector<int>{token::FLOAT, token::FLOAT, token::FLOAT}));
+    auto exponent = scan("1.e5 .5 3.25 2e-3 1e5x");
+    ASSERT_EQ(kinds(exponent),
+              (std::vector<int>{token::FLOAT, token::FLOAT, token::FLOAT, token::FLOAT, token::ID}));
     EXPECT_EQ(exponent[0].number, 1e5);
     EXPECT_EQ(exponent[1].number, 0.5);
+    EXPECT_EQ(exponent[3].number, 2e-3);
     EXPECT_EQ(kinds(scan("127.0.0.1")), (std::vector<int>{token::IPADDR}));
 }
 
@@ -93,12 +106,36 @@ TEST(Scanner, IntegerRange) {
     auto big = scan("2147483647");
     ASSERT_EQ(kinds(big), (std::vector<int>{token::INT}));
     EXPECT_TRUE(console.has_error("integer is out of range"));
-    EXPECT_EQ(big[0].number, INT_MAX);
+    EXPECT_EQ(big[0].number, 0) << "a harmless value, so that no second error follows";
 
     console.clear();
     auto fine = scan("2147483646");
     EXPECT_EQ(fine[0].number, 2147483646);
     EXPECT_TRUE(console.errors.empty());
+}
+
+TEST(Scanner, NumbersBeyondSinglePrecisionAreRefused) {
+    ConsoleCapture console;
+    auto huge = scan("1e308 3.5e38 -1e39");
+    EXPECT_EQ(kinds(huge), (std::vector<int>{token::FLOAT, token::FLOAT, token::MINUS, token::FLOAT}));
+    EXPECT_TRUE(console.has_error("number is out of range: '1e308'"));
+    EXPECT_TRUE(console.has_error("number is out of range: '3.5e38'"));
+    EXPECT_TRUE(console.has_error("number is out of range: '1e39'"));
+    EXPECT_EQ(huge[0].number, 0);
+
+    console.clear();
+    EXPECT_EQ(scan("3.4e38")[0].number, 3.4e38);
+    EXPECT_TRUE(console.errors.empty());
+}
+
+TEST(Scanner, LongTokensRead) {
+    // Longer than the scanner's buffer: it grows rather than giving up.
+    const std::string word(100000, 'w');
+    auto label = scan(word);
+    ASSERT_EQ(kinds(label), (std::vector<int>{token::ID}));
+    auto quoted = scan("\"" + word + "\"");
+    ASSERT_EQ(kinds(quoted), (std::vector<int>{token::STRING}));
+    EXPECT_TRUE(kinds(scan("// " + word + "\nnote", true)).size() >= 1);
 }
 
 TEST(Scanner, BlockCommentsDoNotNest) {
@@ -137,17 +174,20 @@ TEST(Scanner, LineEnds) {
 
 TEST(Scanner, WordsAndKeywords) {
     // Keywords are case-blind; a word takes in - / . + < and !.
-    EXPECT_EQ(kinds(scan("NOTE Note note")), (std::vector<int>{token::KW_NOTE, token::KW_NOTE, token::KW_NOTE}));
+    EXPECT_EQ(kinds(scan("NOTE Note note")),
+              (std::vector<int>{token::KW_NOTE, token::KW_NOTE, token::KW_NOTE}));
     auto words = scan("a-b x/y a.b note<3 !x foo//bar");
     ASSERT_EQ(words.size(), 6u);
-    for (const Token& t : words) EXPECT_EQ(t.kind, token::ID) << t.text;
+    for (const Token& t : words)
+        EXPECT_EQ(t.kind, token::ID) << t.text;
     EXPECT_EQ(words[5].text, "foo//bar");
 
     // In message mode words are identifiers, except expr, true and false;
     // at-keywords keep their meaning in every mode.
     EXPECT_EQ(kinds(scan("note true @tight", false, true)),
               (std::vector<int>{token::ID, token::KW_TRUE, token::AT_TIGHT}));
-    EXPECT_EQ(kinds(scan("@unknown_fun $x ::proc")), (std::vector<int>{token::ATVAR, token::VAR, token::PROCVAR}));
+    EXPECT_EQ(kinds(scan("@unknown_fun $x ::proc")),
+              (std::vector<int>{token::ATVAR, token::VAR, token::PROCVAR}));
     auto op = scan("@+ # ! '");
     EXPECT_EQ(kinds(op), (std::vector<int>{token::ATVAR, token::SHARP, token::NOT, token::QUOTE}));
 }
