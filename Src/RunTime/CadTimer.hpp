@@ -1,5 +1,5 @@
 // A running compound action: the run-time image of one instance of a group
-// (and later of a loop, a reaction, a curve). It carries the instance's
+// (or of a loop, a reaction, a curve). It carries the instance's
 // date, its environments, its children and the ends of its life; the
 // scheduler wakes it at its dates. A timer frees itself at the end of its
 // life: once finished, with no callback running and no child alive.

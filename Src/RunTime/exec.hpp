@@ -1,6 +1,8 @@
 // The run-time objects of compound actions. A group's instance steps
 // through the group's children one delay at a time: the children with no
-// delay fire at once, in order, and the next delay is scheduled.
+// delay fire at once, in order, and the next delay is scheduled. A loop
+// fires its body every period, a reaction fires its body when a variable it
+// watches changes, a curve moves variables every grain.
 #pragma once
 
 #include "RunTime/CadTimer.hpp"

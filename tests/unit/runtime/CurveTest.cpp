@@ -106,6 +106,16 @@ TEST_F(CurveRun, CurveOnANimFollowsItsSegments) {
     EXPECT_THAT(run_until(10.0), ElementsAre("v 0.0@0", "v 1.0@0.5", "v 2.0@1", "v 1.0@1.5", "v 0.0@2"));
 }
 
+TEST_F(CurveRun, CurveOnAVectorNimMovesATab) {
+    play("bpm 60\nNOTE 60 8\n  $n := NIM { 0 ([0, 10]), 1 ([1, 0]) }\n"
+         "  curve @grain 0.5 @action := { print v $p } { $p : $n }\n"
+         "  curve @grain 0.5 { $a, $b : $n }\n");
+    EXPECT_THAT(run_until(10.0),
+                ElementsAre("v TAB[0.0, 10.0]@0", "v TAB[0.5, 5.0]@0.5", "v TAB[1.0, 0.0]@1"));
+    EXPECT_TRUE(
+        console.has_error("NIM in DataCurve: several iteration variables: Not Yet Implemented  [nim13a]"));
+}
+
 TEST_F(CurveRun, StepOfACurveOnVariablesAllocatesNothing) {
     play("bpm 60\nNOTE 60 1000\n  curve @grain 0.01 { $x, $y { {0, 1} \"sine_in_out\" 100 {1, 0} } }\n"
          "  whenever ($x > 2) { print never }\n");

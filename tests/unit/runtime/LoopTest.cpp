@@ -50,6 +50,11 @@ TEST_F(Loop, EndsAfterItsDurationOrWhenItsConditionHolds) {
     EXPECT_EQ(rt().active_timer_count(), 0u);
 }
 
+TEST_F(Loop, DurationInSecondsIgnoresTheTempo) {
+    play("bpm 120\nNOTE 60 20\n  loop 1 { print t } during [2.5s]\n");
+    EXPECT_THAT(run_until(20.0), ElementsAre("t@0", "t@0.5", "t@1", "t@1.5", "t@2"));
+}
+
 TEST_F(Loop, ZeroPeriodStopsAfterTenThousandIterationsOfOneInstant) {
     play("NOTE 60 4\n  $n := 0\n  loop 0 { $n := $n + 1 }\n  print n $n\n");
     EXPECT_THAT(lines(), ElementsAre("n 10000@0"));
