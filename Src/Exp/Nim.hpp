@@ -9,6 +9,8 @@
 #include <iosfwd>
 #include <vector>
 
+class TaggedValue;
+
 // The easing of a segment. Every family name alone means its "in" variant.
 enum interpolate_type : std::int32_t {
     INTERPOLATE_NONE = 0,
@@ -75,6 +77,12 @@ public:
 
     // Appends a segment from the end of the map (or from `x0` on an empty one).
     void add_last(interpolate_type type, double duration, double start, double end, double x0 = 0.0);
+    // Prepends a segment that ends where the map starts (at `x0` on an empty
+    // one).
+    void add_first(interpolate_type type, double duration, double start, double end, double x0 = 0.0);
+    // The value where the map starts and where it ends (0 when empty).
+    double first_value() const;
+    double last_value() const;
     double apply(double x) const;
     bool is_continuous() const;
     int _compare(const ScalarInterpolatedMap& other) const;
@@ -90,6 +98,19 @@ public:
     bool empty() const { return components.empty() || components.front().segments.empty(); }
     // The value of each component at x.
     void apply(double x, std::vector<double>& out) const;
+
+    // Extends every component by a segment of `duration` before its start
+    // or after its end, from `start` to `end`; without `start`, the segment
+    // joins the map (it ends at the map's first value, or starts at its
+    // last one). An empty map becomes a scalar one.
+    void add_first(interpolate_type type, double duration, double start, double end);
+    void add_first(interpolate_type type, double duration, double end);
+    void add_last(interpolate_type type, double duration, double start, double end);
+    void add_last(interpolate_type type, double duration, double end);
+    // The same from values: a number for every component or a tab with one
+    // per component, and a type name (or a tab of names). False, with the
+    // error said, when they do not fit the map.
+    bool add_last(const TaggedValue& duration, const TaggedValue& end, const TaggedValue& type);
     int _compare(const NewInterpolatedMap& other) const;
     void show_body(std::ostream& out) const;
 };

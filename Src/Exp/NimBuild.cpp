@@ -171,3 +171,58 @@ Value NimDefinition::eval() const {
         if (!build_component(x0, list->y0 ? &y0 : nullptr, points, i, nim->components[i])) return bad_nim();
     return Value::make<NimValue>(std::move(nim));
 }
+
+// ---- extension from values (@push_back) ----
+
+namespace {
+
+// The part of `v` for component `i` of `dim`: a number for all, or a tab of
+// `dim` numbers.
+bool part_of(const TaggedValue& v, std::size_t i, std::size_t dim, double& out) {
+    if (v.is_numeric()) {
+        out = v.get_double();
+        return true;
+    }
+    if (!v.is_tab()) return false;
+    const tab_t& t = *static_cast<const TabValue&>(v).val;
+    if (t.size() != dim || !t[i]->is_numeric()) return false;
+    out = t[i]->get_double();
+    return true;
+}
+
+bool type_part(const TaggedValue& v, std::size_t i, std::size_t dim, interpolate_type& out) {
+    if (v.is_string_or_symb()) {
+        out = to_interpol(v);
+        return out != INTERPOLATE_NONE;
+    }
+    if (!v.is_tab()) return false;
+    const tab_t& t = *static_cast<const TabValue&>(v).val;
+    if (t.size() != dim || !t[i]->is_string_or_symb()) return false;
+    out = to_interpol(*t[i]);
+    return out != INTERPOLATE_NONE;
+}
+
+} // namespace
+
+// Every part is checked before the map changes: a bad one leaves it whole.
+bool NewInterpolatedMap::add_last(const TaggedValue& duration, const TaggedValue& end, const TaggedValue& type) {
+    if (components.empty()) components.resize(1);
+    const std::size_t dim = components.size();
+    std::vector<double> durations(dim), ends(dim);
+    std::vector<interpolate_type> types(dim);
+    for (std::size_t i = 0; i < dim; ++i) {
+        if (!part_of(duration, i, dim, durations[i]) || !part_of(end, i, dim, ends[i])) {
+            error("Nim definition: argument must be numeric or vector (got %s) [nim9]",
+                  show_text(part_of(duration, i, dim, durations[i]) ? end : duration).c_str());
+            return false;
+        }
+        if (!type_part(type, i, dim, types[i])) {
+            error("Nim definition: bad interpolation type (recquire string, got %s) [nim6]", show_text(type).c_str());
+            return false;
+        }
+        if (!check_duration(durations[i])) return false;
+    }
+    for (std::size_t i = 0; i < dim; ++i)
+        components[i].add_last(types[i], durations[i], components[i].last_value(), ends[i]);
+    return true;
+}
