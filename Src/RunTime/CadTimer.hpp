@@ -56,6 +56,14 @@ public:
     // The wake-ups of a past that was missed, and of a simulation.
     virtual void callback_late(var_management* var) { callback(var); }
     virtual void callback_sim(var_management* var) { callback(var); }
+    // The first step of a timer just started: late when its action started
+    // behind its date (a skipped event), else in time.
+    void first_step(cadTimer_mode mode) {
+        if (mode == MODE_LATE)
+            callback_late(nullptr);
+        else
+            callback(nullptr);
+    }
     // The score position moved to event `pos` (timers waiting on events).
     virtual void UpdatePosition(int) {}
     // A variable the timer observes changed: a notification, a move of the
@@ -198,4 +206,3 @@ private:
     mutable std::recursive_mutex childs_mutex;
     std::set<const CadTimer*> active_childs;
 };
-

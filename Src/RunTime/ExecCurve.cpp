@@ -42,10 +42,7 @@ void exec_curve::start(Runtime& rt, Curve& curve, double date, cadTimer_mode mod
         c->terminate();
         return;
     }
-    if (mode == MODE_LATE)
-        c->callback_late(nullptr);
-    else
-        c->callback(nullptr);
+    c->first_step(mode);
 }
 
 exec_curve::exec_curve(Runtime& runtime, Curve& c, double date)

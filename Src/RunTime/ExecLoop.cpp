@@ -27,10 +27,7 @@ void exec_loop::start(Runtime& rt, Lfwd& loop, double date, cadTimer_mode mode) 
         l->terminate();
         return;
     }
-    if (mode == MODE_LATE)
-        l->callback_late(nullptr);
-    else
-        l->callback(nullptr);
+    l->first_step(mode);
 }
 
 exec_loop::exec_loop(Runtime& runtime, Lfwd& loop, double date)
