@@ -53,6 +53,23 @@ bool StateCompound::remove_pitchclass(StateChain* chain) {
     return all;
 }
 
+void StateCompound::set_beat_duration(double beats) {
+    beat_duration = beats;
+    for (State* s : sub_states)
+        s->set_beat_duration(beats);
+}
+
+void StateCompound::set_windowed(bool on) {
+    windowed = on;
+    for (State* s : sub_states)
+        s->set_windowed(on);
+}
+
+void StateCompound::recursion_states(std::vector<StateRecursion*>& out) {
+    for (State* s : sub_states)
+        s->recursion_states(out);
+}
+
 std::string StateCompound::toStringInference() const {
     std::string text = State::toStringInference();
     for (const State* s : sub_states)
@@ -69,6 +86,16 @@ StateGroup::StateGroup(Event* e, StateChain* chain)
         for (Event* sub : *subs)
             addMicrostate(sub, chain);
     best_sub = sub_states.empty() ? nullptr : sub_states.front();
+    share_duration();
+}
+
+// The elements of a multi-event have no duration of their own: they share
+// the event's, as a glide or a free succession takes it.
+void StateGroup::share_duration() {
+    if (sub_states.empty() || beat_duration <= 0) return;
+    const double each = beat_duration / static_cast<double>(sub_states.size());
+    for (State* s : sub_states)
+        if (s->beat_duration <= 0) s->set_beat_duration(each);
 }
 
 // Each new sub-state follows the exit state of the previous one.
@@ -110,8 +137,9 @@ StateAggregateSM::StateAggregateSM(Event* e, StateChain* chain)
     : StateGroup(e, chain) {
     semi = new StateSemiMarkov(e, &chain->N_t);
     semi->frame_offset += 1.0;
-    markov = new StateMarkov(e, StateChain::occupancyModel);
-    semi->add_transition(markov, StateChain::occupancyModel);
+    markov = new StateMarkov(e, StateChain::hold_loop());
+    hold = StateChain::hold_entry();
+    semi->add_transition(markov, hold);
     sub_states.insert(sub_states.begin(), semi);
     sub_states.push_back(markov);
     best_sub = sub_states.front();
@@ -119,7 +147,7 @@ StateAggregateSM::StateAggregateSM(Event* e, StateChain* chain)
 
 void StateAggregateSM::addSuccessorUnique(State* s) {
     StateRecursion* entry = s ? s->firstSubState() : nullptr;
-    if (entry) semi->add_transition(entry, 1.0 - markov->probaMarkov);
+    if (entry) semi->add_transition(entry, 1.0 - hold);
     markov->addSuccessorUnique(s);
 }
 

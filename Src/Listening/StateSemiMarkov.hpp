@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Listening/History.hpp"
+#include "Listening/Observation.hpp"
 #include "Listening/State.hpp"
 
 #include <vector>
@@ -21,12 +22,13 @@ public:
     const char* type_string() const override { return "StateSemiMarkov"; }
     // Bounds the look-back (compute_u_max), then Observe(u_max).
     void Observe(CadAlign& align) override;
-    // obsCumNorm[u]: the observation of the last u + 1 frames, each past
+    // obsCumNorm[u]: the observation of the last u + 1 frames for a stay
+    // entered u frames ago (entry, early and settled phases), each past
     // frame divided by that frame's normaliser.
     virtual void Observe(CadAlign& align, int u_max);
     void Infere(CadAlign& align) override;
     void deleteInference() override;
-    double get_obs() const override { return obs && !obs->empty() ? obs->back() : 0; }
+    double get_obs() const override { return obs ? obs->newest() : 0; }
     void assign_pitchclass(CadAlign* align) override;
     bool hasObsHistory() const override { return true; }
 
@@ -35,8 +37,9 @@ public:
     void set_default_parameters();
 
     History StateIns{STATE_HISTORY};
-    // The observation history of this state's template, owned by the driver.
-    History* obs = nullptr;
+    // The observation histories of this state's template, owned by the
+    // driver.
+    Observation* obs = nullptr;
     History* N_t;
     std::vector<double> obsCumNorm;
     float u_max_factor = 4.0f;
@@ -73,7 +76,9 @@ public:
 };
 
 // A trill: a semi-Markov state whose observation at each frame is that of
-// its best-heard note. The notes only provide observations.
+// its best-heard note, phase by phase. Its notes are struck again and again:
+// once settled it hears as in its early frames. The notes only provide
+// observations.
 class StateTrill : public StateSemiMarkovCompound {
 public:
     StateTrill(Event* e, StateChain* chain);
@@ -92,5 +97,5 @@ public:
 
 private:
     // The history of best-note observations, created at construction.
-    History own_obs{OBS_HISTORY};
+    Observation own_obs{OBS_HISTORY};
 };

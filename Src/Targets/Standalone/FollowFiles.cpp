@@ -35,7 +35,8 @@ public:
     }
 
     bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) override {
-        MidiFollower follower(host, std::move(performance.notes), performance.duration);
+        MidiFollower follower(host, std::move(performance.notes), performance.duration,
+                              std::move(performance.controls));
         follower.run(options.realtime, options.tail, progress_of(report, options, performance.duration));
         return true;
     }

@@ -133,7 +133,9 @@ public:
     // Notes go to the engine from RtMidi's thread as they arrive; before
     // the follow starts the engine ignores them.
     bool open(StandaloneHost& host) override {
-        return midi.open(port, [&host](int pitch, int velocity) { host.deliver_note(pitch, velocity); });
+        return midi.open(
+            port, [&host](int pitch, int velocity) { host.deliver_note(pitch, velocity); }, "cadenzium",
+            [&host](int number, int value) { host.deliver_control(number, value); });
     }
 
     // The decoding step runs once a hop on the main thread, between notes.

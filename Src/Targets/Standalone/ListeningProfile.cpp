@@ -1,14 +1,83 @@
 #include "ListeningProfile.hpp"
 
 #include "Listening/CadAlign.hpp"
+#include "Listening/StateChain.hpp"
 #include "RunTime/CadenziumCore.hpp"
+
+#include <map>
 
 ListeningProfile design_profile() { return {}; }
 
-ListeningProfile piano_midi_profile() { return {0.2, 100, 0.5, 1000}; }
+ListeningProfile piano_midi_profile() {
+    ListeningProfile p;
+    p.occupancy = 0.2;
+    p.release_ms = 100;
+    p.sustain_level = 0.5;
+    p.sustain_ms = 1000;
+    return p;
+}
+
+bool ListeningProfile::set(const std::string& name, double value) {
+    const std::map<std::string, double*> fields = {
+        {"occupancy", &occupancy},       {"spread", &spread},       {"release_ms", &release_ms},
+        {"sustain_level", &sustain_level}, {"sustain_ms", &sustain_ms},
+        {"hold", &hold},                 {"hold_loop", &hold_loop},
+        {"skip", &skip},                 {"back", &back},
+        {"skip_decay", &skip_decay},     {"reentry", &reentry},
+        {"extra", &evidence.extra},      {"restrike", &evidence.restrike},
+        {"unannounced", &evidence.unannounced}, {"sound_floor", &evidence.sound_floor},
+        {"sound_power", &evidence.sound_power}, {"coverage_floor", &evidence.coverage_floor}, {"early_fraction", &evidence.early_fraction},
+        {"reloc_stay", &relocator.stay},     {"reloc_next", &relocator.next},
+        {"reloc_skip", &relocator.skip},     {"reloc_reentry", &relocator.reentry},
+        {"reloc_foreign", &relocator.foreign}, {"lost_mass", &relocator.lost_mass},
+        {"found_mass", &relocator.found_mass}, {"reloc_reach", &relocator.reach},
+        {"trusted", &relocator.trusted},     {"onset_lag", &onset_lag},
+        {"flux_threshold", &onsets.threshold_db}, {"flux_cap", &onsets.cap_db},
+        {"note_db", &onsets.note_db},        {"peak_decay", &onsets.peak_decay_db},
+        {"silence_db", &onsets.silence_db},  {"silence_width", &onsets.silence_width_db},     {"doubted", &relocator.doubted},
+        {"reloc_smoothing", &relocator.smoothing}};
+    if (const auto it = fields.find(name); it != fields.end()) {
+        *it->second = value;
+        return true;
+    }
+    if (name == "back_reach") back_reach = static_cast<int>(value);
+    else if (name == "skip_reach") skip_reach = static_cast<int>(value);
+    else if (name == "window") window = static_cast<int>(value);
+    else if (name == "early_frames") evidence.early_frames = static_cast<int>(value);
+    else if (name == "early_limit") evidence.early_limit = static_cast<int>(value);
+    else if (name == "relocation") relocation = value != 0;
+    else if (name == "coverage") evidence.coverage = value != 0;
+    else if (name == "through_silence") through_silence = value != 0;
+    else if (name == "pedal") pedal = value != 0;
+    else if (name == "audio_attacks") audio_attacks = value != 0;
+    else if (name == "flux_lag") onsets.lag = static_cast<int>(value);
+    else if (name == "lost_frames") relocator.lost_frames = static_cast<int>(value);
+    else if (name == "found_span") relocator.found_span = static_cast<int>(value);
+    else return false;
+    return true;
+}
 
 void apply_listening_profile(cadenzium_core& engine, const ListeningProfile& p) {
     CadAlign& align = engine.get_align();
     align.inference_occupancymodel_set(p.occupancy);
     align.midi_envelope_set(p.release_ms, p.sustain_level, p.sustain_ms);
+    align.evidence = p.evidence;
+    align.relocation = p.relocation;
+    align.listen_through_silence = p.through_silence;
+    align.hear_pedal = p.pedal;
+    align.audio_attacks = p.audio_attacks;
+    align.onset_lag = p.onset_lag;
+    align.onsets.settings = p.onsets;
+    align.onsets.setAnalysis(align.samplerate, static_cast<int>(align.nfft), align.hop);
+    align.relocator.settings = p.relocator;
+    if (p.window != align.decode_window_length) align.inference_decode_window_length(p.window);
+    StateChain::duration_spread = p.spread;
+    StateChain::hold_probability = p.hold;
+    StateChain::hold_loop_probability = p.hold_loop;
+    StateChain::skip_probability = p.skip;
+    StateChain::skip_reach = p.skip_reach;
+    StateChain::skip_decay = p.skip_decay;
+    StateChain::reentry = p.reentry;
+    StateChain::back_probability = p.back;
+    StateChain::back_reach = p.back_reach;
 }

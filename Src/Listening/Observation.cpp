@@ -1,0 +1,68 @@
+#include "Listening/Observation.hpp"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+Observation::Observation(std::size_t bound)
+    : entry(bound)
+    , early(bound)
+    , settled(bound) {}
+
+void Observation::push(const PhaseValues& v) {
+    entry.push_back(v.entry);
+    early.push_back(v.early);
+    settled.push_back(v.settled);
+    last = v;
+}
+
+void Observation::clear() {
+    entry.clear();
+    early.clear();
+    settled.clear();
+    last = {};
+}
+
+namespace {
+
+// The value of frame t - v of a history, divided by that frame's normaliser
+// (the current frame, v = 0, has none yet).
+inline double normalised(const History& h, const History& N, std::size_t v) {
+    return v == 0 ? h.back(0) : h.back(v) / N.back(v - 1);
+}
+
+} // namespace
+
+// out[u] = entry(t - u) * R(u), where R(u) is the product over the frames
+// after the entry: the early phase for the first early_frames - 1 of them,
+// the settled phase beyond. Going from u to u + 1 adds frame t - u (just
+// after the entry, so early) and moves frame t - u - 1 + early_frames from
+// early to settled; when the phases agree the ratio is exactly 1, and the
+// products are those of a single history.
+void Observation::stays(const History& N, int u_max, int early_frames, std::vector<double>& out) const {
+    if (entry.empty()) {
+        out.clear();
+        return;
+    }
+    const std::size_t reach = std::min(entry.size(), N.size() + 1);
+    const std::size_t n = std::max<std::size_t>(1, std::min<std::size_t>(std::max(u_max, 1), reach));
+    const std::size_t K = static_cast<std::size_t>(std::max(early_frames, 1));
+    out.resize(n);
+    double R = 1.0;
+    double O = entry.back(0);
+    out[0] = O;
+    for (std::size_t u = 1; u < n; ++u) {
+        // Frame t - (u - 1) is now one frame after the entry.
+        double next = R * normalised(K > 1 ? early : settled, N, u - 1);
+        if (K > 1 && u >= K) {
+            const std::size_t v = u - K;
+            const double was = normalised(early, N, v);
+            const double now = normalised(settled, N, v);
+            if (now != was) next *= now / was;
+        }
+        if (std::fabs(next) <= DBL_MAX) R = next;
+        const double candidate = normalised(entry, N, u) * R;
+        if (std::fabs(candidate) <= DBL_MAX) O = candidate;
+        out[u] = O;
+    }
+}
