@@ -3,6 +3,7 @@
 #   make test   build with AddressSanitizer and UndefinedBehaviorSanitizer, run every test
 #   make bench  build optimised, run the benchmarks (follow benchmark included)
 #   make fuzz   build the libFuzzer targets with clang (FUZZ_SECONDS=600 to run them)
+#   make soak   follow a two-hour performance of real pieces and watch the memory
 
 JOBS        ?= $(shell nproc)
 DEBUG_DIR   := build/debug
@@ -11,7 +12,7 @@ FUZZ_DIR    := build/fuzz
 DATA_DIR    ?= $(abspath ../shared/data)
 FUZZ_SECONDS ?= 60
 
-.PHONY: all deps build release demo test bench fuzz clean format
+.PHONY: all deps build release demo test bench fuzz soak clean format
 
 all: build
 
@@ -38,6 +39,9 @@ test: build
 
 bench: release
 	@bash bench/run.sh $(RELEASE_DIR) $(DATA_DIR)
+
+soak: release
+	@$(RELEASE_DIR)/bench/follow_soak --data $(DATA_DIR)/follow --minutes 120
 
 fuzz: deps
 	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCAD_FUZZ=ON \

@@ -42,7 +42,8 @@ bool load_score(StandaloneHost& host, const fs::path& dir, CaseRun& run) {
 
 // Follows on the virtual clock, timing each block.
 void feed_timed(StandaloneHost& host, const std::vector<float>& samples, double tail, CaseRun& run) {
-    AudioFollower follower(host, samples, tail);
+    MemorySamples source(samples);
+    AudioFollower follower(host, source, tail);
     for (;;) {
         const auto start = std::chrono::steady_clock::now();
         if (!follower.step(false)) return;
@@ -135,10 +136,12 @@ CaseRun follow_by_audio(const fs::path& dir, const ListeningSettings& settings, 
     const double tail = 1.0;
     const Stopwatch watch;
     host.engine().cadenzium_start("");
-    if (setup.time_hops)
+    if (setup.time_hops) {
         feed_timed(host, samples, tail, run);
-    else
-        AudioFollower(host, samples, tail).run(false);
+    } else {
+        MemorySamples source(samples);
+        AudioFollower(host, source, tail).run(false);
+    }
     run.following = watch.stop();
     run.hops = static_cast<long>((samples.size() + static_cast<size_t>(tail * setup.rate)) / setup.block);
     run.ok = true;

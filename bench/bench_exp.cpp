@@ -13,12 +13,12 @@ struct Setup {
     std::unique_ptr<Var> a;
 
     Setup() {
-        expression.reset(
+        expression =
             bin(OP_DIV,
-                new UnaryExpression(OP_NEG, bin(OP_TIMES, bin(OP_PLUS, new Var(&ctx, "$a"), lit(1)),
-                                                bin(OP_MINUS, new Var(&ctx, "$b"), lit(2.5)))),
-                new Var(&ctx, "$c")));
-        a.reset(new Var(&ctx, "$a"));
+                node<UnaryExpression>(OP_NEG, bin(OP_TIMES, bin(OP_PLUS, node<Var>(&ctx, "$a"), lit(1)),
+                                                  bin(OP_MINUS, node<Var>(&ctx, "$b"), lit(2.5)))),
+                node<Var>(&ctx, "$c"));
+        a = std::make_unique<Var>(&ctx, "$a");
         Expression::finalize(expression.get(), &ctx);
         Expression::finalize(a.get(), &ctx);
         a->set_var(int_value(3));
@@ -70,7 +70,7 @@ BENCHMARK(BM_CopyTabValue);
 // `$t[2]` through the expression tree, the tab held by a variable.
 void BM_EvalTabIndex(benchmark::State& state) {
     TestContext ctx;
-    std::unique_ptr<Expression> access(new TabAccess(new Var(&ctx, "$t"), ExpressionList{lit(2)}));
+    const ExpPtr access = node<TabAccess>(node<Var>(&ctx, "$t"), exps(lit(2)));
     Expression::finalize(access.get(), &ctx);
     ctx.global.set_var(ctx.global.get_vm(std::string("$t"))->index, tab_of_ints({1, 2, 3, 4}));
     for (auto _ : state) {
@@ -83,9 +83,8 @@ BENCHMARK(BM_EvalTabIndex);
 // `[$a, $a + 1, "x" + "y"]`: a fresh tab and a fresh string each time.
 void BM_BuildTabAndString(benchmark::State& state) {
     TestContext ctx;
-    std::unique_ptr<Expression> tab(
-        tab_of({new Var(&ctx, "$a"), bin(OP_PLUS, new Var(&ctx, "$a"), lit(1)),
-                bin(OP_PLUS, lit("x"), lit("y"))}));
+    const ExpPtr tab = tab_of(node<Var>(&ctx, "$a"), bin(OP_PLUS, node<Var>(&ctx, "$a"), lit(1)),
+                              bin(OP_PLUS, lit("x"), lit("y")));
     Expression::finalize(tab.get(), &ctx);
     ctx.global.set_var(ctx.global.get_vm(std::string("$a"))->index, int_value(7));
     for (auto _ : state) {

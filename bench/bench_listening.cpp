@@ -53,7 +53,7 @@ struct Performance {
 
     explicit Performance(const Score& score, double period, double frames_per_second) {
         for (size_t i = 1; i < score.events.size(); ++i) {
-            const Event* e = score.events[i];
+            const Event* e = score.events[i].get();
             const int length = std::max(2, static_cast<int>(e->beat_duration() * period * frames_per_second));
             std::vector<float> pitches;
             for (float p : e->pitch_list())

@@ -7,7 +7,8 @@
 namespace {
 
 void standard_sink(ConsoleLevel level, std::string_view line) {
-    FILE* out = level == ConsoleLevel::Post ? stdout : stderr;
+    const bool news = level == ConsoleLevel::Post || level == ConsoleLevel::Info;
+    FILE* out = news ? stdout : stderr;
     std::fwrite(line.data(), 1, line.size(), out);
     std::fputc('\n', out);
     std::fflush(out);
@@ -53,6 +54,14 @@ ConsoleSink set_console_sink(ConsoleSink sink) {
 void console_default(ConsoleLevel level, std::string_view text) {
     std::lock_guard lock(sink_mutex);
     default_sink(level, text);
+}
+
+void inform(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const std::string text = vformat(fmt, args);
+    va_end(args);
+    emit(ConsoleLevel::Info, text);
 }
 
 void post(const char* fmt, ...) {

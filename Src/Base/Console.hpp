@@ -15,8 +15,12 @@
 #include <string_view>
 #include <vector>
 
-// `Fault` is an internal error: reported like an error, counted as none.
-enum class ConsoleLevel { Post, Error, Fault };
+// `Info` is the engine's account of what it does (a score loaded, a setting
+// changed, a start and a stop): a host may keep it for a verbose console.
+// `Post` is what a user needs to read (warnings among them), `Error` a
+// user's error, `Fault` an internal error: reported like an error, counted
+// as none.
+enum class ConsoleLevel { Info, Post, Error, Fault };
 
 // Where console lines go. A line has no trailing newline.
 using ConsoleSink = std::function<void(ConsoleLevel, std::string_view)>;
@@ -29,6 +33,7 @@ void console_default(ConsoleLevel level, std::string_view text);
 
 // printf-style console output. `error` also counts one error in the open
 // diagnostic scopes of this thread.
+void inform(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 void post(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 void error(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 void post_text(std::string_view text);

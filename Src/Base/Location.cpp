@@ -18,7 +18,9 @@ std::ostream& operator<<(std::ostream& out, const location& loc) {
 
 } // namespace yy
 
-yy::location* make_location(const yy::location& loc) { return new yy::location(loc); }
+std::unique_ptr<yy::location> make_location(const yy::location& loc) {
+    return std::make_unique<yy::location>(loc);
+}
 
 namespace {
 

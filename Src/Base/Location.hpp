@@ -46,7 +46,7 @@ std::ostream& operator<<(std::ostream& out, const location& loc);
 } // namespace yy
 
 // A heap copy of a location, as tree nodes keep them.
-yy::location* make_location(const yy::location& loc);
+std::unique_ptr<yy::location> make_location(const yy::location& loc);
 
 // Prints a location relative to a reference file: "l.<line>:<col>-<col>"
 // inside that file, "<file>:<line>.<col>-..." otherwise.

@@ -10,10 +10,10 @@
 #include <cmath>
 #include <ostream>
 
-CallExpression::CallExpression(Expression* f, ExpressionList arguments, GlobalEnvironment* genv,
+CallExpression::CallExpression(ExpPtr f, ExpressionList arguments, GlobalEnvironment* genv,
                                const yy::location* loc)
     : NonConstantExpression(loc)
-    , fct(f)
+    , fct(std::move(f))
     , args(std::move(arguments))
     , env(genv) {}
 
@@ -23,11 +23,6 @@ CallExpression::CallExpression(const CallExpression& other)
     , args(clone_list(other.args))
     , env(other.env)
     , ambient(other.ambient) {}
-
-CallExpression::~CallExpression() {
-    delete fct;
-    delete_list(args);
-}
 
 Value CallExpression::call(const TaggedValue& f, const std::vector<Value>& values) const {
     if (f.is_fct()) {
@@ -61,7 +56,7 @@ Value CallExpression::eval() const {
     const Value f = fct->eval();
     std::vector<Value> values;
     values.reserve(args.size());
-    for (const Expression* a : args)
+    for (const ExpPtr& a : args)
         values.push_back(a->eval());
     return call(f, values);
 }
@@ -72,7 +67,7 @@ ScoreEval CallExpression::eval_in_score() const {
     if (!def || !def->is_pure) return {VARIABILITY_DYNAMIC, undef_value()};
     int variability = VARIABILITY_STATIC;
     std::vector<Value> values;
-    for (const Expression* a : args) {
+    for (const ExpPtr& a : args) {
         ScoreEval known = a->eval_in_score();
         if (known.variability == VARIABILITY_DYNAMIC) return known;
         variability = std::min(variability, known.variability);
@@ -81,12 +76,12 @@ ScoreEval CallExpression::eval_in_score() const {
     return {variability, call(*f, values)};
 }
 
-Expression* CallExpression::adjust_parameter(const UserFunction* f,
-                                             const std::vector<std::string>& params) const {
+ExpPtr CallExpression::adjust_parameter(const UserFunction* f, const std::vector<std::string>& params) const {
     ExpressionList adjusted;
-    for (const Expression* a : args)
+    for (const ExpPtr& a : args)
         adjusted.push_back(a->adjust_parameter(f, params));
-    auto* made = new CallExpression(fct->adjust_parameter(f, params), std::move(adjusted), env, location);
+    auto made = std::make_unique<CallExpression>(fct->adjust_parameter(f, params), std::move(adjusted), env,
+                                                 location);
     made->ambient = ambient;
     return made;
 }
@@ -105,7 +100,7 @@ void CallExpression::show(std::ostream& out, int) const {
     fct->show(out, 1000);
     out << "(";
     const char* separator = "";
-    for (const Expression* a : args) {
+    for (const ExpPtr& a : args) {
         out << separator;
         a->show(out, 0);
         separator = ", ";
@@ -120,25 +115,24 @@ int CallExpression::etag() const {
 
 int CallExpression::compare_with(const Expression* other) const {
     const auto* o = static_cast<const CallExpression*>(other);
-    if (const int c = compare_nodes(fct, o->fct)) return c;
+    if (const int c = compare_nodes(fct.get(), o->fct.get())) return c;
     return compare_lists(args, o->args);
 }
 
-TabComprehension::TabComprehension(Var* var, Expression* set, Expression* from, Expression* to,
-                                   Expression* by, Expression* element, Expression* guard,
-                                   const yy::location* loc)
+TabComprehension::TabComprehension(std::unique_ptr<Var> var, ExpPtr set, ExpPtr from, ExpPtr to, ExpPtr by,
+                                   ExpPtr element, ExpPtr guard, const yy::location* loc)
     : NonConstantExpression(loc)
-    , index_var(var)
-    , iterset(set)
-    , start(from)
-    , stop(to)
-    , step(by)
-    , body(element)
-    , condition(guard) {}
+    , index_var(std::move(var))
+    , iterset(std::move(set))
+    , start(std::move(from))
+    , stop(std::move(to))
+    , step(std::move(by))
+    , body(std::move(element))
+    , condition(std::move(guard)) {}
 
 TabComprehension::TabComprehension(const TabComprehension& other)
     : NonConstantExpression(other)
-    , index_var(other.index_var ? static_cast<Var*>(other.index_var->clone()) : nullptr)
+    , index_var(clone_or_null(other.index_var))
     , iterset(clone_or_null(other.iterset))
     , start(clone_or_null(other.start))
     , stop(clone_or_null(other.stop))
@@ -146,20 +140,16 @@ TabComprehension::TabComprehension(const TabComprehension& other)
     , body(clone_or_null(other.body))
     , condition(clone_or_null(other.condition)) {}
 
-TabComprehension::~TabComprehension() {
-    delete index_var;
-    for (Expression* e : {iterset, start, stop, step, body, condition})
-        delete e;
-}
+TabComprehension::~TabComprehension() = default;
 
 namespace {
 
 // The variable of a comprehension the score wrote without one; nested
 // comprehensions alternate between two names.
-Var* private_index(EvalContext* ctx, const yy::location* loc) {
+std::unique_ptr<Var> private_index(EvalContext* ctx, const yy::location* loc) {
     static bool second = false;
     second = !second;
-    return new Var(ctx, second ? "_comprehension_index_a" : "_comprehension_index_b", loc);
+    return std::make_unique<Var>(ctx, second ? "_comprehension_index_a" : "_comprehension_index_b", loc);
 }
 
 Value numeric_value(long v) {
@@ -171,23 +161,26 @@ Value numeric_value(double v) {
 
 } // namespace
 
-TabComprehension* TabComprehension::make_over(EvalContext* ctx, Var* var, Expression* set,
-                                              Expression* element, Expression* guard,
-                                              const yy::location* loc) {
+std::unique_ptr<TabComprehension> TabComprehension::make_over(EvalContext* ctx, std::unique_ptr<Var> var,
+                                                              ExpPtr set, ExpPtr element, ExpPtr guard,
+                                                              const yy::location* loc) {
     if (!var) var = private_index(ctx, loc);
-    return new TabComprehension(var, set, nullptr, nullptr, nullptr, element, guard, loc);
+    return std::make_unique<TabComprehension>(std::move(var), std::move(set), nullptr, nullptr, nullptr,
+                                              std::move(element), std::move(guard), loc);
 }
 
-TabComprehension* TabComprehension::make_range(EvalContext* ctx, Var* var, Expression* from, Expression* to,
-                                               Expression* by, Expression* element, Expression* guard,
-                                               const yy::location* loc) {
+std::unique_ptr<TabComprehension> TabComprehension::make_range(EvalContext* ctx, std::unique_ptr<Var> var,
+                                                               ExpPtr from, ExpPtr to, ExpPtr by,
+                                                               ExpPtr element, ExpPtr guard,
+                                                               const yy::location* loc) {
     if (!var) var = private_index(ctx, loc);
-    return new TabComprehension(var, nullptr, from, to, by, element, guard, loc);
+    return std::make_unique<TabComprehension>(std::move(var), nullptr, std::move(from), std::move(to),
+                                              std::move(by), std::move(element), std::move(guard), loc);
 }
 
 void TabComprehension::round_of(const Value& index, tab_t& out) const {
     if (index_var) index_var->set_var(index);
-    if (!condition || eval_bool(condition)) out.push_back(body->eval());
+    if (!condition || eval_bool(condition.get())) out.push_back(body->eval());
 }
 
 template <class T>
@@ -274,19 +267,19 @@ Value TabComprehension::eval() const {
 }
 
 std::vector<Expression*> TabComprehension::parts() const {
-    return {iterset, start, stop, step, body, condition};
+    return {iterset.get(), start.get(), stop.get(), step.get(), body.get(), condition.get()};
 }
 
-Expression* TabComprehension::adjust_parameter(const UserFunction* f,
-                                               const std::vector<std::string>& params) const {
-    auto adjust = [&](const Expression* e) { return e ? e->adjust_parameter(f, params) : nullptr; };
-    Var* var = index_var ? static_cast<Var*>(index_var->clone()) : nullptr;
-    return new TabComprehension(var, adjust(iterset), adjust(start), adjust(stop), adjust(step), adjust(body),
-                                adjust(condition), location);
+ExpPtr TabComprehension::adjust_parameter(const UserFunction* f,
+                                          const std::vector<std::string>& params) const {
+    auto adjust = [&](const ExpPtr& e) { return e ? e->adjust_parameter(f, params) : nullptr; };
+    return std::make_unique<TabComprehension>(clone_or_null(index_var), adjust(iterset), adjust(start),
+                                              adjust(stop), adjust(step), adjust(body), adjust(condition),
+                                              location);
 }
 
 void TabComprehension::for_each_child(ChildVisitor visit) const {
-    visit_if_any(visit, index_var);
+    visit_if_any(visit, index_var.get());
     for (Expression* e : parts())
         visit_if_any(visit, e);
 }
@@ -328,7 +321,7 @@ int TabComprehension::etag() const {
 
 int TabComprehension::compare_with(const Expression* other) const {
     const auto* o = static_cast<const TabComprehension*>(other);
-    if (const int c = compare_nodes(index_var, o->index_var)) return c;
+    if (const int c = compare_nodes(index_var.get(), o->index_var.get())) return c;
     const std::vector<Expression*> mine = parts(), theirs = o->parts();
     for (std::size_t i = 0; i < mine.size(); ++i)
         if (const int c = compare_nodes(mine[i], theirs[i])) return c;

@@ -9,26 +9,24 @@ class GlobalEnvironment;
 // closure; a process starts an instance and gives its execution.
 class CallExpression : public NonConstantExpression {
 public:
-    CallExpression(Expression* fct, ExpressionList args, GlobalEnvironment* env,
+    CallExpression(ExpPtr fct, ExpressionList args, GlobalEnvironment* env,
                    const yy::location* loc = nullptr);
     CallExpression(const CallExpression& other);
     CallExpression& operator=(const CallExpression&) = delete;
-    ~CallExpression() override;
 
-    Expression* fct;
+    ExpPtr fct;
     ExpressionList args;
     GlobalEnvironment* env;
-    const Action* ambient = nullptr;
+    const Action* ambient = nullptr; // the action the call is written in
 
     // The application of an evaluated function to evaluated arguments.
     Value call(const TaggedValue& f, const std::vector<Value>& values) const;
 
-    Expression* clone() const override { return new CallExpression(*this); }
+    ExpPtr clone() const override { return std::make_unique<CallExpression>(*this); }
     Value eval() const override;
     // Only a pure function of known arguments is applied at score time.
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override;
     // The action is the one a process started here belongs to.
     void set_ambiant_action(const Action* a) override;
@@ -45,34 +43,32 @@ private:
 // The stop bound is excluded.
 class TabComprehension : public NonConstantExpression {
 public:
-    TabComprehension(Var* index_var, Expression* iterset, Expression* start, Expression* stop,
-                     Expression* step, Expression* body, Expression* condition,
-                     const yy::location* loc = nullptr);
+    TabComprehension(std::unique_ptr<Var> index_var, ExpPtr iterset, ExpPtr start, ExpPtr stop, ExpPtr step,
+                     ExpPtr body, ExpPtr condition, const yy::location* loc = nullptr);
     TabComprehension(const TabComprehension& other);
     TabComprehension& operator=(const TabComprehension&) = delete;
-    ~TabComprehension() override;
+    ~TabComprehension() override; // where Var is complete
 
     // Over the elements of a tab, or 0 .. n for a number. Without a variable,
     // a private one is made.
-    static TabComprehension* make_over(EvalContext* ctx, Var* index_var, Expression* iterset,
-                                       Expression* body, Expression* condition,
-                                       const yy::location* loc = nullptr);
-    static TabComprehension* make_range(EvalContext* ctx, Var* index_var, Expression* start,
-                                        Expression* stop, Expression* step, Expression* body,
-                                        Expression* condition, const yy::location* loc = nullptr);
+    static std::unique_ptr<TabComprehension> make_over(EvalContext* ctx, std::unique_ptr<Var> index_var,
+                                                       ExpPtr iterset, ExpPtr body, ExpPtr condition,
+                                                       const yy::location* loc = nullptr);
+    static std::unique_ptr<TabComprehension> make_range(EvalContext* ctx, std::unique_ptr<Var> index_var,
+                                                        ExpPtr start, ExpPtr stop, ExpPtr step, ExpPtr body,
+                                                        ExpPtr condition, const yy::location* loc = nullptr);
 
-    Var* index_var;
-    Expression* iterset;
-    Expression* start;
-    Expression* stop;
-    Expression* step;
-    Expression* body;
-    Expression* condition;
+    std::unique_ptr<Var> index_var;
+    ExpPtr iterset;
+    ExpPtr start;
+    ExpPtr stop;
+    ExpPtr step;
+    ExpPtr body;
+    ExpPtr condition;
 
-    Expression* clone() const override { return new TabComprehension(*this); }
+    ExpPtr clone() const override { return std::make_unique<TabComprehension>(*this); }
     Value eval() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     // The index variable, then the parts that are present.
     void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }

@@ -10,7 +10,7 @@ namespace {
 
 void show_list(std::ostream& out, const ExpressionList& list) {
     const char* separator = "";
-    for (const Expression* e : list) {
+    for (const ExpPtr& e : list) {
         out << separator;
         e->show(out, 0);
         separator = ", ";
@@ -30,7 +30,7 @@ TabDefinition::TabDefinition(const TabDefinition& other)
 Value TabDefinition::eval() const {
     tab_t out;
     out.reserve(elements.size());
-    for (const Expression* e : elements)
+    for (const ExpPtr& e : elements)
         out.push_back(e->eval());
     return tab_value(std::move(out));
 }
@@ -39,7 +39,7 @@ ScoreEval TabDefinition::eval_in_score() const {
     int variability = VARIABILITY_STATIC;
     tab_t out;
     out.reserve(elements.size());
-    for (const Expression* e : elements) {
+    for (const ExpPtr& e : elements) {
         ScoreEval known = e->eval_in_score();
         if (known.variability == VARIABILITY_DYNAMIC) return known;
         variability = std::min(variability, known.variability);
@@ -48,12 +48,11 @@ ScoreEval TabDefinition::eval_in_score() const {
     return {variability, tab_value(std::move(out))};
 }
 
-Expression* TabDefinition::adjust_parameter(const UserFunction* f,
-                                            const std::vector<std::string>& params) const {
+ExpPtr TabDefinition::adjust_parameter(const UserFunction* f, const std::vector<std::string>& params) const {
     ExpressionList adjusted;
-    for (const Expression* e : elements)
+    for (const ExpPtr& e : elements)
         adjusted.push_back(e->adjust_parameter(f, params));
-    return new TabDefinition(std::move(adjusted), location);
+    return std::make_unique<TabDefinition>(std::move(adjusted), location);
 }
 
 void TabDefinition::show(std::ostream& out, int) const {
@@ -79,13 +78,6 @@ MapDefinition::MapDefinition(const MapDefinition& other)
     : NonConstantExpression(other) {
     for (const auto& [k, v] : other.pairs)
         pairs.emplace_back(k->clone(), v->clone());
-}
-
-MapDefinition::~MapDefinition() {
-    for (auto& [k, v] : pairs) {
-        delete k;
-        delete v;
-    }
 }
 
 Value MapDefinition::build(const std::vector<std::pair<Value, Value>>& entries) const {
@@ -127,9 +119,8 @@ KeyValueList MapDefinition::adjusted_pairs(const UserFunction* f,
     return adjusted;
 }
 
-Expression* MapDefinition::adjust_parameter(const UserFunction* f,
-                                            const std::vector<std::string>& params) const {
-    return new MapDefinition(adjusted_pairs(f, params), location);
+ExpPtr MapDefinition::adjust_parameter(const UserFunction* f, const std::vector<std::string>& params) const {
+    return std::make_unique<MapDefinition>(adjusted_pairs(f, params), location);
 }
 
 void MapDefinition::for_each_child(ChildVisitor visit) const {
@@ -162,8 +153,8 @@ int MapDefinition::compare_with(const Expression* other) const {
     const auto* o = static_cast<const MapDefinition*>(other);
     if (pairs.size() != o->pairs.size()) return pairs.size() > o->pairs.size() ? 1 : -1;
     for (std::size_t i = 0; i < pairs.size(); ++i) {
-        if (const int c = compare_nodes(pairs[i].first, o->pairs[i].first)) return c;
-        if (const int c = compare_nodes(pairs[i].second, o->pairs[i].second)) return c;
+        if (const int c = compare_nodes(pairs[i].first.get(), o->pairs[i].first.get())) return c;
+        if (const int c = compare_nodes(pairs[i].second.get(), o->pairs[i].second.get())) return c;
     }
     return 0;
 }
@@ -175,9 +166,9 @@ Value InterpolatedMapDefinition::build(const std::vector<std::pair<Value, Value>
     return Value::make<InterpolatedMapValue>(std::move(out));
 }
 
-Expression* InterpolatedMapDefinition::adjust_parameter(const UserFunction* f,
-                                                        const std::vector<std::string>& params) const {
-    return new InterpolatedMapDefinition(adjusted_pairs(f, params), location);
+ExpPtr InterpolatedMapDefinition::adjust_parameter(const UserFunction* f,
+                                                   const std::vector<std::string>& params) const {
+    return std::make_unique<InterpolatedMapDefinition>(adjusted_pairs(f, params), location);
 }
 
 void InterpolatedMapDefinition::show(std::ostream& out, int precedence) const {
@@ -190,20 +181,15 @@ int InterpolatedMapDefinition::etag() const {
     return tag;
 }
 
-TabAccess::TabAccess(Expression* h, ExpressionList list, const yy::location* loc)
+TabAccess::TabAccess(ExpPtr h, ExpressionList list, const yy::location* loc)
     : NonConstantExpression(loc)
-    , head(h)
+    , head(std::move(h))
     , indices(std::move(list)) {}
 
 TabAccess::TabAccess(const TabAccess& other)
     : NonConstantExpression(other)
     , head(other.head->clone())
     , indices(clone_list(other.indices)) {}
-
-TabAccess::~TabAccess() {
-    delete head;
-    delete_list(indices);
-}
 
 std::string TabAccess::SeenIndices::text() const {
     std::string out;
@@ -270,7 +256,7 @@ TabAccess::Step TabAccess::access(Value& current, const TaggedValue& index, cons
 Value TabAccess::eval() const {
     Value current = head->eval();
     SeenIndices seen;
-    for (const Expression* e : indices) {
+    for (const ExpPtr& e : indices) {
         const Value index = e->eval();
         if (index->is_numeric()) seen.push(index->get_int());
         if (access(current, index, seen, false) == Step::failed) return undef_value();
@@ -282,7 +268,7 @@ ScoreEval TabAccess::eval_in_score() const {
     ScoreEval known = head->eval_in_score();
     if (known.variability == VARIABILITY_DYNAMIC) return known;
     std::vector<Value> values;
-    for (const Expression* e : indices) {
+    for (const ExpPtr& e : indices) {
         ScoreEval index = e->eval_in_score();
         if (index.variability == VARIABILITY_DYNAMIC) return index;
         known.variability = std::min(known.variability, index.variability);
@@ -297,11 +283,11 @@ ScoreEval TabAccess::eval_in_score() const {
     return known;
 }
 
-Expression* TabAccess::adjust_parameter(const UserFunction* f, const std::vector<std::string>& params) const {
+ExpPtr TabAccess::adjust_parameter(const UserFunction* f, const std::vector<std::string>& params) const {
     ExpressionList adjusted;
-    for (const Expression* e : indices)
+    for (const ExpPtr& e : indices)
         adjusted.push_back(e->adjust_parameter(f, params));
-    return new TabAccess(head->adjust_parameter(f, params), std::move(adjusted), location);
+    return std::make_unique<TabAccess>(head->adjust_parameter(f, params), std::move(adjusted), location);
 }
 
 void TabAccess::for_each_child(ChildVisitor visit) const {
@@ -329,6 +315,6 @@ int TabAccess::etag() const {
 
 int TabAccess::compare_with(const Expression* other) const {
     const auto* o = static_cast<const TabAccess*>(other);
-    if (const int c = compare_nodes(head, o->head)) return c;
+    if (const int c = compare_nodes(head.get(), o->head.get())) return c;
     return compare_lists(indices, o->indices);
 }

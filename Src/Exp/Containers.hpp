@@ -12,15 +12,13 @@ public:
     explicit TabDefinition(ExpressionList elements, const yy::location* loc = nullptr);
     TabDefinition(const TabDefinition& other);
     TabDefinition& operator=(const TabDefinition&) = delete;
-    ~TabDefinition() override { delete_list(elements); }
 
     ExpressionList elements;
 
-    Expression* clone() const override { return new TabDefinition(*this); }
+    ExpPtr clone() const override { return std::make_unique<TabDefinition>(*this); }
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override { visit_each(visit, elements); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
@@ -28,7 +26,7 @@ public:
     int compare_with(const Expression* other) const override;
 };
 
-using KeyValueList = std::vector<std::pair<Expression*, Expression*>>;
+using KeyValueList = std::vector<std::pair<ExpPtr, ExpPtr>>;
 
 // `MAP{(k1, v1), (k2, v2)}`. Of two entries with the same key the first stays.
 class MapDefinition : public NonConstantExpression {
@@ -36,15 +34,13 @@ public:
     explicit MapDefinition(KeyValueList pairs, const yy::location* loc = nullptr);
     MapDefinition(const MapDefinition& other);
     MapDefinition& operator=(const MapDefinition&) = delete;
-    ~MapDefinition() override;
 
     KeyValueList pairs;
 
-    Expression* clone() const override { return new MapDefinition(*this); }
+    ExpPtr clone() const override { return std::make_unique<MapDefinition>(*this); }
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     // Each key, then its value.
     void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
@@ -63,9 +59,8 @@ class InterpolatedMapDefinition : public MapDefinition {
 public:
     using MapDefinition::MapDefinition;
 
-    Expression* clone() const override { return new InterpolatedMapDefinition(*this); }
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr clone() const override { return std::make_unique<InterpolatedMapDefinition>(*this); }
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
 
@@ -77,21 +72,19 @@ protected:
 // gives its characters.
 class TabAccess : public NonConstantExpression {
 public:
-    TabAccess(Expression* head, ExpressionList indices, const yy::location* loc = nullptr);
+    TabAccess(ExpPtr head, ExpressionList indices, const yy::location* loc = nullptr);
     TabAccess(const TabAccess& other);
     TabAccess& operator=(const TabAccess&) = delete;
-    ~TabAccess() override;
 
-    Expression* head;
+    ExpPtr head;
     ExpressionList indices;
 
-    Expression* clone() const override { return new TabAccess(*this); }
+    ExpPtr clone() const override { return std::make_unique<TabAccess>(*this); }
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override;
-    const Expression* head_access() const override { return head; }
+    const Expression* head_access() const override { return head.get(); }
     const ExpressionList* tab_access_indices() const override { return &indices; }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;

@@ -6,20 +6,15 @@
 
 #include <ostream>
 
-DotExpression::DotExpression(EvalContext* engine, Expression* l, Var* var, const yy::location* loc)
+DotExpression::DotExpression(EvalContext* engine, ExpPtr l, std::unique_ptr<Var> var, const yy::location* loc)
     : Var(engine, var->name, loc)
-    , left(l) {
+    , left(std::move(l)) {
     dynamic = true;
-    delete var;
 }
 
 DotExpression::DotExpression(const DotExpression& other)
     : Var(other)
     , left(other.left->clone()) {}
-
-DotExpression::~DotExpression() {
-    delete left;
-}
 
 bool DotExpression::alive(unsigned long& exe) const {
     Value v = left->eval();
@@ -57,10 +52,9 @@ void DotExpression::set_var(const TaggedValue& v) const {
     vm->env->set_var(vm->index, v);
 }
 
-Expression* DotExpression::adjust_parameter(const UserFunction* f,
-                                            const std::vector<std::string>& parameters) const {
-    auto* copy = new DotExpression(*this);
-    delete copy->left;
+ExpPtr DotExpression::adjust_parameter(const UserFunction* f,
+                                       const std::vector<std::string>& parameters) const {
+    auto copy = std::make_unique<DotExpression>(*this);
     copy->left = left->adjust_parameter(f, parameters);
     return copy;
 }
@@ -78,7 +72,7 @@ int DotExpression::etag() const {
 int DotExpression::compare_with(const Expression* other) const {
     const auto* o = static_cast<const DotExpression*>(other);
     if (name != o->name) return name < o->name ? -1 : 1;
-    return compare_nodes(left, o->left);
+    return compare_nodes(left.get(), o->left.get());
 }
 
 // This build has no audio graph: signal variables have no buffer.

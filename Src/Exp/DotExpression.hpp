@@ -8,22 +8,20 @@
 class DotExpression : public Var {
 public:
     // Takes `left` and `var` (whose name is kept).
-    DotExpression(EvalContext* ctx, Expression* left, Var* var, const yy::location* loc = nullptr);
+    DotExpression(EvalContext* ctx, ExpPtr left, std::unique_ptr<Var> var, const yy::location* loc = nullptr);
     DotExpression(const DotExpression& other);
     DotExpression& operator=(const DotExpression&) = delete;
-    ~DotExpression() override;
 
     Value eval() const override;
     void set_var(const TaggedValue& v) const override;
-    Expression* clone() const override { return new DotExpression(*this); }
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr clone() const override { return std::make_unique<DotExpression>(*this); }
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override { visit(*left); }
     // The variable read belongs to the scope of another instance: only the
     // variables of `left` are this scope's.
     void get_variables(VarSet& out) const override { Expression::get_variables(out); }
     std::string dot_access_name() const override { return name; }
-    const Expression* head_access() const override { return left; }
+    const Expression* head_access() const override { return left.get(); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;
@@ -31,7 +29,7 @@ public:
     // Whether `left` names an execution that still runs; its number in `exe`.
     bool alive(unsigned long& exe) const;
 
-    Expression* left;
+    ExpPtr left;
 
 private:
     var_management* vm_in_scope(const char* mode) const;
@@ -43,6 +41,6 @@ public:
         : Reference(ctx, name, loc) {}
     Value eval() const override;
     void set_reference(const TaggedValue& v) const override;
-    Expression* clone() const override { return new DspVar(*this); }
+    ExpPtr clone() const override { return std::make_unique<DspVar>(*this); }
     int etag() const override;
 };

@@ -22,7 +22,7 @@ ScoreEval Expression::eval_in_score() const {
     return {VARIABILITY_DYNAMIC, undef_value()};
 }
 
-Expression* Expression::adjust_parameter(const UserFunction*, const std::vector<std::string>&) const {
+ExpPtr Expression::adjust_parameter(const UserFunction*, const std::vector<std::string>&) const {
     return clone();
 }
 
@@ -53,10 +53,10 @@ int Expression::compare(const Expression& o) const {
     return compare_with(&o);
 }
 
-Expression* Expression::reduce_static() const {
+ExpPtr Expression::reduce_static() const {
     ScoreEval known = eval_in_score();
     if (known.variability != VARIABILITY_STATIC) return nullptr;
-    if (known.value->garbageable()) return new ScoreConstant(known.value, scloc());
+    if (known.value->garbageable()) return std::make_unique<ScoreConstant>(known.value, scloc());
     return known.value->clone();
 }
 
@@ -69,15 +69,12 @@ void Expression::finalize(Expression* e, EvalContext* ctx) {
     e->set_env(ctx->global_env(), {}, GLOBAL_SCOPE_LEVEL);
 }
 
-Expression* Expression::make_is_undef(EvalContext* ctx, Expression* e, const yy::location* loc) {
+ExpPtr Expression::make_is_undef(EvalContext* ctx, ExpPtr e, const yy::location* loc) {
     const Var* var = e ? e->is_a_variable() : nullptr;
-    if (var && typeid(*var) == typeid(Var)) {
-        Expression* test = new TestVariableUnitialized(*var);
-        delete e;
-        return test;
-    }
+    if (var && typeid(*var) == typeid(Var)) return std::make_unique<TestVariableUnitialized>(*var);
     Value f = get_functional_value_from_name(ctx, "@is_undef", loc);
-    return new CallExpression(f->clone(), ExpressionList{e}, ctx ? ctx->global_env() : nullptr, loc);
+    return std::make_unique<CallExpression>(f->clone(), expression_list(std::move(e)),
+                                            ctx ? ctx->global_env() : nullptr, loc);
 }
 
 void Expression::report_failed_evaluation() const {
@@ -87,22 +84,12 @@ void Expression::report_failed_evaluation() const {
     if (scloc()) post_location("", scloc());
 }
 
-Expression* clone_or_null(const Expression* e) {
-    return e ? e->clone() : nullptr;
-}
-
 ExpressionList clone_list(const ExpressionList& list) {
     ExpressionList copy;
     copy.reserve(list.size());
-    for (const Expression* e : list)
+    for (const ExpPtr& e : list)
         copy.push_back(clone_or_null(e));
     return copy;
-}
-
-void delete_list(ExpressionList& list) {
-    for (Expression* e : list)
-        delete e;
-    list.clear();
 }
 
 void visit_if_any(const ChildVisitor& visit, Expression* e) {
@@ -110,6 +97,11 @@ void visit_if_any(const ChildVisitor& visit, Expression* e) {
 }
 
 void visit_each(const ChildVisitor& visit, const ExpressionList& list) {
+    for (const ExpPtr& e : list)
+        visit(*e);
+}
+
+void visit_each(const ChildVisitor& visit, const std::vector<Expression*>& list) {
     for (Expression* e : list)
         visit(*e);
 }
@@ -122,32 +114,23 @@ int compare_nodes(const Expression* a, const Expression* b) {
 int compare_lists(const ExpressionList& a, const ExpressionList& b) {
     if (a.size() != b.size()) return a.size() > b.size() ? 1 : -1;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (const int c = compare_nodes(a[i], b[i])) return c;
+        if (const int c = compare_nodes(a[i].get(), b[i].get())) return c;
     return 0;
 }
 
-Expression* reduce_static(Expression* e) {
+ExpPtr reduce_static(ExpPtr e) {
     if (!e) {
         if (scoped_error_count() == 0) error("syntax error (unlocalized, please report)");
-        return new UndefValue();
+        return std::make_unique<UndefValue>();
     }
-    Expression* folded = e->reduce_static();
-    if (!folded) return e;
-    delete e;
-    return folded;
+    ExpPtr folded = e->reduce_static();
+    return folded ? std::move(folded) : std::move(e);
 }
 
-Expression* make_neg(Expression* e) {
+ExpPtr make_neg(ExpPtr e) {
     const TaggedValue* v = e ? e->is_value() : nullptr;
-    if (v && v->is_int()) {
-        Expression* negated = new IntValue(-v->get_int());
-        delete e;
-        return negated;
-    }
-    if (v && v->is_double()) {
-        Expression* negated = new FloatValue(0.0 - v->get_double());
-        delete e;
-        return negated;
-    }
-    return new UnaryExpression(OP_NEG, e, e ? e->scloc() : nullptr);
+    if (v && v->is_int()) return std::make_unique<IntValue>(-v->get_int());
+    if (v && v->is_double()) return std::make_unique<FloatValue>(0.0 - v->get_double());
+    const yy::location* loc = e ? e->scloc() : nullptr;
+    return std::make_unique<UnaryExpression>(OP_NEG, std::move(e), loc);
 }

@@ -8,9 +8,9 @@
 #include "Exp/Values.hpp"
 #include "Exp/Var.hpp"
 
-// The folded form of `e` when it is constant (and `e` is deleted), else `e`
+// The folded form of `e` when it is constant (and `e` is dropped), else `e`
 // itself. A null `e` is a syntax error the reader could not place.
-Expression* reduce_static(Expression* e);
+ExpPtr reduce_static(ExpPtr e);
 
 // `-e`, folded at once on a number.
-Expression* make_neg(Expression* e);
+ExpPtr make_neg(ExpPtr e);

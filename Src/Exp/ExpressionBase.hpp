@@ -1,7 +1,8 @@
 // The root of expression trees. A tree is built by the parser, folded at
 // score-reading time (`eval_in_score`, `reduce_static`) and evaluated at run
 // time (`eval`) in the environment of the action that holds it. Values are
-// the leaves (see Values.hpp).
+// the leaves (see Values.hpp). A node owns its subexpressions through
+// `ExpPtr`; what builds or copies a tree hands it over the same way.
 #pragma once
 
 #include "Exp/ExpTypes.hpp"
@@ -10,6 +11,7 @@
 #include "Base/ASTNode.hpp"
 
 #include <list>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -30,7 +32,9 @@ struct CompareVarPtr {
     bool operator()(const Var* a, const Var* b) const;
 };
 using VarSet = std::set<const Var*, CompareVarPtr>;
-using ExpressionList = std::vector<Expression*>;
+using ExpPtr = std::unique_ptr<Expression>;
+// The subexpressions a node owns, in the order they are written.
+using ExpressionList = std::vector<ExpPtr>;
 using ChildVisitor = FunctionRef<void(Expression&)>;
 
 class Expression : public ASTNode {
@@ -38,7 +42,8 @@ public:
     using ASTNode::show;
     ~Expression() override = default;
 
-    virtual Expression* clone() const = 0;
+    // A deep copy of the tree.
+    virtual ExpPtr clone() const = 0;
     virtual const yy::location* scloc() const { return nullptr; }
     virtual Value eval() const = 0;
     virtual Value eval_with_current_pos(double position) const;
@@ -46,8 +51,7 @@ public:
     virtual const TaggedValue* is_value() const { return nullptr; }
     virtual bool is_a_value() const { return false; }
     // A copy of the tree where the names of `parameters` read the arguments of `f`.
-    virtual Expression* adjust_parameter(const UserFunction* f,
-                                         const std::vector<std::string>& parameters) const;
+    virtual ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const;
 
     // Calls `visit` on each direct subexpression, in the order they are
     // written. The walks below go down the tree through it; a node overrides
@@ -85,12 +89,12 @@ public:
 
     // The constant this tree folds to, as a new node, or null when it is not
     // constant (the caller keeps the tree).
-    Expression* reduce_static() const;
+    ExpPtr reduce_static() const;
     int variability() const;
 
     // Defines, globally, every variable that `e` meets.
     static void finalize(Expression* e, EvalContext* ctx);
-    static Expression* make_is_undef(EvalContext* ctx, Expression* e, const yy::location* loc);
+    static ExpPtr make_is_undef(EvalContext* ctx, ExpPtr e, const yy::location* loc);
 
     // After an error met in evaluating this expression: prints the
     // expression and where it is written.
@@ -117,11 +121,35 @@ public:
 };
 
 // Helpers for the many recursive operations of composite nodes.
-Expression* clone_or_null(const Expression* e);
+
+// A deep copy of `node` with its own static type; null for null. Every node
+// clones to its own class, so the cast back is safe.
+template <class T>
+std::unique_ptr<T> clone_or_null(const T* node) {
+    if (!node) return nullptr;
+    return std::unique_ptr<T>(static_cast<T*>(node->clone().release()));
+}
+template <class T>
+std::unique_ptr<T> clone_or_null(const std::unique_ptr<T>& node) {
+    return clone_or_null(node.get());
+}
+// Takes over a node known to be a `T` (the caller has checked its class).
+template <class T>
+std::unique_ptr<T> adopt_as(ExpPtr node) {
+    return std::unique_ptr<T>(static_cast<T*>(node.release()));
+}
 ExpressionList clone_list(const ExpressionList& list);
-void delete_list(ExpressionList& list);
+// A list made of the nodes given, in order.
+template <class... Nodes>
+ExpressionList expression_list(Nodes... nodes) {
+    ExpressionList list;
+    list.reserve(sizeof...(nodes));
+    (list.push_back(std::move(nodes)), ...);
+    return list;
+}
 int compare_nodes(const Expression* a, const Expression* b);
 int compare_lists(const ExpressionList& a, const ExpressionList& b);
 // For `for_each_child`: a child that may be absent, and a list of children.
 void visit_if_any(const ChildVisitor& visit, Expression* e);
 void visit_each(const ChildVisitor& visit, const ExpressionList& list);
+void visit_each(const ChildVisitor& visit, const std::vector<Expression*>& list);

@@ -27,17 +27,11 @@ FunctionDefinition::FunctionDefinition(const FunctionDefinition& other, bool)
     , env(other.env)
     , location(other.location) {}
 
-UserFunction::UserFunction(const std::string& fname, const std::vector<std::string>& params,
-                           Expression* fbody, GlobalEnvironment* genv, const yy::location* loc)
+UserFunction::UserFunction(const std::string& fname, const std::vector<std::string>& params, ExpPtr fbody,
+                           GlobalEnvironment* genv, const yy::location* loc)
     : FunctionDefinition(fname, static_cast<int>(params.size()), genv, loc)
     , parameters(params)
-    , body(fbody ? fbody->adjust_parameter(this, params) : nullptr) {
-    delete fbody;
-}
-
-UserFunction::~UserFunction() {
-    delete body;
-}
+    , body(fbody ? fbody->adjust_parameter(this, params) : nullptr) {}
 
 // The argument pointer is saved on the machine stack, so recursion works.
 Value UserFunction::apply(const std::vector<Value>& args) const {

@@ -48,16 +48,15 @@ public:
 class UserFunction : public FunctionDefinition {
 public:
     // Closes `body` over `parameters` (the original tree is consumed).
-    UserFunction(const std::string& name, const std::vector<std::string>& parameters, Expression* body,
+    UserFunction(const std::string& name, const std::vector<std::string>& parameters, ExpPtr body,
                  GlobalEnvironment* env = nullptr, const yy::location* loc = nullptr);
-    ~UserFunction() override;
 
     Value apply(const std::vector<Value>& args) const override;
     bool is_user_defined() const override { return true; }
     void show(std::ostream& out) const override;
 
     std::vector<std::string> parameters;
-    Expression* body;
+    ExpPtr body;
     // The arguments of the call under evaluation, read by `Parameter` nodes.
     mutable const std::vector<Value>* current_args = nullptr;
 };

@@ -29,13 +29,8 @@ NimPoint::NimPoint(const NimPoint& o)
     , extra(clone_or_null(o.extra))
     , tween(clone_or_null(o.tween)) {}
 
-NimPoint::~NimPoint() {
-    for (Expression* e : expressions())
-        delete e;
-}
-
 std::vector<Expression*> NimPoint::expressions() const {
-    return {abscissa, start, value, extra, tween};
+    return {abscissa.get(), start.get(), value.get(), extra.get(), tween.get()};
 }
 
 void NimPoint::show(std::ostream& out) const {
@@ -43,7 +38,7 @@ void NimPoint::show(std::ostream& out) const {
     if (shape != PLAIN) {
         for (int i = 0; i < count; ++i)
             out << marks[shape];
-        const std::vector<Expression*> args = {abscissa, value, extra};
+        const std::vector<const Expression*> args = {abscissa.get(), value.get(), extra.get()};
         bool first = true;
         for (const Expression* e : args) {
             if (!e) continue;
@@ -54,15 +49,15 @@ void NimPoint::show(std::ostream& out) const {
         if (!first) out << ')';
         return;
     }
-    show_or_default(out, abscissa, "1");
+    show_or_default(out, abscissa.get(), "1");
     out << ' ';
     if (start) {
         start->show(out, 0);
         out << ' ';
     }
-    show_or_default(out, value, "?");
+    show_or_default(out, value.get(), "?");
     out << ' ';
-    show_or_default(out, tween, "\"linear\"");
+    show_or_default(out, tween.get(), "\"linear\"");
 }
 
 int NimPoint::compare_with(const NimPoint& o) const {
@@ -79,20 +74,13 @@ int NimPoint::compare_with(const NimPoint& o) const {
 NimList::NimList(const NimList& o)
     : x0(clone_or_null(o.x0))
     , y0(clone_or_null(o.y0)) {
-    for (const NimPoint* p : o.points)
-        points.push_back(new NimPoint(*p));
-}
-
-NimList::~NimList() {
-    delete x0;
-    delete y0;
-    for (NimPoint* p : points)
-        delete p;
+    for (const auto& p : o.points)
+        points.push_back(std::make_unique<NimPoint>(*p));
 }
 
 std::vector<Expression*> NimList::expressions() const {
-    std::vector<Expression*> all{x0, y0};
-    for (const NimPoint* p : points) {
+    std::vector<Expression*> all{x0.get(), y0.get()};
+    for (const auto& p : points) {
         const std::vector<Expression*> more = p->expressions();
         all.insert(all.end(), more.begin(), more.end());
     }
@@ -101,20 +89,20 @@ std::vector<Expression*> NimList::expressions() const {
 }
 
 void NimList::show(std::ostream& out) const {
-    show_or_default(out, x0, "0");
+    show_or_default(out, x0.get(), "0");
     if (y0) {
         out << ' ';
         y0->show(out, 0);
     }
-    for (const NimPoint* p : points) {
+    for (const auto& p : points) {
         out << ", ";
         p->show(out);
     }
 }
 
 int NimList::compare_with(const NimList& o) const {
-    if (const int c = compare_nodes(x0, o.x0)) return c;
-    if (const int c = compare_nodes(y0, o.y0)) return c;
+    if (const int c = compare_nodes(x0.get(), o.x0.get())) return c;
+    if (const int c = compare_nodes(y0.get(), o.y0.get())) return c;
     if (points.size() != o.points.size()) return points.size() < o.points.size() ? -1 : 1;
     for (size_t i = 0; i < points.size(); ++i)
         if (const int c = points[i]->compare_with(*o.points[i])) return c;
@@ -123,17 +111,13 @@ int NimList::compare_with(const NimList& o) const {
 
 // ---- NimDefinition ----
 
-NimDefinition::NimDefinition(NimList* l, const yy::location* loc)
+NimDefinition::NimDefinition(std::unique_ptr<NimList> l, const yy::location* loc)
     : NonConstantExpression(loc)
-    , list(l) {}
+    , list(std::move(l)) {}
 
 NimDefinition::NimDefinition(const NimDefinition& o)
     : NonConstantExpression(o)
     , list(o.list ? o.list->clone() : nullptr) {}
-
-NimDefinition::~NimDefinition() {
-    delete list;
-}
 
 Value NimDefinition::bad_nim() const {
     post_location("Bad argument in NIM construction", location);

@@ -16,8 +16,8 @@ public:
     NimPoint() = default;
     NimPoint(const NimPoint& other);
     NimPoint& operator=(const NimPoint&) = delete;
-    ~NimPoint();
 
+    // The five expressions, absent ones null.
     std::vector<Expression*> expressions() const;
     void show(std::ostream& out) const;
     int compare_with(const NimPoint& other) const;
@@ -25,11 +25,11 @@ public:
     Shape shape = PLAIN;
     int count = 1; // the count of signs of a shape mark
     int dimension = 1;
-    Expression* abscissa = nullptr; // distance from the previous point; null is 1.0
-    Expression* start = nullptr;    // start value of a discontinuous segment
-    Expression* value = nullptr;    // value reached at the point
-    Expression* extra = nullptr;    // third expression of the shape forms
-    Expression* tween = nullptr;    // easing to the next point; null is "linear"
+    ExpPtr abscissa; // distance from the previous point; null is 1.0
+    ExpPtr start;    // start value of a discontinuous segment
+    ExpPtr value;    // value reached at the point
+    ExpPtr extra;    // third expression of the shape forms
+    ExpPtr tween;    // easing to the next point; null is "linear"
 };
 
 class NimList {
@@ -37,28 +37,26 @@ public:
     NimList() = default;
     NimList(const NimList& other);
     NimList& operator=(const NimList&) = delete;
-    ~NimList();
 
-    NimList* clone() const { return new NimList(*this); }
+    std::unique_ptr<NimList> clone() const { return std::make_unique<NimList>(*this); }
     // The expressions present, in the order they are written.
     std::vector<Expression*> expressions() const;
     void show(std::ostream& out) const;
     int compare_with(const NimList& other) const;
 
-    Expression* x0 = nullptr; // start abscissa
-    Expression* y0 = nullptr; // start value of a continuous list
-    std::vector<NimPoint*> points;
+    ExpPtr x0; // start abscissa
+    ExpPtr y0; // start value of a continuous list
+    std::vector<std::unique_ptr<NimPoint>> points;
 };
 
 class NimDefinition : public NonConstantExpression {
 public:
     // Takes the list; null is the empty NIM.
-    explicit NimDefinition(NimList* list, const yy::location* loc = nullptr);
+    explicit NimDefinition(std::unique_ptr<NimList> list, const yy::location* loc = nullptr);
     NimDefinition(const NimDefinition& other);
     NimDefinition& operator=(const NimDefinition&) = delete;
-    ~NimDefinition() override;
 
-    Expression* clone() const override { return new NimDefinition(*this); }
+    ExpPtr clone() const override { return std::make_unique<NimDefinition>(*this); }
     Value eval() const override;
     void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
@@ -69,5 +67,5 @@ public:
     // Reports a bad construction at the definition's place; an empty NIM.
     Value bad_nim() const;
 
-    NimList* list;
+    std::unique_ptr<NimList> list;
 };

@@ -51,10 +51,10 @@ int ScoreConstant::compare_with(const Expression* other) const {
     return vcompare(static_cast<const ScoreConstant*>(other)->value, value);
 }
 
-UnaryExpression::UnaryExpression(e_monop o, Expression* e, const yy::location* loc)
+UnaryExpression::UnaryExpression(e_monop o, ExpPtr e, const yy::location* loc)
     : NonConstantExpression(loc)
     , op(o)
-    , operand(e) {}
+    , operand(std::move(e)) {}
 
 UnaryExpression::UnaryExpression(const UnaryExpression& other)
     : NonConstantExpression(other)
@@ -71,9 +71,9 @@ ScoreEval UnaryExpression::eval_in_score() const {
     return {known.variability, known.value->execute(op)};
 }
 
-Expression* UnaryExpression::adjust_parameter(const UserFunction* f,
-                                              const std::vector<std::string>& params) const {
-    return new UnaryExpression(op, operand->adjust_parameter(f, params), location);
+ExpPtr UnaryExpression::adjust_parameter(const UserFunction* f,
+                                         const std::vector<std::string>& params) const {
+    return std::make_unique<UnaryExpression>(op, operand->adjust_parameter(f, params), location);
 }
 
 // A prefix operator binds tightest: any compound operand gets parentheses.
@@ -96,25 +96,20 @@ int UnaryExpression::etag() const {
 int UnaryExpression::compare_with(const Expression* other) const {
     const auto* o = static_cast<const UnaryExpression*>(other);
     if (op != o->op) return op - o->op;
-    return compare_nodes(operand, o->operand);
+    return compare_nodes(operand.get(), o->operand.get());
 }
 
-BinaryExpression::BinaryExpression(e_binop o, Expression* l, Expression* r, const yy::location* loc)
+BinaryExpression::BinaryExpression(e_binop o, ExpPtr l, ExpPtr r, const yy::location* loc)
     : NonConstantExpression(loc)
     , op(o)
-    , left(l)
-    , right(r) {}
+    , left(std::move(l))
+    , right(std::move(r)) {}
 
 BinaryExpression::BinaryExpression(const BinaryExpression& other)
     : NonConstantExpression(other)
     , op(other.op)
     , left(other.left->clone())
     , right(other.right->clone()) {}
-
-BinaryExpression::~BinaryExpression() {
-    delete left;
-    delete right;
-}
 
 namespace {
 
@@ -159,10 +154,10 @@ ScoreEval BinaryExpression::eval_in_score() const {
     return {std::min(l.variability, r.variability), combine_values(op, l.value, r.value)};
 }
 
-Expression* BinaryExpression::adjust_parameter(const UserFunction* f,
-                                               const std::vector<std::string>& params) const {
-    return new BinaryExpression(op, left->adjust_parameter(f, params), right->adjust_parameter(f, params),
-                                location);
+ExpPtr BinaryExpression::adjust_parameter(const UserFunction* f,
+                                          const std::vector<std::string>& params) const {
+    return std::make_unique<BinaryExpression>(op, left->adjust_parameter(f, params),
+                                              right->adjust_parameter(f, params), location);
 }
 
 void BinaryExpression::for_each_child(ChildVisitor visit) const {
@@ -195,15 +190,15 @@ int BinaryExpression::etag() const {
 int BinaryExpression::compare_with(const Expression* other) const {
     const auto* o = static_cast<const BinaryExpression*>(other);
     if (op != o->op) return op - o->op;
-    if (const int c = compare_nodes(left, o->left)) return c;
-    return compare_nodes(right, o->right);
+    if (const int c = compare_nodes(left.get(), o->left.get())) return c;
+    return compare_nodes(right.get(), o->right.get());
 }
 
-IfExpression::IfExpression(Expression* c, Expression* t, Expression* e, const yy::location* loc)
+IfExpression::IfExpression(ExpPtr c, ExpPtr t, ExpPtr e, const yy::location* loc)
     : NonConstantExpression(loc)
-    , condition(c)
-    , then_part(t)
-    , else_part(e) {}
+    , condition(std::move(c))
+    , then_part(std::move(t))
+    , else_part(std::move(e)) {}
 
 IfExpression::IfExpression(const IfExpression& other)
     : NonConstantExpression(other)
@@ -211,14 +206,8 @@ IfExpression::IfExpression(const IfExpression& other)
     , then_part(other.then_part->clone())
     , else_part(other.else_part->clone()) {}
 
-IfExpression::~IfExpression() {
-    delete condition;
-    delete then_part;
-    delete else_part;
-}
-
 Value IfExpression::eval() const {
-    return (eval_bool(condition) ? then_part : else_part)->eval();
+    return (eval_bool(condition.get()) ? then_part : else_part)->eval();
 }
 
 ScoreEval IfExpression::eval_in_score() const {
@@ -227,10 +216,10 @@ ScoreEval IfExpression::eval_in_score() const {
     return (c.value->get_bool() ? then_part : else_part)->eval_in_score();
 }
 
-Expression* IfExpression::adjust_parameter(const UserFunction* f,
-                                           const std::vector<std::string>& params) const {
-    return new IfExpression(condition->adjust_parameter(f, params), then_part->adjust_parameter(f, params),
-                            else_part->adjust_parameter(f, params), location);
+ExpPtr IfExpression::adjust_parameter(const UserFunction* f, const std::vector<std::string>& params) const {
+    return std::make_unique<IfExpression>(condition->adjust_parameter(f, params),
+                                          then_part->adjust_parameter(f, params),
+                                          else_part->adjust_parameter(f, params), location);
 }
 
 void IfExpression::for_each_child(ChildVisitor visit) const {
@@ -256,7 +245,7 @@ int IfExpression::etag() const {
 
 int IfExpression::compare_with(const Expression* other) const {
     const auto* o = static_cast<const IfExpression*>(other);
-    if (const int c = compare_nodes(condition, o->condition)) return c;
-    if (const int c = compare_nodes(then_part, o->then_part)) return c;
-    return compare_nodes(else_part, o->else_part);
+    if (const int c = compare_nodes(condition.get(), o->condition.get())) return c;
+    if (const int c = compare_nodes(then_part.get(), o->then_part.get())) return c;
+    return compare_nodes(else_part.get(), o->else_part.get());
 }

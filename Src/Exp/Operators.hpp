@@ -12,7 +12,7 @@ public:
         , value(v) {}
     Value value;
 
-    Expression* clone() const override { return new ScoreConstant(*this); }
+    ExpPtr clone() const override { return std::make_unique<ScoreConstant>(*this); }
     Value eval() const override { return value->deep_copy(); }
     ScoreEval eval_in_score() const override;
     bool auto_delimited() const override { return true; }
@@ -23,19 +23,17 @@ public:
 
 class UnaryExpression : public NonConstantExpression {
 public:
-    UnaryExpression(e_monop op, Expression* operand, const yy::location* loc = nullptr);
+    UnaryExpression(e_monop op, ExpPtr operand, const yy::location* loc = nullptr);
     UnaryExpression(const UnaryExpression& other);
     UnaryExpression& operator=(const UnaryExpression&) = delete;
-    ~UnaryExpression() override { delete operand; }
 
     e_monop op;
-    Expression* operand;
+    ExpPtr operand;
 
-    Expression* clone() const override { return new UnaryExpression(*this); }
+    ExpPtr clone() const override { return std::make_unique<UnaryExpression>(*this); }
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override { visit(*operand); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -44,25 +42,23 @@ public:
 
 class BinaryExpression : public NonConstantExpression {
 public:
-    BinaryExpression(e_binop op, Expression* left, Expression* right, const yy::location* loc = nullptr);
+    BinaryExpression(e_binop op, ExpPtr left, ExpPtr right, const yy::location* loc = nullptr);
     BinaryExpression(const BinaryExpression& other);
     BinaryExpression& operator=(const BinaryExpression&) = delete;
-    ~BinaryExpression() override;
 
     e_binop op;
-    Expression* left;
-    Expression* right;
+    ExpPtr left;
+    ExpPtr right;
 
     // `left op right`, evaluating `right` only when the operator needs it.
     static Value combine(e_binop op, const TaggedValue& left, const Expression& right);
     // The same with a right operand already known.
     static Value combine_values(e_binop op, const TaggedValue& left, const TaggedValue& right);
 
-    Expression* clone() const override { return new BinaryExpression(*this); }
+    ExpPtr clone() const override { return std::make_unique<BinaryExpression>(*this); }
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override;
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -71,21 +67,18 @@ public:
 
 class IfExpression : public NonConstantExpression {
 public:
-    IfExpression(Expression* condition, Expression* then_part, Expression* else_part,
-                 const yy::location* loc = nullptr);
+    IfExpression(ExpPtr condition, ExpPtr then_part, ExpPtr else_part, const yy::location* loc = nullptr);
     IfExpression(const IfExpression& other);
     IfExpression& operator=(const IfExpression&) = delete;
-    ~IfExpression() override;
 
-    Expression* condition;
-    Expression* then_part;
-    Expression* else_part;
+    ExpPtr condition;
+    ExpPtr then_part;
+    ExpPtr else_part;
 
-    Expression* clone() const override { return new IfExpression(*this); }
+    ExpPtr clone() const override { return std::make_unique<IfExpression>(*this); }
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     void for_each_child(ChildVisitor visit) const override;
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;

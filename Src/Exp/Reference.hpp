@@ -20,7 +20,7 @@ public:
     virtual void set_reference(const TaggedValue& v) const;
     virtual void start_curve_assignment(exec_curve*, SeqContFunction*, int) const {}
     virtual void stop_curve_assignment(exec_curve*, SeqContFunction*, int) const {}
-    virtual Reference* cloneref() const { return static_cast<Reference*>(clone()); }
+    std::unique_ptr<Reference> cloneref() const { return clone_or_null(this); }
 
     // The identifier of a name, a fresh one when the name is new.
     static unique_identifier unique_id(const std::string& name);
@@ -29,7 +29,7 @@ public:
     static Environment* my_dynamic_env(EvalContext* ctx, unique_identifier uid);
 
     // A bare name (a process `::p`) evaluates to a process value.
-    Expression* clone() const override { return new Reference(*this); }
+    ExpPtr clone() const override { return std::make_unique<Reference>(*this); }
     Value eval() const override { return Value::make<ProcValue>(uid); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;

@@ -83,7 +83,7 @@ public:
     ScoreEval eval_in_score() const override;
     const TaggedValue* is_value() const override { return this; }
     bool is_a_value() const override { return true; }
-    Expression* adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
+    ExpPtr adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
         return clone();
     }
     bool auto_delimited() const override { return true; }

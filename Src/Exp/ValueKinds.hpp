@@ -34,7 +34,7 @@ public:
     int _compare_value_of_same_kind(const TaggedValue* other) const final {
         return self()._compare(static_cast<const ValueCore*>(other)->val);
     }
-    Expression* clone() const final { return new CadenziumValue<T>(self()); }
+    ExpPtr clone() const final { return std::make_unique<CadenziumValue<T>>(self()); }
     int etag() const final {
         static const int tag = Expression::new_etag();
         return tag;

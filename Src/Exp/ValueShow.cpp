@@ -5,6 +5,7 @@
 #include "Exp/Values.hpp"
 
 #include <cmath>
+#include <cstdio>
 #include <ostream>
 
 void UndefValue::show(std::ostream& out) const {
@@ -40,13 +41,15 @@ void IntValue::show(std::ostream& out) const {
     out << val;
 }
 
-// An integral float keeps a ".0" so that it reads back as a float.
+// A whole number keeps its digits and a ".0" (1000000.0), so that it reads
+// back as a float, up to where a double holds every integer. Other numbers
+// show fifteen significant digits at most (0.3, 123456789.5, 1e+20, inf).
 void FloatValue::show(std::ostream& out) const {
-    const double rounded = std::round(val);
-    if (val - rounded == 0)
-        out << rounded << ".0";
-    else
-        out << val;
+    constexpr double exact_integers = 1e15;
+    char digits[40];
+    const bool whole = std::fabs(val) < exact_integers && val == std::round(val);
+    std::snprintf(digits, sizeof digits, whole ? "%.0f.0" : "%.15g", val);
+    out << digits;
 }
 
 void FctValue::show(std::ostream& out) const {

@@ -74,16 +74,16 @@ Value string_value(std::string* s) {
     return Value::make<StringValue>(adopt(s));
 }
 
-TaggedValue* pstring_value(const std::string& s) {
-    return new StringValue(s);
+std::unique_ptr<TaggedValue> pstring_value(const std::string& s) {
+    return std::make_unique<StringValue>(s);
 }
 
-TaggedValue* pstring_value(std::string* s) {
-    return new StringValue(adopt(s));
+std::unique_ptr<TaggedValue> pstring_value(std::string* s) {
+    return std::make_unique<StringValue>(adopt(s));
 }
 
-TaggedValue* pstring_value(const char* s) {
-    return new StringValue(std::string(s ? s : ""));
+std::unique_ptr<TaggedValue> pstring_value(const char* s) {
+    return std::make_unique<StringValue>(std::string(s ? s : ""));
 }
 
 Value exe_value(unsigned long number) {

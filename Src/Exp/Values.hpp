@@ -13,9 +13,10 @@ int vcompare(const TaggedValue& a, const TaggedValue& b);
 
 Value string_value(const std::string& s);
 Value string_value(std::string* s); // adopts the string
-TaggedValue* pstring_value(const std::string& s);
-TaggedValue* pstring_value(std::string* s);
-TaggedValue* pstring_value(const char* s);
+// A string as a leaf of a tree.
+std::unique_ptr<TaggedValue> pstring_value(const std::string& s);
+std::unique_ptr<TaggedValue> pstring_value(std::string* s); // adopts the string
+std::unique_ptr<TaggedValue> pstring_value(const char* s);
 
 inline Value int_value(long v) {
     return Value::make<IntValue>(v);

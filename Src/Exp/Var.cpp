@@ -28,14 +28,14 @@ int static_history_length(const Expression* index) {
 Var::Var(EvalContext* engine, const std::string& var_name, const yy::location* loc)
     : Reference(engine, var_name, loc) {}
 
-Var::Var(EvalContext* engine, const std::string& var_name, Expression* index, const yy::location* loc)
+Var::Var(EvalContext* engine, const std::string& var_name, ExpPtr index, const yy::location* loc)
     : Reference(engine, var_name, loc)
-    , history_index(index) {}
+    , history_index(std::move(index)) {}
 
-Var::Var(EvalContext* engine, const std::string& var_name, Expression* date, duration_type unit,
+Var::Var(EvalContext* engine, const std::string& var_name, ExpPtr date, duration_type unit,
          const yy::location* loc)
     : Reference(engine, var_name, loc)
-    , history_date(date)
+    , history_date(std::move(date))
     , history_unit(unit) {}
 
 Var::Var(const Var& other)
@@ -47,11 +47,6 @@ Var::Var(const Var& other)
     , history_index(clone_or_null(other.history_index))
     , history_date(clone_or_null(other.history_date))
     , history_unit(other.history_unit) {}
-
-Var::~Var() {
-    delete history_index;
-    delete history_date;
-}
 
 Environment* Var::my_env() const {
     if (!ctx) return nullptr;
@@ -91,8 +86,9 @@ Value Var::eval() const {
     Environment* env = vm->env;
     if (history_index) {
         if (!vm->initialised())
-            return env->get_unitialized_var(*vm, static_cast<int>(eval_int(history_index)), true, location);
-        return vm->last(static_cast<int>(eval_int(history_index)));
+            return env->get_unitialized_var(*vm, static_cast<int>(eval_int(history_index.get())), true,
+                                            location);
+        return vm->last(static_cast<int>(eval_int(history_index.get())));
     }
     if (history_date) return env->get_var(*vm, history_delay(), history_unit, location);
     if (!vm->initialised()) return env->get_unitialized_var(*vm, 0, true, location);
@@ -123,8 +119,8 @@ void Var::set_var(const TaggedValue& v) const {
 }
 
 void Var::for_each_child(ChildVisitor visit) const {
-    visit_if_any(visit, history_index);
-    visit_if_any(visit, history_date);
+    visit_if_any(visit, history_index.get());
+    visit_if_any(visit, history_date.get());
 }
 
 void Var::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
@@ -133,10 +129,9 @@ void Var::set_env(Environment* env, const std::list<std::string>& locals, int le
     if (history_index && is_clock_variable(name)) {
         error("Error: variable %s cannot be delayed: delay ignored", name.c_str());
         report_location("", location);
-        delete history_index;
-        history_index = nullptr;
+        history_index.reset();
     }
-    const int history = static_history_length(history_index);
+    const int history = static_history_length(history_index.get());
     if (level < 0) {
         vm_index = env->define_var(uid, history, undef_value());
         depth = -1;
@@ -147,10 +142,10 @@ void Var::set_env(Environment* env, const std::list<std::string>& locals, int le
     depth = level;
 }
 
-Expression* Var::adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const {
+ExpPtr Var::adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const {
     const auto found = std::find(parameters.begin(), parameters.end(), name);
     if (found == parameters.end()) return clone();
-    return new Parameter(*this, f, static_cast<std::size_t>(found - parameters.begin()));
+    return std::make_unique<Parameter>(*this, f, static_cast<std::size_t>(found - parameters.begin()));
 }
 
 void Var::get_variables(VarSet& out) const {
@@ -187,8 +182,8 @@ int Var::etag() const {
 int Var::compare_with(const Expression* other) const {
     const auto* o = static_cast<const Var*>(other);
     if (const int c = name.compare(o->name)) return c;
-    if (const int c = compare_nodes(history_index, o->history_index)) return c;
-    if (const int c = compare_nodes(history_date, o->history_date)) return c;
+    if (const int c = compare_nodes(history_index.get(), o->history_index.get())) return c;
+    if (const int c = compare_nodes(history_date.get(), o->history_date.get())) return c;
     return history_unit - o->history_unit;
 }
 
@@ -220,8 +215,7 @@ int VarParameter::etag() const {
     return tag;
 }
 
-Expression* MakeVarParameter(EvalContext*, Expression* expression, const std::string& word,
-                             const yy::location* loc) {
+ExpPtr MakeVarParameter(EvalContext*, ExpPtr expression, const std::string& word, const yy::location* loc) {
     static const std::pair<const char*, PARAM> words[] = {
         {"tempo", PARAM_TEMPO},       {"frequency", PARAM_TEMPO}, {"period", PARAM_PERIOD},
         {"position", PARAM_POSITION}, {"rnow", PARAM_RNOW},       {"rcnow", PARAM_RCNOW}};
@@ -229,19 +223,13 @@ Expression* MakeVarParameter(EvalContext*, Expression* expression, const std::st
     if (!var) {
         error("Only variable expected in var.tempo_parameter");
         report_location("", loc);
-        delete expression;
-        return new UndefValue();
+        return std::make_unique<UndefValue>();
     }
-    for (const auto& [w, param] : words) {
-        if (word != w) continue;
-        Expression* made = new VarParameter(*var, param);
-        delete expression;
-        return made;
-    }
+    for (const auto& [w, param] : words)
+        if (word == w) return std::make_unique<VarParameter>(*var, param);
     error("Error in construction 'expression . identifier' : unrecognized identifier '%s'", word.c_str());
     report_location("", loc);
-    delete expression;
-    return new UndefValue();
+    return std::make_unique<UndefValue>();
 }
 
 Parameter::Parameter(const Var& var, const UserFunction* f, std::size_t pos)
@@ -296,11 +284,11 @@ SpecialVariable::SpecialVariable(EvalContext* engine, const std::string& var_nam
     : Var(engine, var_name, loc)
     , compute(fn) {}
 
-Var* SpecialVariable::make_variable(EvalContext* engine, const std::string& var_name,
-                                    const yy::location* loc) {
+VarPtr SpecialVariable::make_variable(EvalContext* engine, const std::string& var_name,
+                                      const yy::location* loc) {
     for (const auto& [special, fn] : special_variables)
-        if (var_name == special) return new SpecialVariable(engine, var_name, fn, loc);
-    return new Var(engine, var_name, loc);
+        if (var_name == special) return std::make_unique<SpecialVariable>(engine, var_name, fn, loc);
+    return std::make_unique<Var>(engine, var_name, loc);
 }
 
 ScoreEval SpecialVariable::eval_in_score() const {

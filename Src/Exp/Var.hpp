@@ -8,6 +8,9 @@
 #include <vector>
 
 class var_management;
+class Var;
+
+using VarPtr = std::unique_ptr<Var>;
 
 class Var : public Reference {
 public:
@@ -15,21 +18,20 @@ public:
 
     Var(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr);
     // `[n#]:$x`
-    Var(EvalContext* ctx, const std::string& name, Expression* history_index, const yy::location* loc);
+    Var(EvalContext* ctx, const std::string& name, ExpPtr history_index, const yy::location* loc);
     // `[d]:$x` in beats, `[d s]:$x` in seconds.
-    Var(EvalContext* ctx, const std::string& name, Expression* history_date, duration_type unit,
+    Var(EvalContext* ctx, const std::string& name, ExpPtr history_date, duration_type unit,
         const yy::location* loc);
     Var(const Var& other);
     Var& operator=(const Var&) = delete;
-    ~Var() override;
 
     // Placement in an environment, filled by `set_env`.
     mutable std::size_t vm_index = NO_INDEX; // NO_INDEX: not placed, or a special variable
     mutable int depth = -1;                  // levels down the environment stack; negative: global
     bool dynamic = false;                    // resolve by name through the whole stack
     bool is_resolved = true;
-    mutable Expression* history_index = nullptr;
-    Expression* history_date = nullptr;
+    mutable ExpPtr history_index; // dropped by set_env on a clock variable
+    ExpPtr history_date;
     duration_type history_unit = DURATION_BEATS;
 
     // The stream this variable reads, or null.
@@ -40,9 +42,8 @@ public:
 
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* clone() const override { return new Var(*this); }
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr clone() const override { return std::make_unique<Var>(*this); }
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     // The delay or count of a history read.
     void for_each_child(ChildVisitor visit) const override;
     // The variable itself, then those of its history expressions.
@@ -70,14 +71,14 @@ public:
     Value eval() const override;
     void set_var(const TaggedValue& v) const override;
     bool is_a_var_param() const override { return true; }
-    Expression* clone() const override { return new VarParameter(*this); }
+    ExpPtr clone() const override { return std::make_unique<VarParameter>(*this); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
 };
 
 // `expression . name`: a tempo parameter read, or undef after a message.
-Expression* MakeVarParameter(EvalContext* ctx, Expression* expression, const std::string& name,
-                             const yy::location* loc);
+ExpPtr MakeVarParameter(EvalContext* ctx, ExpPtr expression, const std::string& name,
+                        const yy::location* loc);
 
 // Argument `position` of the call of `function` under evaluation.
 class Parameter : public Var {
@@ -88,8 +89,8 @@ public:
 
     // Beyond the frame, throws std::out_of_range as a vector does.
     Value eval() const override;
-    Expression* clone() const override { return new Parameter(*this); }
-    Expression* adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
+    ExpPtr clone() const override { return std::make_unique<Parameter>(*this); }
+    ExpPtr adjust_parameter(const UserFunction*, const std::vector<std::string>&) const override {
         return clone();
     }
     // A parameter reads the frame of the call, never an environment.
@@ -105,7 +106,7 @@ public:
         : Var(var) {}
     Value eval() const override;
     ScoreEval eval_in_score() const override;
-    Expression* clone() const override { return new TestVariableUnitialized(*this); }
+    ExpPtr clone() const override { return std::make_unique<TestVariableUnitialized>(*this); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
@@ -119,33 +120,33 @@ public:
     SpecialVariable(EvalContext* ctx, const std::string& name, Compute compute, const yy::location* loc);
 
     // A special variable for the predefined names, a plain `Var` otherwise.
-    static Var* make_variable(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr);
+    static std::unique_ptr<Var> make_variable(EvalContext* ctx, const std::string& name,
+                                              const yy::location* loc = nullptr);
 
     Value eval() const override { return compute(*this); }
     ScoreEval eval_in_score() const override;
     // Computed, never stored: nothing to bind.
     void set_env(Environment*, const std::list<std::string>&, int) const override {}
     void set_ambiant_action(const Action* action) override { ambient = action; }
-    Expression* clone() const override { return new SpecialVariable(*this); }
+    ExpPtr clone() const override { return std::make_unique<SpecialVariable>(*this); }
     int etag() const override;
 
     Compute compute;
-    const Action* ambient = nullptr;
+    const Action* ambient = nullptr; // the action the variable is read in
 };
 
 // `@date($x)`, `@rdate($x)`: the date of an assignment, chosen by count or by delay.
 class DateVar : public NonConstantExpression {
 public:
-    DateVar(Var* var, duration_type unit, const yy::location* loc = nullptr);
+    DateVar(std::unique_ptr<Var> var, duration_type unit, const yy::location* loc = nullptr);
     DateVar(const DateVar& other);
     DateVar& operator=(const DateVar&) = delete;
-    ~DateVar() override;
 
-    Var* var;
+    std::unique_ptr<Var> var;
     duration_type unit; // of the date given back
 
     Value eval() const override;
-    Expression* clone() const override { return new DateVar(*this); }
+    ExpPtr clone() const override { return std::make_unique<DateVar>(*this); }
     void for_each_child(ChildVisitor visit) const override { visit(*var); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;
@@ -157,17 +158,16 @@ public:
 class VarHistories : public NonConstantExpression {
 public:
     enum Which { VALUES = 0, DATES = 1, RDATES = 2 };
-    VarHistories(Var* var, Which which, bool as_map, const yy::location* loc = nullptr);
+    VarHistories(std::unique_ptr<Var> var, Which which, bool as_map, const yy::location* loc = nullptr);
     VarHistories(const VarHistories& other);
     VarHistories& operator=(const VarHistories&) = delete;
-    ~VarHistories() override;
 
-    Var* var;
+    std::unique_ptr<Var> var;
     Which which;
     bool as_map;
 
     Value eval() const override;
-    Expression* clone() const override { return new VarHistories(*this); }
+    ExpPtr clone() const override { return std::make_unique<VarHistories>(*this); }
     void for_each_child(ChildVisitor visit) const override { visit(*var); }
     bool auto_delimited() const override { return true; }
     void show(std::ostream& out, int precedence) const override;

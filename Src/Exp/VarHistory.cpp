@@ -6,19 +6,15 @@
 
 #include <ostream>
 
-DateVar::DateVar(Var* v, duration_type date_unit, const yy::location* loc)
+DateVar::DateVar(VarPtr v, duration_type date_unit, const yy::location* loc)
     : NonConstantExpression(loc)
-    , var(v)
+    , var(std::move(v))
     , unit(date_unit) {}
 
 DateVar::DateVar(const DateVar& other)
     : NonConstantExpression(other)
-    , var(static_cast<Var*>(other.var->clone()))
+    , var(clone_or_null(other.var))
     , unit(other.unit) {}
-
-DateVar::~DateVar() {
-    delete var;
-}
 
 Value DateVar::eval() const {
     const std::string& name = var->name;
@@ -32,7 +28,7 @@ Value DateVar::eval() const {
         return undef_value();
     }
     if (var->history_date) return vm->env->get_date_var(*vm, var->history_delay(), var->history_unit, unit);
-    return vm->env->get_date_var(*vm, var->history_index, unit);
+    return vm->env->get_date_var(*vm, var->history_index.get(), unit);
 }
 
 void DateVar::show(std::ostream& out, int) const {
@@ -49,24 +45,20 @@ int DateVar::etag() const {
 int DateVar::compare_with(const Expression* other) const {
     const auto* o = static_cast<const DateVar*>(other);
     if (unit != o->unit) return unit - o->unit;
-    return compare_nodes(var, o->var);
+    return compare_nodes(var.get(), o->var.get());
 }
 
-VarHistories::VarHistories(Var* v, Which what, bool map_form, const yy::location* loc)
+VarHistories::VarHistories(VarPtr v, Which what, bool map_form, const yy::location* loc)
     : NonConstantExpression(loc)
-    , var(v)
+    , var(std::move(v))
     , which(what)
     , as_map(map_form) {}
 
 VarHistories::VarHistories(const VarHistories& other)
     : NonConstantExpression(other)
-    , var(static_cast<Var*>(other.var->clone()))
+    , var(clone_or_null(other.var))
     , which(other.which)
     , as_map(other.as_map) {}
-
-VarHistories::~VarHistories() {
-    delete var;
-}
 
 Value VarHistories::eval() const {
     const var_management* vm = var->thisVM();
@@ -93,7 +85,7 @@ int VarHistories::compare_with(const Expression* other) const {
     const auto* o = static_cast<const VarHistories*>(other);
     if (which != o->which) return which - o->which;
     if (as_map != o->as_map) return as_map - o->as_map;
-    return compare_nodes(var, o->var);
+    return compare_nodes(var.get(), o->var.get());
 }
 
 namespace {

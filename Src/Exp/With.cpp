@@ -5,17 +5,11 @@
 #include <algorithm>
 #include <ostream>
 
-LetHelper::LetHelper(const std::vector<std::string>& names, ExpressionList written, Expression* body)
-    : UserFunction("lethelper", names, body) {
+LetHelper::LetHelper(const std::vector<std::string>& names, const ExpressionList& written, ExpPtr body)
+    : UserFunction("lethelper", names, std::move(body)) {
     exprs.reserve(written.size());
-    for (Expression* e : written) {
+    for (const ExpPtr& e : written)
         exprs.push_back(e->adjust_parameter(this, parameters));
-        delete e;
-    }
-}
-
-LetHelper::~LetHelper() {
-    delete_list(exprs);
 }
 
 Value LetHelper::letapply() const {
@@ -29,23 +23,22 @@ Value LetHelper::letapply() const {
     return result;
 }
 
-WithExpression::WithExpression(std::vector<Binding> bindings, Expression* body, const yy::location* loc)
+WithExpression::WithExpression(std::vector<Binding> bindings, ExpPtr body, const yy::location* loc)
     : NonConstantExpression(loc)
-    , written_body(body) {
+    , written_body(std::move(body)) {
     for (auto& [var, e] : bindings) {
         names.push_back(var->name);
-        written.push_back(e);
-        delete var;
+        written.push_back(std::move(e));
     }
     build_helper();
 }
 
-WithExpression::WithExpression(std::vector<std::string> n, ExpressionList w, Expression* body,
+WithExpression::WithExpression(std::vector<std::string> n, ExpressionList w, ExpPtr body,
                                const yy::location* loc)
     : NonConstantExpression(loc)
     , names(std::move(n))
     , written(std::move(w))
-    , written_body(body) {
+    , written_body(std::move(body)) {
     build_helper();
 }
 
@@ -57,32 +50,27 @@ WithExpression::WithExpression(const WithExpression& other)
     build_helper();
 }
 
-WithExpression::~WithExpression() {
-    delete helper;
-    delete_list(written);
-    delete written_body;
-}
-
 void WithExpression::build_helper() {
-    helper = new LetHelper(names, clone_list(written), written_body->clone());
+    helper = std::make_unique<LetHelper>(names, written, written_body->clone());
 }
 
 // The names bound here hide the parameters of the enclosing function.
-Expression* WithExpression::adjust_parameter(const UserFunction* f,
-                                             const std::vector<std::string>& parameters) const {
+ExpPtr WithExpression::adjust_parameter(const UserFunction* f,
+                                        const std::vector<std::string>& parameters) const {
     std::vector<std::string> visible = parameters;
     for (std::string& p : visible)
         if (std::find(names.begin(), names.end(), p) != names.end()) p.clear();
     ExpressionList adjusted;
-    for (const Expression* e : written)
+    for (const ExpPtr& e : written)
         adjusted.push_back(e->adjust_parameter(f, visible));
-    return new WithExpression(names, std::move(adjusted), written_body->adjust_parameter(f, visible),
-                              location);
+    // The constructor that takes the names is private: no make_unique.
+    return ExpPtr(
+        new WithExpression(names, std::move(adjusted), written_body->adjust_parameter(f, visible), location));
 }
 
 void WithExpression::get_variables(VarSet& out) const {
     VarSet inner;
-    for (const Expression* e : written)
+    for (const ExpPtr& e : written)
         e->get_variables(inner);
     written_body->get_variables(inner);
     for (const Var* v : inner)
@@ -94,11 +82,11 @@ void WithExpression::for_each_child(ChildVisitor visit) const {
     visit_each(visit, written);
     visit(*written_body);
     visit_each(visit, helper->exprs);
-    visit_if_any(visit, helper->body);
+    visit_if_any(visit, helper->body.get());
 }
 
 void WithExpression::set_env(Environment* env, const std::list<std::string>& locals, int level) const {
-    for (const Expression* e : helper->exprs)
+    for (const ExpPtr& e : helper->exprs)
         e->set_env(env, locals, level);
     if (helper->body) helper->body->set_env(env, locals, level);
 }
@@ -125,5 +113,5 @@ int WithExpression::compare_with(const Expression* other) const {
     const auto* o = static_cast<const WithExpression*>(other);
     if (names != o->names) return names < o->names ? -1 : 1;
     if (const int c = compare_lists(written, o->written)) return c;
-    return compare_nodes(written_body, o->written_body);
+    return compare_nodes(written_body.get(), o->written_body.get());
 }

@@ -11,8 +11,7 @@
 class LetHelper : public UserFunction {
 public:
     // Closes `exprs` and `body` over `names` (the trees are consumed).
-    LetHelper(const std::vector<std::string>& names, ExpressionList exprs, Expression* body);
-    ~LetHelper() override;
+    LetHelper(const std::vector<std::string>& names, const ExpressionList& exprs, ExpPtr body);
 
     // Binds each name in order, then evaluates the body.
     Value letapply() const;
@@ -22,17 +21,15 @@ public:
 
 class WithExpression : public NonConstantExpression {
 public:
-    using Binding = std::pair<Var*, Expression*>;
-    // Takes the variables, their expressions and the body.
-    WithExpression(std::vector<Binding> bindings, Expression* body, const yy::location* loc = nullptr);
+    using Binding = std::pair<std::unique_ptr<Var>, ExpPtr>;
+    // Takes the variables (only their names are kept), their expressions and the body.
+    WithExpression(std::vector<Binding> bindings, ExpPtr body, const yy::location* loc = nullptr);
     WithExpression(const WithExpression& other);
     WithExpression& operator=(const WithExpression&) = delete;
-    ~WithExpression() override;
 
-    Expression* clone() const override { return new WithExpression(*this); }
+    ExpPtr clone() const override { return std::make_unique<WithExpression>(*this); }
     Value eval() const override { return helper->letapply(); }
-    Expression* adjust_parameter(const UserFunction* f,
-                                 const std::vector<std::string>& parameters) const override;
+    ExpPtr adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) const override;
     // The trees as written, then their closed form in the helper.
     void for_each_child(ChildVisitor visit) const override;
     // Those of the written trees, but the names bound here.
@@ -48,11 +45,11 @@ public:
     // The bindings and the body as written; the helper holds their closed form.
     std::vector<std::string> names;
     ExpressionList written;
-    Expression* written_body;
-    LetHelper* helper;
+    ExpPtr written_body;
+    std::unique_ptr<LetHelper> helper;
 
 private:
-    WithExpression(std::vector<std::string> names, ExpressionList written, Expression* body,
+    WithExpression(std::vector<std::string> names, ExpressionList written, ExpPtr body,
                    const yy::location* loc);
     void build_helper();
 };

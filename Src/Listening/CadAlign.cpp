@@ -1,7 +1,6 @@
 #include "Listening/CadAlign.hpp"
 
 #include "Listening/State.hpp"
-#include "Listening/StateCompound.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
 #include "Base/Console.hpp"
@@ -10,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 void UniqueObs::push_back(const PhaseValues& p) {
     instant = p.settled;
@@ -40,7 +38,6 @@ CadAlign::CadAlign(std::string name)
     attack_bands.reserve(128);
     attack_weights.reserve(256);
     setAnalysis(samplerate, nfft, hop);
-    if (std::getenv("CAD_DEBUG_TRACE")) print_enabled = true; // DEBUG-REMOVE
 }
 
 CadAlign::~CadAlign() = default;
@@ -54,6 +51,7 @@ void CadAlign::setPointers(const std::map<std::string, int>* in, t_tempo* tempo)
     if (const int a = AUDIO_input(); a >= 0) inlet_kinds.try_emplace(a, INLET_KIND_AUDIO);
     if (chain) chain->initStates();
     relocator.reset(0);
+    note_heard = false;
     pedal_history.clear();
     for (const auto& [inlet, kind] : inlet_kinds) {
         std::vector<float>& v = observations[inlet];
@@ -77,7 +75,7 @@ void CadAlign::setScore(Score* s) {
             owned->loadScore(s);
         }
         chain = owned.get();
-        chain->decodingwin_length = decode_window_length;
+        chain->set_window_length(decode_window_length);
     }
     relocator.set_score(chain ? s : nullptr, AUDIO_input() >= 0 && audio_attacks);
     if (chain && StateChain::verbosity > 0)
@@ -100,7 +98,7 @@ void CadAlign::set_Position(int i) {
     inner_event = nullptr;
     if (!chain || !score) return;
     if (i < 0 || i >= static_cast<int>(score->events.size())) return;
-    chain->setPosition(score->events[static_cast<size_t>(i)]);
+    chain->setPosition(score->events[static_cast<size_t>(i)].get());
     relocator.reset(i);
 }
 
@@ -131,7 +129,7 @@ Decision CadAlign::Align(double now) {
     }
     const int midi = MIDI_input();
     if (midi >= 0 && inlets->size() > 1) observations[midi].clear();
-    if (midi >= 0 && !any_note_sounding() && !listen_through_silence) align_on = false;
+    if (midi >= 0 && !any_note_sounding() && !(listen_through_silence && note_heard)) align_on = false;
     heard.advance(hop / samplerate);
     ++frame_counter;
     return decision;
@@ -264,21 +262,21 @@ Decision CadAlign::Decode(double now) {
     return d;
 }
 
-// The time of the earliest attack of the frame on a pitch the state strikes
-// (MIDI notes carry their own times); the step's time otherwise.
+// By MIDI, the earliest strike of the state's pitches within the last
+// `kStrikeReach` seconds: the decision may come a frame or two after the
+// notes that make it (frames are clocked by the hop), and a chord's notes
+// are spread. The step's time when none of its pitches was struck then.
+constexpr double kStrikeReach = 0.05;
+
 double CadAlign::onset_time_of(State* s, double now) const {
     if (AUDIO_input() >= 0) return now - onset_lag;
-    const std::vector<int>& notes = heard.attacks();
-    const std::vector<double>& times = heard.attack_times();
     const State* inner = s ? s->bestState() : nullptr;
-    if (!inner || notes.empty()) return now;
+    if (!inner) return now;
     double first = now;
-    const std::vector<float>& pitches = inner->pitchclass.pitches;
-    for (size_t i = 0; i < notes.size(); ++i) {
-        for (float p : pitches) {
-            const double m = p > 127 ? p / 100.0 : p;
-            if (std::lround(m) == notes[i]) first = std::min(first, times[i]);
-        }
+    for (float p : inner->pitchclass.pitches) {
+        const double m = p > 127 ? p / 100.0 : p;
+        const double t = heard.struck_at(static_cast<int>(std::lround(m)));
+        if (t >= now - kStrikeReach) first = std::min(first, t);
     }
     return first;
 }
@@ -327,28 +325,13 @@ void CadAlign::log_onset(const Decision& d) const {
     post("    \t  local_Nt is %.5f", chain->N_t.empty() ? 0.0 : chain->N_t.back());
 }
 
-// One line per frame: frame, position, normaliser, and the window.
+// One line per frame: frame, time, position, normaliser, the frame's
+// attacks, and the states of the window that hold mass.
 void CadAlign::print_inference() {
     if (!trace.is_open()) trace.open("/tmp/cadenzium.inference.txt");
     trace << frame_counter << ' ' << last_time << ' ' << accepted << ' '
           << (chain->N_t.empty() ? 0.0 : chain->N_t.back()) << " att=" << heard.attacks().size();
-    for (const State* s : chain->window()) {
+    for (const State* s : chain->window())
         if (s->ForwardLast > 1e-3) trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
-        if (std::getenv("CAD_DEBUG_SUB") && s->ForwardLast > 1e-3)
-            if (auto* a = dynamic_cast<const StateAggregateSM*>(s))
-            {
-                trace << "[s" << a->semi->ForwardLast << " m" << a->markov->ForwardLast << " in" << a->semi->StateIns.back() << "]";
-                if (std::getenv("CAD_DEBUG_U") && s->event->index() == std::atoi(std::getenv("CAD_DEBUG_U"))) {
-                    trace << "\n   u:";
-                    for (size_t u = 0; u < a->semi->obsCumNorm.size() && u < a->semi->StateIns.size(); ++u)
-                        trace << " " << u << "=" << a->semi->obsCumNorm[u] << "*" << a->semi->StateIns.back(u);
-                    trace << "\n   hist:";
-                    const Observation* o = a->semi->obs;
-                    for (size_t u = 0; u < 14 && u < o->size(); ++u)
-                        trace << " " << u << "=(" << o->entry.back(u) << "," << o->early.back(u) << "," << o->settled.back(u) << ")/" << (u ? chain->N_t.back(u-1) : 1.0);
-                    trace << "\n";
-                }
-            }
-    }
-    trace << std::endl;
+    trace << '\n';
 }

@@ -114,6 +114,10 @@ public:
     // The number of the "MIDI" inlet, or -1.
     int MIDI_input() const;
     int AUDIO_input() const;
+    // Listening to MIDI with every note released: until the next note,
+    // steps only let what was heard fade, or (listening through silence)
+    // let time pass in the rests.
+    bool waiting_for_notes() const { return MIDI_input() >= 0 && !any_note_sounding(); }
     // The raw input of an inlet for this frame (no allocation once the
     // inlet has been seen).
     void set_observation(int inlet, const float* values, int n);
@@ -283,9 +287,11 @@ public:
     // the window.
     Relocator relocator;
     bool relocation = false;
-    // By MIDI, frames go on while no note sounds (time passes in rests)
-    // instead of the machine standing still until the next note-on.
+    // By MIDI, once the first note has come, frames go on while no note
+    // sounds (time passes in rests) instead of the machine standing still
+    // until the next note-on. Before the first note it waits.
     bool listen_through_silence = false;
+    bool note_heard = false;
     // Whether the sustain pedal keeps released notes on in what is heard.
     bool hear_pedal = true;
     bool align_on = true;

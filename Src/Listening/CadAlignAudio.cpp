@@ -88,7 +88,7 @@ void CadAlign::rebuild_stale_templates() {
 void CadAlign::set_harmlist(const std::vector<double>& list) {
     harmlist = list;
     invalidate_templates();
-    post("%s - harmonics list changed", name());
+    inform("%s - harmonics list changed", name());
 }
 
 void CadAlign::cadenzium_variance(double v) {
@@ -101,7 +101,7 @@ void CadAlign::cadenzium_variance(double v) {
 
 void CadAlign::gamma_set(double g) {
     gamma = g;
-    post("%s - Boltzmann temperature is set to %f.", name(), g);
+    inform("%s - Boltzmann temperature is set to %f.", name(), g);
 }
 
 void CadAlign::tuning_set(double hz) {
@@ -124,7 +124,7 @@ void CadAlign::observation_kl_mode(int mode) {
         return;
     }
     KL_mode = mode;
-    post("%s - Observer - KL mode is %s.", name(), mode_name);
+    inform("%s - Observer - KL mode is %s.", name(), mode_name);
 }
 
 void CadAlign::set_piano_mode(bool on) {

@@ -98,6 +98,7 @@ void CadAlign::MIDI_prepareObs(double now) {
         if (bin >= 0 && velocity > 0) {
             midi_active[static_cast<size_t>(bin)] = 1.0f;
             heard.note_on(bin, static_cast<int>(std::lround(pitch)), now);
+            note_heard = true;
         }
         align_on = true;
         silence_prob = 1e-12f;
@@ -114,7 +115,7 @@ void CadAlign::MIDI_control(int number, int value) {
 
 void CadAlign::midi_envelope_set(double release_ms, double sustain_level, double sustain_ms) {
     heard.set_envelope(release_ms, sustain_level, sustain_ms);
-    post("%s - MIDI observation: release %.0f ms, sustain level %.2f reached in %.0f ms.", name(),
+    inform("%s - MIDI observation: release %.0f ms, sustain level %.2f reached in %.0f ms.", name(),
          heard.release_time(), heard.sustain(), heard.sustain_time());
 }
 

@@ -22,25 +22,25 @@ void CadAlign::inference_decode_window_length(int n) {
     if (n < 1) return;
     const int old = decode_window_length;
     decode_window_length = n;
-    if (chain) chain->decodingwin_length = n;
-    post("%s - Inference - Decode window length set to %i (was %i).", name(), n, old);
+    if (chain) chain->set_window_length(n);
+    inform("%s - Inference - Decode window length set to %i (was %i).", name(), n, old);
 }
 
 void CadAlign::inference_occupancymodel_set(double d) {
     const double old = StateChain::occupancyModel;
     StateChain::occupancyModel = d;
-    post("%s - Inference - Occupancy distribution model parameter set to %f (was %f).", name(), d, old);
+    inform("%s - Inference - Occupancy distribution model parameter set to %f (was %f).", name(), d, old);
 }
 
 void CadAlign::inference_rubato(int on) {
     if (on == 1) {
         StateChain::occupancyModel = 0.86;
         StateChain::probaMarkov = 0.9;
-        post("%s - Rubato mode is ON", name());
+        inform("%s - Rubato mode is ON", name());
     } else if (on == 0) {
         StateChain::occupancyModel = 0.5;
         StateChain::probaMarkov = 0.85;
-        post("%s - Rubato mode is OFF", name());
+        inform("%s - Rubato mode is OFF", name());
     }
 }
 
@@ -51,7 +51,7 @@ void CadAlign::inference_dummysilences_set(double d) {
     }
     const double old = StateChain::probaMarkov;
     StateChain::probaMarkov = d;
-    post("%s - Inference - Dummy silence self-transition probability set to %f (was %f).", name(), d, old);
+    inform("%s - Inference - Dummy silence self-transition probability set to %f (was %f).", name(), d, old);
 }
 
 void CadAlign::inference_version_set(int n) {
@@ -61,7 +61,7 @@ void CadAlign::inference_version_set(int n) {
     }
     const int old = StateChain::INFERENCE_VERSION;
     StateChain::INFERENCE_VERSION = n;
-    post("%s - Inference - Version set to %i (was %i).", name(), n, old);
+    inform("%s - Inference - Version set to %i (was %i).", name(), n, old);
 }
 
 void CadAlign::inference_common_transition(double d) {
@@ -71,19 +71,19 @@ void CadAlign::inference_common_transition(double d) {
     }
     const double old = StateChain::common_transition;
     StateChain::common_transition = d;
-    post("%s - Inference - Common transition probability set to %.2e (was %.2e).", name(), d, old);
+    inform("%s - Inference - Common transition probability set to %.2e (was %.2e).", name(), d, old);
 }
 
 void CadAlign::inference_dummy_observations(int on) {
     dummy_observations = on;
-    post("%s - Inference - Dummy observations are %s.", name(),
+    inform("%s - Inference - Dummy observations are %s.", name(),
          on ? "ON (following on durations alone)" : "OFF");
 }
 
 void CadAlign::inference_print_enable(int on) {
     print_enabled = on != 0;
     if (!print_enabled && trace.is_open()) trace.close();
-    post("%s - Inference - Printing of inference traces %s.", name(), print_enabled ? "ON" : "OFF");
+    inform("%s - Inference - Printing of inference traces %s.", name(), print_enabled ? "ON" : "OFF");
 }
 
 void CadAlign::set_nofharm(int n) {
@@ -122,7 +122,7 @@ double CadAlign::score_tempo_ratio(int i) const {
 }
 
 float CadAlign::FrameDurationFloat(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return FrameDurationFloat(e, e->beat_duration() * score_tempo_ratio(i));
 }
 
@@ -131,7 +131,7 @@ int CadAlign::FrameDuration(int i) const {
 }
 
 float CadAlign::IOIFrameDurationFloat(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return FrameDurationFloat(e, e->IOI_beat_duration() * score_tempo_ratio(i));
 }
 
@@ -140,17 +140,18 @@ int CadAlign::IOIFrameDuration(int i) const {
 }
 
 double CadAlign::SecondsDuration(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return e->beat_duration() * score_tempo_ratio(i) * beat_period(e);
 }
 
 double CadAlign::IOISecondsDuration(int i) const {
-    const Event* e = score->events.at(static_cast<size_t>(i));
+    const Event* e = score->events.at(static_cast<size_t>(i)).get();
     return e->IOI_beat_duration() * score_tempo_ratio(i) * beat_period(e);
 }
 
 int CadAlign::eventToIndex(const Event* e) const {
     if (!score || !e) return -1;
-    const auto it = std::find(score->events.begin(), score->events.end(), e);
+    const auto it = std::find_if(score->events.begin(), score->events.end(),
+                                 [e](const std::unique_ptr<Event>& owned) { return owned.get() == e; });
     return it == score->events.end() ? -1 : static_cast<int>(it - score->events.begin());
 }

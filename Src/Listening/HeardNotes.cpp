@@ -11,6 +11,7 @@ HeardNotes::HeardNotes(int bins)
     live.reserve(static_cast<size_t>(bins));
     fresh.reserve(static_cast<size_t>(bins));
     fresh_times.reserve(static_cast<size_t>(bins));
+    last_strike.fill(NEVER);
 }
 
 void HeardNotes::set_envelope(double release, double sustain, double sustain_time) {
@@ -24,6 +25,7 @@ void HeardNotes::note_on(int bin, int note, double time) {
         fresh.push_back(note);
         fresh_times.push_back(time);
     }
+    if (note >= 0 && note < 128) last_strike[static_cast<size_t>(note)] = time;
     if (bin < 0 || bin >= static_cast<int>(level.size())) return;
     const auto i = static_cast<size_t>(bin);
     if (!listed[i]) live.push_back(bin);
@@ -94,6 +96,7 @@ void HeardNotes::clear() {
     live.clear();
     fresh.clear();
     fresh_times.clear();
+    last_strike.fill(NEVER);
     pedal_held = false;
 }
 

@@ -17,6 +17,7 @@
 // note keeps sounding as if held, until the pedal is lifted.
 #pragma once
 
+#include <array>
 #include <bitset>
 #include <vector>
 
@@ -53,6 +54,11 @@ public:
     // The MIDI numbers struck since the last frame, in order, and when.
     const std::vector<int>& attacks() const { return fresh; }
     const std::vector<double>& attack_times() const { return fresh_times; }
+    // When MIDI note `note` was last struck (-infinity: not yet).
+    double struck_at(int note) const {
+        return note >= 0 && note < 128 ? last_strike[static_cast<size_t>(note)] : NEVER;
+    }
+    static constexpr double NEVER = -1e300;
 
     // sum(level * templ) over the bins heard, divided by the larger of
     // `positive` (the template's pitch count) and the total level, floored
@@ -82,6 +88,7 @@ private:
     std::vector<int> live;
     std::vector<int> fresh;
     std::vector<double> fresh_times;
+    std::array<double, 128> last_strike;
     // Released while the pedal was down: still sounding.
     std::vector<char> pedalled;
     bool pedal_held = false;

@@ -39,13 +39,14 @@ inline double normalised(const History& h, const History& N, std::size_t v) {
 // after the entry, so early) and moves frame t - u - 1 + early_frames from
 // early to settled; when the phases agree the ratio is exactly 1, and the
 // products are those of a single history.
-void Observation::stays(const History& N, int u_max, int early_frames, std::vector<double>& out) const {
+void Observation::stays(const History& N, int u_max, int early_frames, BoundedRow& out) const {
     if (entry.empty()) {
         out.clear();
         return;
     }
     const std::size_t reach = std::min(entry.size(), N.size() + 1);
-    const std::size_t n = std::max<std::size_t>(1, std::min<std::size_t>(std::max(u_max, 1), reach));
+    const std::size_t n =
+        std::min(out.bound(), std::max<std::size_t>(1, std::min<std::size_t>(std::max(u_max, 1), reach)));
     const std::size_t K = static_cast<std::size_t>(std::max(early_frames, 1));
     out.resize(n);
     double R = 1.0;

@@ -9,6 +9,7 @@
 // settled phase after them.
 #pragma once
 
+#include "Listening/BoundedRow.hpp"
 #include "Listening/History.hpp"
 
 #include <vector>
@@ -40,8 +41,8 @@ public:
     // previous frame's). The first `early_frames` frames after the entry
     // read the early phase. Writes min(u_max, what the histories hold)
     // values, at least one; a product that overflows keeps its last finite
-    // value. No allocation once `out` has held u_max values.
-    void stays(const History& N, int u_max, int early_frames, std::vector<double>& out) const;
+    // value, at most out.bound(). No allocation once `out` has storage.
+    void stays(const History& N, int u_max, int early_frames, BoundedRow& out) const;
 
     History entry;
     History early;

@@ -27,7 +27,8 @@ int StateChain::back_reach = 0;
 
 StateChain::StateChain(Score* s, CadAlign* a)
     : score(s)
-    , align(a) {}
+    , align(a)
+    , stay_buffers(STAY_SLOT) {}
 
 StateChain::~StateChain() {
     deleteStates();
@@ -57,16 +58,17 @@ void StateChain::loadScore(Score* s) {
     if (!s || s->CountEvents() < 1) return;
     const int n = static_cast<int>(s->events.size());
     for (int i = 0; i < n; ++i) {
-        Event* e = s->events[static_cast<size_t>(i)];
+        Event* e = s->events[static_cast<size_t>(i)].get();
         addEvent(e);
         if (i != 0 && e->withdummy() && i + 1 < n) addDummySilence(s, i);
     }
     // The end state listens for silence after the last event.
-    auto* end_state = new StateMarkov(s->events.back(), probaMarkov);
+    auto* end_state = new StateMarkov(s->events.back().get(), probaMarkov);
     end_state->pitchclass.pitches.clear();
     append_state(end_state);
     add_detours();
     reserve_window();
+    lend_buffers();
 }
 
 void StateChain::add_detours() {
@@ -171,12 +173,12 @@ State* StateChain::newStateFomEvent(Event* e) {
 
 // A silence that follows moves the dummy past itself instead.
 void StateChain::addDummySilence(Score* s, int i) {
-    Event* next = s->events[static_cast<size_t>(i + 1)];
+    Event* next = s->events[static_cast<size_t>(i + 1)].get();
     if (next->isSilence()) {
         next->withdummy(true);
         return;
     }
-    append_state(new StateDummyMarkov(s->events[static_cast<size_t>(i)], probaMarkov));
+    append_state(new StateDummyMarkov(s->events[static_cast<size_t>(i)].get(), probaMarkov));
 }
 
 void StateChain::removeDummyState() {
@@ -227,6 +229,56 @@ void StateChain::reserve_window() {
     decode_window.reserve(size() + 2);
     old_window.reserve(size() + 2);
     jump_states.reserve(16);
+}
+
+namespace {
+
+// The semi-Markov states within `s`, each told to borrow from `pool`.
+int lend_to_states(State* s, BufferPool& pool, std::vector<StateRecursion*>& scratch) {
+    scratch.clear();
+    s->recursion_states(scratch);
+    int count = 0;
+    for (StateRecursion* r : scratch) {
+        auto* semi = dynamic_cast<StateSemiMarkov*>(r);
+        if (!semi) continue;
+        semi->lend_from(&pool);
+        ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+// The window holds at most `decodingwin_length` consecutive states and the
+// targets of jumps: the slots are the most semi-Markov states any such
+// stretch holds, those of every jump target, and a margin.
+void StateChain::lend_buffers() {
+    std::vector<StateRecursion*> scratch;
+    std::vector<int> counts;
+    counts.reserve(size());
+    for (State* s : *this)
+        counts.push_back(lend_to_states(s, stay_buffers, scratch));
+    const size_t L = static_cast<size_t>(std::max(decodingwin_length, 1));
+    int stretch = 0;
+    int fullest = 0;
+    for (size_t k = 0; k < counts.size(); ++k) {
+        stretch += counts[k];
+        if (k >= L) stretch -= counts[k - L];
+        fullest = std::max(fullest, stretch);
+    }
+    int targets = 0;
+    for (State* s : *this) {
+        if (!score || !s->event) continue;
+        for (int t : score->find_jump(s->event->index()))
+            if (State* target = state_of(t)) targets += lend_to_states(target, stay_buffers, scratch);
+    }
+    constexpr int margin = 2;
+    stay_buffers.reserve(static_cast<size_t>(fullest + targets + margin));
+}
+
+void StateChain::set_window_length(int n) {
+    decodingwin_length = n;
+    lend_buffers();
 }
 
 // ---- position ----

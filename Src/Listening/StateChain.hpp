@@ -5,6 +5,7 @@
 // The parameters of inference are static: shared by all chains.
 #pragma once
 
+#include "Listening/BufferPool.hpp"
 #include "Listening/History.hpp"
 
 #include <deque>
@@ -106,6 +107,10 @@ public:
     // window alike: no position in reach is ever out of the question.
     static double reentry;
 
+    // Sets the decode window's length and makes room for what its states
+    // borrow.
+    void set_window_length(int n);
+
     State* best = nullptr;
     std::vector<State*> decode_window;
     int decodingwin_length = 21;
@@ -129,6 +134,9 @@ private:
     // `index` (the chain's size when there is none).
     int first_state_from(int index) const;
     void reserve_window();
+    // Lets the semi-Markov states borrow from the pool, and reserves as
+    // many slots as the fullest window can hold.
+    void lend_buffers();
     void refresh_membership();
     void reenter(std::span<State* const> states);
 
@@ -141,4 +149,8 @@ private:
     std::vector<State*> jump_states;
     // The state of each event of the score, by index.
     std::vector<State*> event_states;
+
+public:
+    // What the states of the window borrow (StateSemiMarkov::set_windowed).
+    BufferPool stay_buffers;
 };

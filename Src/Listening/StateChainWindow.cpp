@@ -32,7 +32,7 @@ void StateChain::follow_belief(Event* e) {
 
 void StateChain::relocate(int index, const Relocator& relocator) {
     if (!score || index < 0 || index >= static_cast<int>(score->events.size())) return;
-    updateDecodeWindow(score->events[static_cast<size_t>(index)]);
+    updateDecodeWindow(score->events[static_cast<size_t>(index)].get());
     const int span = std::max(relocator.settings.found_span, 1);
     double total = 0;
     for (int j = index; j < index + span && j < relocator.size(); ++j)

@@ -81,10 +81,10 @@ std::string StateCompound::toStringInference() const {
 
 StateGroup::StateGroup(Event* e, StateChain* chain)
     : StateCompound(e) {
-    const std::vector<Event*>* subs = e ? e->get_sub_events() : nullptr;
+    const EventList* subs = e ? e->get_sub_events() : nullptr;
     if (subs)
-        for (Event* sub : *subs)
-            addMicrostate(sub, chain);
+        for (const auto& sub : *subs)
+            addMicrostate(sub.get(), chain);
     best_sub = sub_states.empty() ? nullptr : sub_states.front();
     share_duration();
 }

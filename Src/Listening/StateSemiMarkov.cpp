@@ -1,5 +1,6 @@
 #include "Listening/StateSemiMarkov.hpp"
 
+#include "Listening/BufferPool.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
 #include "Base/Console.hpp"
@@ -43,7 +44,6 @@ void StateSemiMarkov::Observe(CadAlign& align) {
 // exist yet.
 void StateSemiMarkov::Observe(CadAlign& align, int u) {
     u_max = u;
-    if (obsCumNorm.capacity() < OBS_HISTORY) obsCumNorm.reserve(OBS_HISTORY);
     if (!obs || obs->empty()) {
         obsCumNorm.clear();
         return;
@@ -136,6 +136,23 @@ void StateSemiMarkov::deleteInference() {
     obsCumNorm.clear();
 }
 
+void StateSemiMarkov::set_windowed(bool on) {
+    StateRecursion::set_windowed(on);
+    if (!pool || on == (slot != nullptr)) return;
+    if (on) {
+        slot = pool->borrow();
+        if (!slot) return;
+        StateIns.attach(slot);
+        obsCumNorm.attach(slot + STATE_HISTORY);
+        return;
+    }
+    deleteInference();
+    StateIns.detach();
+    obsCumNorm.detach();
+    pool->give_back(slot);
+    slot = nullptr;
+}
+
 void StateSemiMarkov::assign_pitchclass(CadAlign* align) {
     obs = &align->insert_PitchClass_History(pitchclass);
 }
@@ -187,10 +204,10 @@ void StateSemiMarkovCompound::assign_pitchclass(CadAlign* align) {
 StateTrill::StateTrill(Event* e, StateChain* chain)
     : StateSemiMarkovCompound(e, &chain->N_t) {
     obs = &own_obs;
-    const std::vector<Event*>* subs = e ? e->get_sub_events() : nullptr;
+    const EventList* subs = e ? e->get_sub_events() : nullptr;
     if (!subs) return;
-    for (Event* sub : *subs)
-        addMicrostate(sub, chain);
+    for (const auto& sub : *subs)
+        addMicrostate(sub.get(), chain);
 }
 
 StateTrill::~StateTrill() {
@@ -205,8 +222,8 @@ void StateTrill::addMicrostate(Event* e, StateChain* chain) {
         return;
     }
     if (e->type() != 2 || !e->get_sub_events()) return;
-    for (Event* sub : *e->get_sub_events())
-        addMicrostate(sub, chain);
+    for (const auto& sub : *e->get_sub_events())
+        addMicrostate(sub.get(), chain);
 }
 
 void StateTrill::Observe(CadAlign& align) {

@@ -3,6 +3,7 @@
 // back over the frames since the possible entry times.
 #pragma once
 
+#include "Listening/BoundedRow.hpp"
 #include "Listening/History.hpp"
 #include "Listening/Observation.hpp"
 #include "Listening/State.hpp"
@@ -13,6 +14,11 @@
 // more for observation histories.
 constexpr std::size_t STATE_HISTORY = 1000;
 constexpr std::size_t OBS_HISTORY = 1001;
+// What a semi-Markov state borrows while it is in the decode window: its
+// entering mass and its look-back observations.
+constexpr std::size_t STAY_SLOT = STATE_HISTORY + OBS_HISTORY;
+
+class BufferPool;
 
 class StateSemiMarkov : public StateRecursion {
 public:
@@ -31,6 +37,11 @@ public:
     double get_obs() const override { return obs ? obs->newest() : 0; }
     void assign_pitchclass(CadAlign* align) override;
     bool hasObsHistory() const override { return true; }
+    // Entering the window borrows a slot of the pool for StateIns and
+    // obsCumNorm; leaving it forgets the inference and gives the slot back.
+    void set_windowed(bool on) override;
+    // The pool the state borrows from (null: storage of its own).
+    void lend_from(BufferPool* p) { pool = p; }
 
     // Four times the expected stay, cut to the histories available.
     int compute_u_max(const CadAlign& align);
@@ -41,11 +52,14 @@ public:
     // driver.
     Observation* obs = nullptr;
     History* N_t;
-    std::vector<double> obsCumNorm;
+    BoundedRow obsCumNorm{OBS_HISTORY};
     float u_max_factor = 4.0f;
     int u_max = 1;
 
 private:
+    BufferPool* pool = nullptr;
+    double* slot = nullptr;
+
     // The sums of ForwardLast and Forward over the first n look-back steps.
     void accumulate(size_t n, const double* survivor, const double* occupancy);
     void accumulate_checked(size_t n, const double* survivor, const double* occupancy);

@@ -10,7 +10,7 @@ namespace {
 
 const Event* event_at(const Score& score, int i) {
     if (i < 0 || i >= static_cast<int>(score.events.size())) return nullptr;
-    return score.events[static_cast<size_t>(i)];
+    return score.events[static_cast<size_t>(i)].get();
 }
 
 // Onsets come from a moving position, in a tempo the score lets float.
@@ -45,7 +45,7 @@ void TempoTracking::track_tempo_from_position_update(Score& score, t_tempo& temp
 
 // At the very start the tempo is that of the first event.
 void TempoTracking::start_tempo(Score& score, t_tempo& tempo) {
-    const Event* first = score.events.size() >= 2 ? score.events[1] : score.events[0];
+    const Event* first = (score.events.size() >= 2 ? score.events[1] : score.events[0]).get();
     tempo.TempoUpdate(std::fabs(first->ScoreTempo()));
 }
 

@@ -27,76 +27,69 @@ ExpVecList append_part(ParseDriver& driver, ExpVecList parts, ExpVec part, const
 
 ActionPtr make_message(ParseDriver& driver, MaxName receiver, ExpVecList parts, AttrVec attributes,
                        const yy::location& receiver_loc, const yy::location& loc) {
-    std::vector<ExpressionList> arguments;
-    for (ExpVec& part : parts)
-        arguments.push_back(release_expressions(std::move(part)));
-    if (arguments.empty()) {
+    if (parts.empty()) {
         empty_message(driver, receiver_loc);
-        arguments.push_back({new StringValue(std::string("Empty Message"))});
+        parts.push_back(expression_list(std::make_unique<StringValue>(std::string("Empty Message"))));
     }
-    return std::make_unique<Message>(driver.build(), receiver.name, receiver.computed.release(),
-                                     std::move(arguments), nullptr, release_attributes(std::move(attributes)),
-                                     &loc);
+    return std::make_unique<Message>(driver.build(), receiver.name, std::move(receiver.computed),
+                                     std::move(parts), nullptr, std::move(attributes), &loc);
 }
 
 ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, DurPtr delay,
                     AttrVec attributes, const yy::location& loc) {
     return std::make_unique<KillAction>(driver.build(), prefix + name, name, nullptr, delay.get(),
-                                        release_attributes(std::move(attributes)), &loc);
+                                        std::move(attributes), &loc);
 }
 
 ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
                        DurPtr delay, AttrVec attributes, const yy::location& loc) {
     return std::make_unique<KillActionOf>(driver.build(), prefix + name + "_of_" + of, name, of, nullptr,
-                                          nullptr, delay.get(), release_attributes(std::move(attributes)),
-                                          &loc);
+                                          nullptr, delay.get(), std::move(attributes), &loc);
 }
 
 ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
-                     ActionVec body, ExpPtr until, TimedEndValue timed_end, const yy::location& loc) {
-    return ActionPtr(Gfwd::make(driver.build(), name, delay.get(), release_attributes(std::move(attributes)),
-                                release_actions(std::move(body)), until.release(), timed_end.release(),
-                                &loc));
+                     ActionVec body, ExpPtr until, TimedEnd timed_end, const yy::location& loc) {
+    return Gfwd::make(driver.build(), name, delay.get(), std::move(attributes), std::move(body),
+                      std::move(until), std::move(timed_end), &loc);
 }
 
 namespace {
 
-CurveBreakpoint release_point(BreakPointValue& p) {
+CurveBreakpoint breakpoint(BreakPointValue& p) {
     CurveBreakpoint point;
     if (p.delay) point.delay = *p.delay;
-    point.values = release_expressions(std::move(p.values));
+    point.values = std::move(p.values);
     point.type = p.interpolation.type;
-    point.dynamic_type = p.interpolation.dynamic.release();
+    point.dynamic_type = std::move(p.interpolation.dynamic);
     return point;
 }
 
 } // namespace
 
 ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attributes, CurveLists lists,
-                     ExpPtr until, TimedEndValue timed_end, const yy::location& loc) {
+                     ExpPtr until, TimedEnd timed_end, const yy::location& loc) {
     std::vector<SeqContFunction> functions;
     for (CurveListValue& list : lists) {
         std::vector<CurveBreakpoint> points;
         for (BreakPointValue& p : list.points)
-            points.push_back(release_point(p));
-        functions.emplace_back(release_references(std::move(list.variables)), std::move(points));
+            points.push_back(breakpoint(p));
+        functions.emplace_back(std::move(list.variables), std::move(points));
     }
-    return std::make_unique<Curve>(driver.build(), name, nullptr, release_attributes(std::move(attributes)),
-                                   std::move(functions), until.release(), timed_end.release(), &loc);
+    return std::make_unique<Curve>(driver.build(), name, nullptr, std::move(attributes), std::move(functions),
+                                   std::move(until), std::move(timed_end), &loc);
 }
 
 ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
                             AttrVec attributes, const yy::location& loc) {
-    return ActionPtr(Curve::make_simple(driver.build(), release_expressions(std::move(message)), nullptr,
-                                        release_attributes(std::move(attributes)), from.release(),
-                                        to.release(), *duration, &loc));
+    return Curve::make_simple(driver.build(), std::move(message), nullptr, std::move(attributes),
+                              std::move(from), std::move(to), *duration, &loc);
 }
 
 ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const yy::location& loc) {
-    std::vector<Var*> list;
+    std::vector<VarPtr> list;
     std::vector<int> histories;
     for (auto& [var, history] : vars) {
-        list.push_back(var.release());
+        list.push_back(std::move(var));
         histories.push_back(history);
     }
     if (kind == 1)
@@ -108,42 +101,38 @@ ActionPtr make_switch(ParseDriver& driver, ExpPtr subject, AttrVec attributes, C
                       const yy::location& loc) {
     CaseList list;
     for (CaseValue& c : cases)
-        list.emplace_back(c.test.release(), release_actions(std::move(c.actions)));
-    return std::make_unique<SwitchAction>(driver.build(), subject.release(),
-                                          release_attributes(std::move(attributes)), std::move(list), &loc);
+        list.emplace_back(std::move(c.test), std::move(c.actions));
+    return std::make_unique<SwitchAction>(driver.build(), std::move(subject), std::move(attributes),
+                                          std::move(list), &loc);
 }
 
 ActionPtr make_let(ParseDriver& driver, ExpPtr target, ExpPtr value, AttrVec attributes,
                    const yy::location& loc) {
     return located(driver, loc, [&] {
-        return ActionPtr(make_let_assignment(driver.build(), target.release(), value.release(),
-                                             release_attributes(std::move(attributes)), &loc));
+        return make_let_assignment(driver.build(), std::move(target), std::move(value), std::move(attributes),
+                                   &loc);
     });
 }
 
 AttrPtr action_attribute(ParseDriver&, ActionPtr action) {
-    return std::make_unique<ActionAttribute>(action.release());
+    return std::make_unique<ActionAttribute>(std::move(action));
 }
 
 ActionPtr attribute_block(ParseDriver& driver, const char* name, ActionVec body, const yy::location& loc) {
-    return ActionPtr(Action::make_action_from_actionlist(driver.build(), anonymous_name(driver.build(), name, false), nullptr,
-                                                         nullptr, release_actions(std::move(body)), &loc,
-                                                         true));
+    return Action::make_action_from_actionlist(driver.build(), anonymous_name(driver.build(), name, false),
+                                               nullptr, {}, std::move(body), &loc, true);
 }
 
 ActionPtr make_patch(ParseDriver& driver, const std::string& name, AttrVec attributes, Equations equations,
                      const yy::location& loc) {
-    std::vector<DspEquation*> list;
-    for (EquationPtr& eq : equations)
-        list.push_back(eq.release());
-    return std::make_unique<DspPatch>(driver.build(), name, std::move(list),
-                                      release_attributes(std::move(attributes)), &loc);
+    return std::make_unique<DspPatch>(driver.build(), name, std::move(equations), std::move(attributes),
+                                      &loc);
 }
 
 EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string& node, StringList arguments,
                      const yy::location& loc) {
-    return std::make_unique<DspEquation>(driver.build(), std::move(outputs), node, std::move(arguments), nullptr,
-                                         &loc);
+    return std::make_unique<DspEquation>(driver.build(), std::move(outputs), node, std::move(arguments),
+                                         AttributeList{}, &loc);
 }
 
 ActionPtr single_equation(ParseDriver& driver, StringList outputs, const std::string& node,

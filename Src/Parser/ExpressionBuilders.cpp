@@ -11,28 +11,28 @@
 #include "Tree/TreeExpressions.hpp"
 
 ExpPtr make_var_expr(ParseDriver& driver, const std::string& name, const yy::location& loc) {
-    return ExpPtr(SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc)));
+    return SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc));
 }
 
 VarPtr make_var(ParseDriver& driver, const std::string& name, const yy::location& loc) {
-    return VarPtr(SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc)));
+    return SpecialVariable::make_variable(driver.eval(), name, driver.keep(loc));
 }
 
 ExpPtr fold(ExpPtr e) {
-    return ExpPtr(reduce_static(e.release()));
+    return reduce_static(std::move(e));
 }
 
 ExpPtr binary(ParseDriver& driver, e_binop op, ExpPtr left, ExpPtr right, const yy::location& loc) {
-    return std::make_unique<BinaryExpression>(op, left.release(), right.release(), driver.keep(loc));
+    return std::make_unique<BinaryExpression>(op, std::move(left), std::move(right), driver.keep(loc));
 }
 
 ExpPtr history_by_count(ParseDriver& driver, ExpPtr count, const std::string& var, const yy::location& loc) {
-    return std::make_unique<Var>(driver.eval(), var, count.release(), driver.keep(loc));
+    return std::make_unique<Var>(driver.eval(), var, std::move(count), driver.keep(loc));
 }
 
 ExpPtr history_by_date(ParseDriver& driver, ExpPtr date, duration_type unit, const std::string& var,
                        const yy::location& loc) {
-    return std::make_unique<Var>(driver.eval(), var, date.release(), unit, driver.keep(loc));
+    return std::make_unique<Var>(driver.eval(), var, std::move(date), unit, driver.keep(loc));
 }
 
 ExpPtr milliseconds(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
@@ -42,7 +42,7 @@ ExpPtr milliseconds(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
 DurPtr make_duration(ParseDriver& driver, ExpPtr e, int unit_token, const yy::location& loc) {
     if (unit_token == 2) e = milliseconds(driver, std::move(e), loc);
     const duration_type unit = unit_token == 0 ? DURATION_BEATS : DURATION_SECONDS;
-    return std::make_unique<CadDuration>(e.release(), unit);
+    return std::make_unique<CadDuration>(std::move(e), unit);
 }
 
 ExpPtr symbol(const std::string& name) {
@@ -50,74 +50,65 @@ ExpPtr symbol(const std::string& name) {
 }
 
 ExpPtr map_definition(ParseDriver& driver, ExpPairs pairs, bool interpolated, const yy::location& loc) {
-    KeyValueList list;
-    for (ExpPair& p : pairs)
-        list.emplace_back(p.first.release(), p.second.release());
-    if (interpolated) return std::make_unique<InterpolatedMapDefinition>(std::move(list), driver.keep(loc));
-    return std::make_unique<MapDefinition>(std::move(list), driver.keep(loc));
+    if (interpolated) return std::make_unique<InterpolatedMapDefinition>(std::move(pairs), driver.keep(loc));
+    return std::make_unique<MapDefinition>(std::move(pairs), driver.keep(loc));
 }
 
 ExpPtr comprehension_over(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr set, ExpPair step_guard,
                           const yy::location& loc) {
-    // A step has no meaning over a tab or a count.
-    step_guard.first.reset();
-    return ExpPtr(TabComprehension::make_over(driver.eval(), var.release(), set.release(), body.release(),
-                                              step_guard.second.release(), driver.keep(loc)));
+    // A step has no meaning over a tab or a count: it is dropped.
+    return TabComprehension::make_over(driver.eval(), std::move(var), std::move(set), std::move(body),
+                                       std::move(step_guard.second), driver.keep(loc));
 }
 
 ExpPtr comprehension_range(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr from, ExpPtr to,
                            ExpPair step_guard, const yy::location& loc) {
-    return ExpPtr(TabComprehension::make_range(driver.eval(), var.release(), from.release(), to.release(),
-                                               step_guard.first.release(), body.release(),
-                                               step_guard.second.release(), driver.keep(loc)));
+    return TabComprehension::make_range(driver.eval(), std::move(var), std::move(from), std::move(to),
+                                        std::move(step_guard.first), std::move(body),
+                                        std::move(step_guard.second), driver.keep(loc));
 }
 
 ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, const yy::location& loc) {
-    std::vector<WithExpression::Binding> list;
-    for (Binding& b : bindings)
-        list.emplace_back(b.first.release(), b.second.release());
-    return std::make_unique<WithExpression>(std::move(list), body.release(), driver.keep(loc));
+    return std::make_unique<WithExpression>(std::move(bindings), std::move(body), driver.keep(loc));
 }
 
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
-    Action* action =
-        Gfwd::make(driver.build(), "", nullptr, nullptr, release_actions(std::move(body)), nullptr, {}, &loc);
-    return std::make_unique<ActionAsExpression>(driver.eval(), action, driver.keep(loc));
+    ActionPtr action = Gfwd::make(driver.build(), "", nullptr, {}, std::move(body), nullptr, {}, &loc);
+    return std::make_unique<ActionAsExpression>(driver.eval(), std::move(action), driver.keep(loc));
 }
 
 ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc) {
     const yy::location* where = driver.keep(loc);
-    return std::make_unique<DotExpression>(driver.eval(), left.release(), new Var(driver.eval(), var, where),
-                                           where);
+    return std::make_unique<DotExpression>(driver.eval(), std::move(left),
+                                           std::make_unique<Var>(driver.eval(), var, where), where);
 }
 
 ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc) {
     GlobalEnvironment* env = driver.eval() ? driver.eval()->global_env() : nullptr;
-    return std::make_unique<CallExpression>(function.release(), release_expressions(std::move(args)), env,
-                                            driver.keep(loc));
+    return std::make_unique<CallExpression>(std::move(function), std::move(args), env, driver.keep(loc));
 }
 
 ExpPtr history(ParseDriver& driver, VarPtr var, int which, bool as_map, const yy::location& loc) {
-    return std::make_unique<VarHistories>(var.release(), static_cast<VarHistories::Which>(which), as_map,
+    return std::make_unique<VarHistories>(std::move(var), static_cast<VarHistories::Which>(which), as_map,
                                           driver.keep(loc));
 }
 
 ExpPtr tab(ParseDriver& driver, ExpVec elements, const yy::location& loc) {
-    return std::make_unique<TabDefinition>(release_expressions(std::move(elements)), driver.keep(loc));
+    return std::make_unique<TabDefinition>(std::move(elements), driver.keep(loc));
 }
 
 ExpPtr negated(ParseDriver& driver, ExpPtr e, const yy::location& loc) {
-    return std::make_unique<UnaryExpression>(OP_NEG, e.release(), driver.keep(loc));
+    return std::make_unique<UnaryExpression>(OP_NEG, std::move(e), driver.keep(loc));
 }
 
 // ---- NIM breakpoints ----
 
 NimPointPtr nim_point(ExpPtr abscissa, ExpPtr start, ExpPtr value, ExpPtr tween) {
     auto p = std::make_unique<NimPoint>();
-    p->abscissa = abscissa.release();
-    p->start = start.release();
-    p->value = value.release();
-    p->tween = tween.release();
+    p->abscissa = std::move(abscissa);
+    p->start = std::move(start);
+    p->value = std::move(value);
+    p->tween = std::move(tween);
     return p;
 }
 
@@ -125,18 +116,17 @@ NimPointPtr nim_shape(NimPoint::Shape shape, int count, ExpPtr a, ExpPtr b, ExpP
     auto p = std::make_unique<NimPoint>();
     p->shape = shape;
     p->count = count;
-    p->abscissa = a.release();
-    p->value = b.release();
-    p->extra = c.release();
+    p->abscissa = std::move(a);
+    p->value = std::move(b);
+    p->extra = std::move(c);
     return p;
 }
 
 NimListPtr nim_list(ExpPtr x0, ExpPtr y0, NimPoints points) {
     auto list = std::make_unique<NimList>();
-    list->x0 = x0.release();
-    list->y0 = y0.release();
-    for (NimPointPtr& p : points)
-        list->points.push_back(p.release());
+    list->x0 = std::move(x0);
+    list->y0 = std::move(y0);
+    list->points = std::move(points);
     return list;
 }
 

@@ -6,76 +6,12 @@
 
 #include <sstream>
 
-std::vector<Pitch*>* release_pitches(PitchList list) {
-    auto* out = new std::vector<Pitch*>;
-    out->reserve(list.size());
-    for (PitchPtr& p : list)
-        out->push_back(p.release());
-    return out;
-}
-
-std::vector<std::vector<Pitch*>*>* release_trill(TrillList list) {
-    auto* out = new std::vector<std::vector<Pitch*>*>;
-    for (PitchList& element : list)
-        out->push_back(release_pitches(std::move(element)));
-    return out;
-}
-
-std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element) {
-    return {release_pitches(std::move(element.first)), element.second};
-}
-
-std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list) {
-    auto* out = new std::vector<std::pair<std::vector<Pitch*>*, bool>>;
-    for (MultiElement& element : list)
-        out->push_back(release_element(std::move(element)));
-    return out;
-}
-
-AttributeList* release_attributes(AttrVec list) {
-    auto* out = new AttributeList;
-    for (AttrPtr& a : list)
-        out->push_back(a.release());
-    return out;
-}
-
-ExpressionList release_expressions(ExpVec list) {
-    ExpressionList out;
-    out.reserve(list.size());
-    for (ExpPtr& e : list)
-        out.push_back(e.release());
-    return out;
-}
-
-ExpressionList* release_expression_list(ExpVec list) {
-    return new ExpressionList(release_expressions(std::move(list)));
-}
-
-ActionList* release_actions(ActionVec list) {
-    auto* out = new ActionList;
-    for (ActionPtr& a : list)
-        if (a) out->push_back(a.release());
-    return out;
-}
-
-std::vector<Var*> release_vars(VarVec list) {
-    std::vector<Var*> out;
-    out.reserve(list.size());
-    for (VarPtr& v : list)
-        out.push_back(v.release());
-    return out;
-}
-
-TimedEnd TimedEndValue::release() {
-    return {count.release(), duration.release()};
-}
-
 void report_place(ParseDriver& driver, const yy::location& loc) {
     driver.report_location(loc);
 }
 
 PitchPtr named_pitch(ParseDriver& driver, const std::string& name, bool tied, const yy::location& loc) {
-    return located(driver, loc, [&] { return PitchPtr(Pitch::from_name(name, tied, loc)); });
+    return located(driver, loc, [&] { return Pitch::from_name(name, tied, loc); });
 }
 
 void end_event(ParseDriver& driver) {
@@ -131,17 +67,14 @@ ActionVec append_action(ActionVec list, ActionPtr action) {
 }
 
 ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c) {
-    return {a.release(), b.release(), c.release()};
+    return expression_list(std::move(a), std::move(b), std::move(c));
 }
 
-ExpressionList* strategy_list(ExpVec events) {
+ExpressionListPtr strategy_list(ExpVec events) {
     if (events.empty()) return nullptr;
-    return release_expression_list(std::move(events));
+    return event_list(std::move(events));
 }
 
-std::vector<Reference*> release_references(RefVec list) {
-    std::vector<Reference*> out;
-    for (RefPtr& r : list)
-        out.push_back(r.release());
-    return out;
+ExpressionListPtr event_list(ExpVec events) {
+    return std::make_unique<ExpressionList>(std::move(events));
 }

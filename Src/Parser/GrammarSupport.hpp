@@ -1,18 +1,24 @@
 // The semantic values of the grammar and small helpers of its actions, kept
 // out of the grammar file. Values own what they hold, so a syntax error in
-// the middle of a rule leaks nothing; the builders of the tree take plain
-// pointers, released from these at the last moment.
+// the middle of a rule leaks nothing; they are the tree's own owning types,
+// moved into the nodes as they are built.
 #pragma once
 
 #include "Base/Console.hpp"
+#include "Exp/Containers.hpp"
 #include "Exp/Nim.hpp"
 #include "Exp/NimDefinition.hpp"
 #include "Exp/Var.hpp"
+#include "Exp/With.hpp"
 #include "Tree/Action.hpp"
+#include "Tree/ActionAttributes.hpp"
 #include "Tree/Attributes.hpp"
 #include "Tree/Bloc.hpp"
+#include "Tree/Compound.hpp"
+#include "Tree/Curve.hpp"
 #include "Tree/DspActions.hpp"
 #include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
 
 #include <memory>
 #include <string>
@@ -21,28 +27,19 @@
 
 class ParseDriver;
 
-using PitchPtr = std::unique_ptr<Pitch>;
-using PitchList = std::vector<PitchPtr>;
-using MultiElement = std::pair<PitchList, bool>;
-using MultiList = std::vector<MultiElement>;
-using TrillList = std::vector<PitchList>;
-using AttrPtr = std::unique_ptr<Attribute>;
-using AttrVec = std::vector<AttrPtr>;
+using AttrVec = AttributeList;
 using StringList = std::vector<std::string>;
 
-using ExpPtr = std::unique_ptr<Expression>;
-using ExpVec = std::vector<ExpPtr>;
+using ExpVec = ExpressionList;
 using ExpVecList = std::vector<ExpVec>;
-using VarPtr = std::unique_ptr<Var>;
 using VarVec = std::vector<VarPtr>;
 using RefPtr = std::unique_ptr<Reference>;
-using RefVec = std::vector<RefPtr>;
+using RefVec = ReferenceList;
 using DurPtr = std::unique_ptr<CadDuration>;
-using ActionPtr = std::unique_ptr<Action>;
-using ActionVec = std::vector<ActionPtr>;
+using ActionVec = ActionList;
 using ExpPair = std::pair<ExpPtr, ExpPtr>;
-using ExpPairs = std::vector<ExpPair>;
-using Binding = std::pair<VarPtr, ExpPtr>;
+using ExpPairs = KeyValueList;
+using Binding = WithExpression::Binding;
 using Bindings = std::vector<Binding>;
 using Declared = std::vector<std::pair<VarPtr, int>>;
 using NimPointPtr = std::unique_ptr<NimPoint>;
@@ -50,13 +47,6 @@ using NimPoints = std::vector<NimPointPtr>;
 using NimListPtr = std::unique_ptr<NimList>;
 using EquationPtr = std::unique_ptr<DspEquation>;
 using Equations = std::vector<EquationPtr>;
-
-// "during [...]": a count or a duration.
-struct TimedEndValue {
-    ExpPtr count;
-    DurPtr duration;
-    TimedEnd release();
-};
 
 // One "case e: actions" of a switch.
 struct CaseValue {
@@ -91,16 +81,6 @@ struct CurveListValue {
     BreakPoints points;
 };
 using CurveLists = std::vector<CurveListValue>;
-
-std::vector<Pitch*>* release_pitches(PitchList list);
-std::vector<std::vector<Pitch*>*>* release_trill(TrillList list);
-std::pair<std::vector<Pitch*>*, bool> release_element(MultiElement element);
-std::vector<std::pair<std::vector<Pitch*>*, bool>>* release_multi(MultiList list);
-AttributeList* release_attributes(AttrVec list);
-ExpressionList release_expressions(ExpVec list);
-ExpressionList* release_expression_list(ExpVec list);
-ActionList* release_actions(ActionVec list);
-std::vector<Var*> release_vars(VarVec list);
 
 // Shows the place `loc` after an error of a builder.
 void report_place(ParseDriver& driver, const yy::location& loc);
@@ -163,8 +143,9 @@ ExpVecList single_part(ExpVec part);
 ActionVec append_action(ActionVec list, ActionPtr action);
 ExpressionList three(ExpPtr a, ExpPtr b, ExpPtr c);
 // The events of "@tight := {...}"; null when none is given.
-ExpressionList* strategy_list(ExpVec events);
-std::vector<Reference*> release_references(RefVec list);
+ExpressionListPtr strategy_list(ExpVec events);
+// The events of "@target {...}" and "@tempo := {...}".
+ExpressionListPtr event_list(ExpVec events);
 
 // ---- more expressions ----
 ExpPtr call(ParseDriver& driver, ExpPtr function, ExpVec args, const yy::location& loc);
@@ -189,9 +170,9 @@ ActionPtr make_kill(ParseDriver& driver, const char* prefix, std::string name, D
 ActionPtr make_kill_of(ParseDriver& driver, const char* prefix, std::string name, std::string of,
                        DurPtr delay, AttrVec attributes, const yy::location& loc);
 ActionPtr make_group(ParseDriver& driver, const std::string& name, DurPtr delay, AttrVec attributes,
-                     ActionVec body, ExpPtr until, TimedEndValue timed_end, const yy::location& loc);
+                     ActionVec body, ExpPtr until, TimedEnd timed_end, const yy::location& loc);
 ActionPtr make_curve(ParseDriver& driver, const std::string& name, AttrVec attributes, CurveLists lists,
-                     ExpPtr until, TimedEndValue timed_end, const yy::location& loc);
+                     ExpPtr until, TimedEnd timed_end, const yy::location& loc);
 ActionPtr make_simple_curve(ParseDriver& driver, ExpVec message, ExpPtr from, ExpPtr to, DurPtr duration,
                             AttrVec attributes, const yy::location& loc);
 ActionPtr make_declaration(ParseDriver& driver, int kind, Declared vars, const yy::location& loc);

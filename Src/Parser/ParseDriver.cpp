@@ -51,7 +51,7 @@ Reading read_score_text(const std::string& text, const ReadSetup& setup, const s
 
 ParseDriver::ParseDriver(Score& s)
     : score(&s)
-    , current_event(s.events.back()) {}
+    , current_event(s.events.back().get()) {}
 
 ParseDriver::~ParseDriver() = default;
 
@@ -123,7 +123,7 @@ bool ParseDriver::finalize() {
     DiagnosticScope gathering(finalizing);
     score->finalizeIOI();
     score->finalize_events();
-    for (Event* e : score->events)
+    for (const auto& e : score->events)
         if (Action* a = e->action()) a->compute_and_propage({}, score);
     if (!finalizing.ok()) return false;
     return Anchor::check_all_references(*score, true);
@@ -188,8 +188,7 @@ void ParseDriver::error(const std::string& message) {
     ::error("Parser error: %s", message.c_str());
 }
 
-void ParseDriver::set_static_bpm(Expression* e, const yy::location& loc, bool modulate) {
-    std::unique_ptr<Expression> owned(e);
+void ParseDriver::set_static_bpm(ExpPtr e, const yy::location& loc, bool modulate) {
     const std::string text = e ? e->show() : "";
     ScoreEval known = e ? e->eval_in_score() : ScoreEval{VARIABILITY_DYNAMIC, undef_value()};
     if (known.variability != VARIABILITY_STATIC || !known.value->is_numeric()) {
@@ -220,28 +219,26 @@ std::string top_group_name(const Event* e) {
 
 } // namespace
 
-void ParseDriver::set_top_level_group(std::list<Action*>* list, const yy::location& loc) {
-    if (!list || list->empty() || !current_event) {
-        delete_actions(list);
-        return;
-    }
+void ParseDriver::set_top_level_group(ActionList list, const yy::location& loc) {
+    if (list.empty() || !current_event) return;
     Environment* global = eval() ? eval()->global_env() : nullptr;
     const Origin origin{Origin::EVENT, current_event, score};
     Action::restructure_sequence(build(), list);
-    if (list->size() == 1 && is_zero_delay(&list->front()->delay)) {
-        Action* only = list->front();
-        delete list;
+    if (list.size() == 1 && is_zero_delay(&list.front()->delay)) {
+        Action* only = list.front().get();
         only->set_env(global, {}, GLOBAL_SCOPE_LEVEL);
-        score->attach_top_action(only);
+        score->attach_top_action(std::move(list.front()));
         only->compute_origin(origin);
         return;
     }
     const std::string name = anonymous_name(build(), top_group_name(current_event), false);
     const CadDuration zero(0.0, DURATION_BEATS);
     const yy::location* where = loc.begin.filename ? &loc : current_event->location();
-    auto* group = new Gfwd(build(), name, &zero, nullptr, list, nullptr, {}, where);
-    group->hidden = true;
-    group->finalize_env(global);
-    score->attach_top_action(group);
-    group->compute_origin(origin);
+    auto group = std::make_unique<Gfwd>(build(), name, &zero, AttributeList{}, std::move(list), nullptr,
+                                        TimedEnd{}, where);
+    Gfwd* top = group.get();
+    top->hidden = true;
+    top->finalize_env(global);
+    score->attach_top_action(std::move(group));
+    top->compute_origin(origin);
 }

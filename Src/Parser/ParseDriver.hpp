@@ -11,6 +11,7 @@
 
 #include "Base/Console.hpp"
 #include "Base/Location.hpp"
+#include "Tree/Action.hpp"
 #include "Tree/Score.hpp"
 
 #include <list>
@@ -71,12 +72,12 @@ public:
 
     // `bpm` statement: the expression must fold to a number; negative for a
     // modulation. Takes `e`.
-    void set_static_bpm(Expression* e, const yy::location& loc, bool modulate);
+    void set_static_bpm(ExpPtr e, const yy::location& loc, bool modulate);
 
     // The actions of one block of the top level go to the current event: a
     // single undelayed action as it is, several (or a delayed one) in a
     // hidden group. Takes the list.
-    void set_top_level_group(std::list<Action*>* list, const yy::location& loc);
+    void set_top_level_group(ActionList list, const yy::location& loc);
 
     // A place of the text kept as long as the score (for expressions).
     const yy::location* keep(const yy::location& loc);

@@ -73,7 +73,7 @@ void CadTimer::take_life_limits() {
         during_unit = bloc->during->unit == DURATION_SECONDS ? 0 : 1;
         during_left = bloc->during->eval();
     }
-    if (bloc->during_count) during_count = static_cast<int>(std::max(0L, eval_int(bloc->during_count)));
+    if (bloc->during_count) during_count = static_cast<int>(std::max(0L, eval_int(bloc->during_count.get())));
     start_time = now();
     start_rnow = rnow();
 }

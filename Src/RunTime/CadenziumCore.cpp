@@ -38,7 +38,7 @@ const char* cadenzium_core::thisName() const {
 void cadenzium_core::cadenzium_suivi(bool on) {
     const ConsoleScope scope(&rt.console);
     follow_on = on ? 1 : 0;
-    post(on ? "%s - Suivi ON." : "%s - Suivi OFF.", thisName());
+    inform(on ? "%s - Suivi ON." : "%s - Suivi OFF.", thisName());
 }
 
 void cadenzium_core::set_verbosity(int v) {
@@ -50,13 +50,13 @@ void cadenzium_core::set_verbosity(int v) {
 void cadenzium_core::cadenzium_verbosity(int v) {
     const ConsoleScope scope(&rt.console);
     set_verbosity(v);
-    post("%s - Verbosity set to %d.", thisName(), v);
+    inform("%s - Verbosity set to %d.", thisName(), v);
 }
 
 void cadenzium_core::cadenzium_actionsOnOff(bool on) {
     const ConsoleScope scope(&rt.console);
     rt.switches.actions_on = on;
-    post(on ? "%s - Turning remote forwarding ON." : "%s - Turning remote forwarding OFF.", thisName());
+    inform(on ? "%s - Turning remote forwarding ON." : "%s - Turning remote forwarding OFF.", thisName());
 }
 
 // ---- lifecycle ----
@@ -135,7 +135,7 @@ void cadenzium_core::cadenzium_start(const std::string& name) {
     if (rt.switches.play_state == 0) {
         rt.switches.practice_on = false;
         rt.switches.tempo_update_on = true;
-        post("%s - Start follower... .", thisName());
+        inform("%s - Start follower... .", thisName());
     }
     updatePosition(0);
     rt.last_action_event = rt.current_event;
@@ -152,7 +152,7 @@ void cadenzium_core::start_preloaded(const std::string& name) {
     follow_score(it->second.get());
     cadenzium_init();
     running = 1;
-    post("%s - Starting \"%s\"... .", thisName(), name.c_str());
+    inform("%s - Starting \"%s\"... .", thisName(), name.c_str());
     updatePosition(0);
 }
 
@@ -165,7 +165,7 @@ void cadenzium_core::cadenzium_stop() {
         cadenzium_init_preloaded();
     else
         cadenzium_init();
-    post("%s - Stopped!", thisName());
+    inform("%s - Stopped!", thisName());
 }
 
 void cadenzium_core::Killall() {

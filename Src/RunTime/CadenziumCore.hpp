@@ -73,6 +73,9 @@ public:
     void cadenzium_midi_control(int number, int value);
     void cadenzium_analysisParameters(int window, int hop);
     void cadenzium_init_dsp();
+    // Samples of the frames so far that were not finite numbers (read as
+    // silence); the frame path reports nothing itself.
+    std::size_t bad_samples() const { return non_finite_samples.load(std::memory_order_relaxed); }
 
     // ---- settings of the audio observation ----
     void cadenzium_variance(double v);
@@ -133,6 +136,9 @@ public:
     bool stopped_by_fault() const { return rt.gave_up(); }
     // The tempo the listening machine follows now, in BPM (0 when unknown).
     double current_tempo_bpm() const { return tempo.get_tempo(); }
+    // The listening machine waits for the next MIDI note: until it comes,
+    // decoding steps decide nothing.
+    bool waiting_for_notes() const { return align->waiting_for_notes(); }
 
     // ---- accessors ----
     const char* thisName() const;
@@ -202,6 +208,7 @@ private:
     float window_size = 4096.0f;
     int frame_fill = 0;
     std::vector<float> frame_buffer;
+    std::atomic<std::size_t> non_finite_samples{0};
 
     std::atomic<bool> align_busy{false};
     bool frame_busy = false;

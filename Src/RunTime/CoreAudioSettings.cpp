@@ -24,7 +24,7 @@ void cadenzium_core::nofharm_set(int n) {
     CadAlign& a = get_align();
     const int old = static_cast<int>(a.harmlist.size());
     a.set_nofharm(n);
-    post("%s - Number of harmonics set to %d (was %d)", thisName(), n, old);
+    inform("%s - Number of harmonics set to %d (was %d)", thisName(), n, old);
 }
 
 void cadenzium_core::harmlist_set(const std::vector<double>& list) {
@@ -42,12 +42,12 @@ void cadenzium_core::PianoMode(int on) {
     const char* was = a.PianoMode ? "ON" : "OFF";
     if (on < 1) {
         a.set_piano_mode(false);
-        post("Cadenzium~ - Follower Mode is OFF (was %s).", was);
+        inform("Cadenzium~ - Follower Mode is OFF (was %s).", was);
         return;
     }
     a.set_piano_mode(true);
-    post("Cadenzium~ - Follower Mode is ON (was %s).", was);
+    inform("Cadenzium~ - Follower Mode is ON (was %s).", was);
     if (static_cast<int>(window_size) == 4096) return;
-    post("Cadenzium~ - Setting analysis window size to 4096 for Piano Mode.");
+    inform("Cadenzium~ - Setting analysis window size to 4096 for Piano Mode.");
     cadenzium_analysisParameters(4096, static_cast<int>(hop_size));
 }

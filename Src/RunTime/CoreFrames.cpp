@@ -7,6 +7,7 @@
 #include "RunTime/HostPort.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 // Copies one block into the analysis window (narrowing doubles to floats)
@@ -24,8 +25,15 @@ void cadenzium_core::next_frame(const Sample* block) {
         frame_fill = 0;
         if (n <= 0 || n > window) return;
     }
+    // A sample that is no finite number would poison every spectrum after
+    // it: it is heard as silence, and counted for the host to say.
     float* out = frame_buffer.data() + frame_fill;
-    for (int i = 0; i < n; ++i) out[i] = static_cast<float>(block[i]);
+    for (int i = 0; i < n; ++i) {
+        const float x = static_cast<float>(block[i]);
+        const bool finite = std::isfinite(x);
+        out[i] = finite ? x : 0.0f;
+        if (!finite) non_finite_samples.fetch_add(1, std::memory_order_relaxed);
+    }
     if (frame_fill + n != window) {
         frame_fill += n;
         return;
@@ -117,7 +125,7 @@ void cadenzium_core::apply_analysis(int window, int hop) {
     frame_buffer.assign(static_cast<size_t>(window), 0.0f);
     frame_fill = 0;
     get_align().setAnalysis(sample_rate, window_size, hop_size);
-    post("%s - Analysis parameters set to %i (winsz) %i (hopsz)", thisName(), window, hop);
+    inform("%s - Analysis parameters set to %i (winsz) %i (hopsz)", thisName(), window, hop);
 }
 
 void cadenzium_core::cadenzium_init_dsp() {

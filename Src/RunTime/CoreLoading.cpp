@@ -50,7 +50,7 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     report_loaded_score();
     cadenzium_init();
     score_filename = path;
-    post("%s - Score loaded succesfully with %i events and %i actions.", thisName(), loaded->CountEvents(),
+    inform("%s - Score loaded succesfully with %i events and %i actions.", thisName(), loaded->CountEvents(),
          loaded->CountActions());
     tempo.TempoUpdate(loaded->initial_tempo());
     port.score_loaded();
@@ -122,13 +122,13 @@ bool cadenzium_core::preloadScore(const std::string& path, const std::string& na
     }
     Score& fresh = *(preloaded[name] = std::move(reading.score));
     preloaded_names.push_back(name);
-    post("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(), fresh.CountEvents(),
+    inform("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(), fresh.CountEvents(),
          fresh.CountActions());
     if (x_netscore) {
         if (!x_netscore->filename.empty())
-            post("%s - Proceed with current score '%s'", thisName(), x_netscore->filename.c_str());
+            inform("%s - Proceed with current score '%s'", thisName(), x_netscore->filename.c_str());
         else
-            post("%s - Proceed with no score", thisName());
+            inform("%s - Proceed with no score", thisName());
     }
     return true;
 }
@@ -140,7 +140,7 @@ void cadenzium_core::clearScore() {
             drop_score(score);
         preloaded.clear();
         preloaded_names.clear();
-        post("%s - Preloaded scores cleared.", thisName());
+        inform("%s - Preloaded scores cleared.", thisName());
     }
     rt.reset();
 }

@@ -29,7 +29,7 @@ exec_group* exec_group::create(Runtime& rt, Gfwd& group, double date, double del
 
 exec_group::exec_group(Runtime& runtime, Gfwd& g, double date, double delay, duration_type unit,
                        cadTimer_mode mode, const std::vector<bool>& selected)
-    : CadTimer(runtime, g, date, g.until, delay, unit)
+    : CadTimer(runtime, g, date, g.until.get(), delay, unit)
     , group(&g)
     , enabled(selected.empty() ? std::vector<bool>(g.actions.size(), true) : selected) {
     run_first = 0;

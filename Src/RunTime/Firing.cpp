@@ -67,7 +67,7 @@ void Firing::visit(Message& a) {
         auto* m = new message;
         m->receiver = name;
         m->values.reserve(a.arguments[i].size());
-        for (const Expression* e : a.arguments[i])
+        for (const ExpPtr& e : a.arguments[i])
             m->values.push_back(e->eval());
         m->source = &a;
         rt.queue_message(m);
@@ -86,7 +86,7 @@ void Firing::visit(ProcCall& a) {
     }
     std::vector<Value> values;
     values.reserve(a.args.size());
-    for (const Expression* e : a.args)
+    for (const ExpPtr& e : a.args)
         values.push_back(e->eval());
     ProcDefinition* proc = rt.env.get_proc(value_cast<ProcValue>(*callee).val);
     if (proc) rt.launch_process(proc, values, static_cast<float>(date), &a);
@@ -101,7 +101,7 @@ void Firing::visit(Internal_comm& a) {
 
 void Firing::visit(CadAssert& a) {
     if (!runs(a)) return;
-    if (!condition_holds(a) || eval_bool(a.assertion)) return;
+    if (!condition_holds(a) || eval_bool(a.assertion.get())) return;
     error("%s", a.message.c_str());
     a.post_location();
 }

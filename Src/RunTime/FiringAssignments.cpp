@@ -34,13 +34,13 @@ void Firing::visit(LocalAssignment& a) {
     const Value obj = a.object->eval();
     if (!obj->is_exe()) {
         error("Local Assignment '%s' does not refer to a bloc (got a %s)", a.field.c_str(), obj->kind_name());
-        ::post_location("Local assignment: bad lhs", a.location);
+        ::post_location("Local assignment: bad lhs", a.location.get());
         return;
     }
     const auto id = value_cast<ExeValue>(*obj).number();
     CadTimer* timer = rt.find_exe(id);
     if (!timer) {
-        ::post_location("Warning: local assignment to a vanished block", a.location);
+        ::post_location("Warning: local assignment to a vanished block", a.location.get());
         return;
     }
     const unique_identifier uid = Reference::unique_id(a.field);
@@ -51,7 +51,7 @@ void Firing::visit(LocalAssignment& a) {
     }
     error("Local variable '%s' not found in the context of processus %d (write)", a.field.c_str(),
           static_cast<int>(id));
-    ::post_location("Local assignment: bad local var", a.location);
+    ::post_location("Local assignment: bad local var", a.location.get());
 }
 
 namespace {

@@ -18,7 +18,7 @@ void Firing::visit(AtomicSequence& seq) {
     if (mode == MODE_SIMULATION) return;
     CadTimer* exe = rt.get_exe();
     std::vector<Environment*>* envs = rt.get_envs();
-    for (Action* a : seq.actions) {
+    for (const ActionPtr& a : seq.actions) {
         fire_again(*a);
         rt.set_exe_context(exe, envs);
     }
@@ -32,7 +32,7 @@ void Firing::fire_again(Action& child) const {
 // Late, a conditional runs unless "@local", its branch late too.
 void Firing::visit(ConditionalAction& a) {
     if (!runs(a) || !condition_holds(a)) return;
-    Action* branch = eval_bool(a.ConditionalAction::condition) ? a.true_body : a.false_body;
+    Action* branch = (eval_bool(a.ConditionalAction::condition.get()) ? a.true_body : a.false_body).get();
     if (branch) fire_again(*branch);
 }
 

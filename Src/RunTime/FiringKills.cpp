@@ -94,12 +94,12 @@ void kill_of_by_name(Runtime& rt, const Value& what, const Value& of, const yy::
 
 void Firing::visit(KillAction& a) {
     if (!runs(a) || !condition_holds(a)) return;
-    kill_by_name(rt, a.target ? a.target->eval() : string_value(a.target_name), true, a.location);
+    kill_by_name(rt, a.target ? a.target->eval() : string_value(a.target_name), true, a.location.get());
 }
 
 void Firing::visit(KillActionOf& a) {
     if (!runs(a) || !condition_holds(a)) return;
     const Value what = a.target ? a.target->eval() : string_value(a.target_name);
     const Value of = a.of_target ? a.of_target->eval() : string_value(a.of_name);
-    kill_of_by_name(rt, what, of, a.location);
+    kill_of_by_name(rt, what, of, a.location.get());
 }

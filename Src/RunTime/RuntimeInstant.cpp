@@ -82,7 +82,7 @@ void Runtime::end_clock_instant() {
 void Runtime::reset() {
     EnvironmentLock guard(*this);
     dates.now = dates.rnow = dates.rcnow = 0.0;
-    current_event = score && !score->events.empty() ? score->events[0] : nullptr;
+    current_event = score && !score->events.empty() ? score->events[0].get() : nullptr;
     inner_event = previous_event = last_action_event = nullptr;
     previous_index = dates.index = dates.next_index = last_position_given = 0;
     last_rnow_sent = -1.0;
@@ -107,7 +107,7 @@ Positions advance(const InstantDates& d, const GlobalEnvironment& env, const Sco
     const bool tempo_defined = !tempo->is_undef();
     const double beats = tempo_defined ? tempo->get_double() * (time - d.now) / 60.0 : 0.0;
     if (pos >= 0) {
-        const Event* e = score->events[static_cast<std::size_t>(pos)];
+        const Event* e = score->events[static_cast<std::size_t>(pos)].get();
         const double b = (inner ? inner : e)->beatcum();
         p.rnow = b;
         if (pos == 0 || !e->isSilence())
@@ -234,7 +234,7 @@ void Runtime::send_messages(bool release) {
     const Event* reported = nullptr;
     if (position_to_report >= 0 && score && position_to_report <= score->get_cur_index()) {
         report = position_to_report;
-        reported = score->events[static_cast<std::size_t>(report)];
+        reported = score->events[static_cast<std::size_t>(report)].get();
     }
     position_to_report = -1;
     unlock();

@@ -25,7 +25,7 @@ void register_action_label(BuildContext* ctx, const std::string& label, Action* 
 
 } // namespace
 
-Action::Action(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
+Action::Action(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList attl,
                const yy::location* loc, const char* base)
     : tempo_expression(get_tempo(attl))
     , condition(get_cond(attl))
@@ -40,7 +40,6 @@ Action::Action(BuildContext* ctx, const std::string& name, const CadDuration* d,
     , loose_l(get_loose_l(attl))
     , ante_l(get_ante_l(attl))
     , post_l(get_post_l(attl))
-    , attributes(attl)
     , location(loc ? make_location(*loc) : nullptr)
     , events_tempo(get_events_tempo(attl))
     , events_list_target(get_events_list_target(attl))
@@ -54,13 +53,12 @@ Action::Action(BuildContext* ctx, const std::string& name, const CadDuration* d,
         bsym = *b;
         bsym_set = true;
     }
-    register_action_label(ctx, label, this, location);
+    // The views taken above point into the attributes, which the move leaves in place.
+    attributes = std::move(attl);
+    register_action_label(ctx, label, this, location.get());
 }
 
-Action::~Action() {
-    delete_attributes(attributes);
-    delete location;
-}
+Action::~Action() = default;
 
 std::vector<Action*> Action::attribute_actions() const {
     std::vector<Action*> held;
@@ -118,7 +116,7 @@ void Action::add_delay(const CadDuration& d) {
 }
 
 void Action::post_location() const {
-    ::post_location("", location);
+    ::post_location("", location.get());
 }
 
 bool Action::label_is_shown() const {
@@ -144,22 +142,14 @@ void Action::show(std::ostream& out) const {
 }
 
 void Action::show_attl(std::ostream& out) const {
-    if (attributes)
-        for (const Attribute* a : *attributes) {
-            if (dynamic_cast<const LabelAttribute*>(a)) continue;
-            out << ' ' << *a;
-        }
+    for (const AttrPtr& a : attributes) {
+        if (dynamic_cast<const LabelAttribute*>(a.get())) continue;
+        out << ' ' << *a;
+    }
     if (!is_bloc() && label_is_shown()) out << " @label := " << label;
     if (has_body()) out << " {";
     if (location) out << "\t; line " << location->begin.line;
     out << '\n';
-}
-
-void delete_actions(ActionList* list) {
-    if (!list) return;
-    for (Action* a : *list)
-        delete a;
-    delete list;
 }
 
 // ---- printing depth, kept in the stream ----

@@ -1,12 +1,15 @@
 // One node of the electronic part of a score. An action has a delay
 // (relative to the preceding action of its block), a label, attributes read
 // once at construction, and a place in the text. Atomic actions are leaves;
-// compound actions (Bloc.hpp) hold bodies.
+// compound actions (Bloc.hpp) hold bodies. A node owns its children, its
+// expressions and its attributes through unique pointers; the raw pointers
+// it keeps are views (into its attributes, up to its parent).
 #pragma once
 
-#include "Exp/ExpressionBase.hpp"
-#include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
+#include "Base/Location.hpp"
+#include "Exp/ExpressionBase.hpp"
+#include "Exp/Var.hpp"
 #include "Tree/ActionVisitor.hpp"
 #include "Tree/Attributes.hpp"
 #include "Tree/BuildContext.hpp"
@@ -14,6 +17,7 @@
 
 #include <bitset>
 #include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,7 +29,9 @@ class Score;
 class Var;
 class TempoDec;
 
-using ActionList = std::list<Action*>;
+using ActionPtr = std::unique_ptr<Action>;
+// The actions of a block, in the order they are written.
+using ActionList = std::vector<ActionPtr>;
 
 // The locality of an action: "@local", "@global", or neither.
 enum Locality : int { LOCALITY_LOCAL = 0, LOCALITY_GLOBAL = 1, LOCALITY_UNSET = 2 };
@@ -34,9 +40,9 @@ class Action : public ASTNode {
 public:
     // `name` empty: the label comes from the attributes, else it is an
     // anonymous name on `base`. The action takes the attribute list; the
-    // delay is copied (null: 0 beats).
-    Action(BuildContext* ctx, const std::string& name, const CadDuration* delay,
-           AttributeList* attributes, const yy::location* loc, const char* base);
+    // delay and the place are copied (null delay: 0 beats).
+    Action(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList attributes,
+           const yy::location* loc, const char* base);
     ~Action() override;
     Action(const Action&) = delete;
     Action& operator=(const Action&) = delete;
@@ -57,7 +63,7 @@ public:
     // how an action runs belongs to the runtime, not to the tree.
     virtual void accept(ActionVisitor& visitor) = 0;
     // The variables an "@local" or "@global" declares.
-    virtual const std::vector<Var*>* get_local_var() const { return nullptr; }
+    virtual const std::vector<VarPtr>* get_local_var() const { return nullptr; }
     virtual const TempoDec* get_tempo_var() const { return nullptr; }
     // The variables read by this action's expressions (not its children's).
     virtual void get_variables(std::set<const Var*, CompareVarPtr>& out) const;
@@ -65,9 +71,9 @@ public:
     // the actions of its attributes.
     virtual int countActions() const;
     virtual void set_parent(Bloc* p) { parent = p; }
-    // A group around this action when it is tight (see Gfwd); a compound
-    // action is already one.
-    virtual Action* groupify(BuildContext* ctx);
+    // A group around this action when it is tight (see Gfwd), which takes
+    // the action over; a compound action is already one and stays itself.
+    static ActionPtr groupify(BuildContext* ctx, ActionPtr action);
     // Binds the variables of the action's expressions to a scope: globally
     // when `level` is GLOBAL_SCOPE_LEVEL, else those named in `locals`.
     virtual void set_env(Environment* env, const std::list<std::string>& locals, int level);
@@ -95,16 +101,17 @@ public:
 
     // restructure_sequence: runs of undelayed simple atomic actions in
     // `list` become one AtomicSequence each.
-    static void restructure_sequence(BuildContext* ctx, ActionList* list);
+    static void restructure_sequence(BuildContext* ctx, ActionList& list);
     // A body as one action: the list itself when `simplify` allows and it
     // holds a single undelayed action, else a group named `name`.
-    static Action* make_action_from_actionlist(BuildContext* ctx, const std::string& name,
-                                               const CadDuration* delay, AttributeList* attributes,
-                                               ActionList* list, const yy::location* loc, bool simplify);
+    static ActionPtr make_action_from_actionlist(BuildContext* ctx, const std::string& name,
+                                                 const CadDuration* delay, AttributeList attributes,
+                                                 ActionList list, const yy::location* loc, bool simplify);
 
     // ---- fields, as construction sets them ----
-    Expression* tempo_expression = nullptr; // owned by the attribute list
-    Expression* condition = nullptr;        // idem
+    // Views into the attribute list, which owns what they point to.
+    Expression* tempo_expression = nullptr;
+    Expression* condition = nullptr;
     CadDuration delay;
     int locality = LOCALITY_UNSET;
     std::string label;
@@ -114,8 +121,8 @@ public:
     const ExpressionList* ante_l = nullptr;
     const ExpressionList* post_l = nullptr;
     std::vector<int> tight_events, loose_events, ante_events, post_events;
-    AttributeList* attributes = nullptr;
-    yy::location* location = nullptr;
+    AttributeList attributes;
+    std::unique_ptr<yy::location> location; // a copy of the place in the text
     std::string bsym;
     bool bsym_set = false;
     int bsym_count = 0;
@@ -127,7 +134,7 @@ public:
     const Expression* period_target = nullptr;
     int prog = 2;
     bool immediate = false;
-    Bloc* parent = nullptr;
+    Bloc* parent = nullptr; // the enclosing block, which owns this action
     Origin origin;
     // True for the actions the reader adds (hidden groups of events and
     // bodies, the parts of a simplified curve): the count of actions leaves
@@ -168,6 +175,13 @@ private:
 // Shows a list of expressions separated by `sep`.
 void show_expressions(std::ostream& out, const ExpressionList& list, const char* sep);
 
+// Appends views of the nodes of an owning list (of expressions, variables...).
+template <class Owning>
+void append_views(std::vector<Expression*>& out, const Owning& list) {
+    for (const auto& e : list)
+        out.push_back(e.get());
+}
+
 // ---- names of hidden objects ----
 // "__anonymous<n>_<name>" ("$__anonymous..." with `dollar`), n counting the
 // hidden names of the reading; an anonymous prefix already on `name` is
@@ -175,8 +189,5 @@ void show_expressions(std::ostream& out, const ExpressionList& list, const char*
 std::string anonymous_name(BuildContext* ctx, const std::string& name, bool dollar = false);
 bool is_an_anonymous_name(const std::string& name);
 // `name` when given, else the first label attribute, else an anonymous name on `base`.
-std::string make_label(BuildContext* ctx, const std::string& name, const AttributeList* attributes,
+std::string make_label(BuildContext* ctx, const std::string& name, const AttributeList& attributes,
                        const std::string& base);
-
-// Frees a list of actions and the list.
-void delete_actions(ActionList* list);

@@ -8,21 +8,13 @@
 
 namespace {
 
-void delete_expressions(ExpressionList* list) {
-    if (!list) return;
-    delete_list(*list);
-    delete list;
-}
-
 void collect_list(const ExpressionList* list, std::vector<Expression*>& out) {
-    if (list) out.insert(out.end(), list->begin(), list->end());
+    if (!list) return;
+    for (const ExpPtr& e : *list)
+        out.push_back(e.get());
 }
 
 } // namespace
-
-StrategyAttribute::~StrategyAttribute() {
-    delete_expressions(events);
-}
 
 void StrategyAttribute::show(std::ostream& out) const {
     out << keyword();
@@ -30,14 +22,6 @@ void StrategyAttribute::show(std::ostream& out) const {
     out << " := {";
     show_expressions(out, *events, " ");
     out << "}";
-}
-
-TargetAttribute::~TargetAttribute() {
-    delete_expressions(events);
-    delete duration;
-    delete logic;
-    delete period;
-    delete phase;
 }
 
 void TargetAttribute::show(std::ostream& out) const {
@@ -55,10 +39,6 @@ void TargetAttribute::show(std::ostream& out) const {
     }
 }
 
-ExpressionAttribute::~ExpressionAttribute() {
-    delete expression;
-}
-
 void ExpressionAttribute::show(std::ostream& out) const {
     out << keyword() << ' ';
     if (expression) expression->show(out, 0);
@@ -70,27 +50,20 @@ void CondAttribute::show(std::ostream& out) const {
     out << ')';
 }
 
-EventsTempo::~EventsTempo() {
-    delete_expressions(events);
-}
-
 void EventsTempo::show(std::ostream& out) const {
     out << keyword();
     if (events) show_expressions(out, *events, " ");
     out << '}';
 }
 
-SyncVarAttribute::~SyncVarAttribute() {
-    delete var;
-}
+SyncVarAttribute::SyncVarAttribute(std::unique_ptr<Var> v)
+    : var(std::move(v)) {}
+
+SyncVarAttribute::~SyncVarAttribute() = default;
 
 void SyncVarAttribute::show(std::ostream& out) const {
     out << keyword() << ' ';
     if (var) var->show(out, 0);
-}
-
-GrainAttribute::~GrainAttribute() {
-    delete grain;
 }
 
 void GrainAttribute::show(std::ostream& out) const {
@@ -102,9 +75,10 @@ void BsymAttribute::show(std::ostream& out) const {
     out << keyword() << ' ' << symbol;
 }
 
-HeldActionAttribute::~HeldActionAttribute() {
-    delete action;
-}
+HeldActionAttribute::HeldActionAttribute(std::unique_ptr<Action> a)
+    : action(std::move(a)) {}
+
+HeldActionAttribute::~HeldActionAttribute() = default;
 
 // The held action prints on its own lines, one level deeper.
 void HeldActionAttribute::show(std::ostream& out) const {
@@ -120,31 +94,30 @@ void HeldActionAttribute::show(std::ostream& out) const {
 // ---- the expressions held ----
 
 void StrategyAttribute::collect_expressions(std::vector<Expression*>& out) const {
-    collect_list(events, out);
+    collect_list(events.get(), out);
 }
 
 void TargetAttribute::collect_expressions(std::vector<Expression*>& out) const {
-    collect_list(events, out);
-    for (Expression* e : {duration ? duration->expr : nullptr, logic, period, phase})
+    collect_list(events.get(), out);
+    for (Expression* e : {duration ? duration->expr.get() : nullptr, logic.get(), period.get(), phase.get()})
         if (e) out.push_back(e);
 }
 
 void EventsTempo::collect_expressions(std::vector<Expression*>& out) const {
-    collect_list(events, out);
+    collect_list(events.get(), out);
 }
 
 void SyncVarAttribute::collect_expressions(std::vector<Expression*>& out) const {
-    if (var) out.push_back(var);
+    if (var) out.push_back(var.get());
 }
 
 void GrainAttribute::collect_expressions(std::vector<Expression*>& out) const {
-    if (grain && grain->expr) out.push_back(grain->expr);
+    if (grain && grain->expr) out.push_back(grain->expr.get());
 }
 
-std::vector<Expression*> attribute_expressions(const AttributeList* attributes) {
+std::vector<Expression*> attribute_expressions(const AttributeList& attributes) {
     std::vector<Expression*> out;
-    if (!attributes) return out;
-    for (const Attribute* a : *attributes)
+    for (const AttrPtr& a : attributes)
         a->collect_expressions(out);
     std::erase(out, nullptr);
     return out;

@@ -2,20 +2,20 @@
 #pragma once
 
 #include "Tree/Attributes.hpp"
+#include "Tree/Duration.hpp"
 
 #include <memory>
+
+using ExpressionListPtr = std::unique_ptr<ExpressionList>;
 
 // "@tight", "@loose", "@ante", "@post", with an optional list of events.
 class StrategyAttribute : public Attribute {
 public:
-    explicit StrategyAttribute(ExpressionList* events)
-        : events(events) {}
-    ~StrategyAttribute() override;
-    StrategyAttribute(const StrategyAttribute&) = delete;
-    StrategyAttribute& operator=(const StrategyAttribute&) = delete;
+    explicit StrategyAttribute(ExpressionListPtr events)
+        : events(std::move(events)) {}
     void show(std::ostream& out) const override;
     void collect_expressions(std::vector<Expression*>& out) const override;
-    ExpressionList* events; // null when no list is given
+    ExpressionListPtr events; // null when no list is given
 };
 
 class TightAttribute : public StrategyAttribute {
@@ -55,32 +55,27 @@ public:
 // period and a phase.
 class TargetAttribute : public Attribute {
 public:
-    TargetAttribute() = default;
-    ~TargetAttribute() override;
-    TargetAttribute(const TargetAttribute&) = delete;
-    TargetAttribute& operator=(const TargetAttribute&) = delete;
     const char* keyword() const override { return "@Target :="; }
     void show(std::ostream& out) const override;
     void collect_expressions(std::vector<Expression*>& out) const override;
 
-    ExpressionList* events = nullptr;
-    CadDuration* duration = nullptr;
-    Expression* logic = nullptr;
-    Expression* period = nullptr;
-    Expression* phase = nullptr;
+    ExpressionListPtr events;
+    std::unique_ptr<CadDuration> duration;
+    ExpPtr logic;
+    ExpPtr period;
+    ExpPtr phase;
 };
 
 // An attribute holding one expression.
 class ExpressionAttribute : public Attribute {
 public:
-    explicit ExpressionAttribute(Expression* e)
-        : expression(e) {}
-    ~ExpressionAttribute() override;
-    ExpressionAttribute(const ExpressionAttribute&) = delete;
-    ExpressionAttribute& operator=(const ExpressionAttribute&) = delete;
+    explicit ExpressionAttribute(ExpPtr e)
+        : expression(std::move(e)) {}
     void show(std::ostream& out) const override;
-    void collect_expressions(std::vector<Expression*>& out) const override { out.push_back(expression); }
-    Expression* expression;
+    void collect_expressions(std::vector<Expression*>& out) const override {
+        out.push_back(expression.get());
+    }
+    ExpPtr expression;
 };
 
 class TempoAttribute : public ExpressionAttribute {
@@ -106,41 +101,32 @@ public:
 // "@tempo := { e1 e2 }": the followed tempo, through a list of events.
 class EventsTempo : public Attribute {
 public:
-    explicit EventsTempo(ExpressionList* events)
-        : events(events) {}
-    ~EventsTempo() override;
-    EventsTempo(const EventsTempo&) = delete;
-    EventsTempo& operator=(const EventsTempo&) = delete;
+    explicit EventsTempo(ExpressionListPtr events)
+        : events(std::move(events)) {}
     const char* keyword() const override { return "@Tempo := {"; }
     void show(std::ostream& out) const override;
     void collect_expressions(std::vector<Expression*>& out) const override;
-    ExpressionList* events;
+    ExpressionListPtr events;
 };
 
 class SyncVarAttribute : public Attribute {
 public:
-    explicit SyncVarAttribute(Var* var)
-        : var(var) {}
-    ~SyncVarAttribute() override;
-    SyncVarAttribute(const SyncVarAttribute&) = delete;
-    SyncVarAttribute& operator=(const SyncVarAttribute&) = delete;
+    explicit SyncVarAttribute(std::unique_ptr<Var> var);
+    ~SyncVarAttribute() override; // where Var is complete
     const char* keyword() const override { return "@sync"; }
     void show(std::ostream& out) const override;
     void collect_expressions(std::vector<Expression*>& out) const override;
-    Var* var;
+    std::unique_ptr<Var> var;
 };
 
 class GrainAttribute : public Attribute {
 public:
-    explicit GrainAttribute(CadDuration* grain)
-        : grain(grain) {}
-    ~GrainAttribute() override;
-    GrainAttribute(const GrainAttribute&) = delete;
-    GrainAttribute& operator=(const GrainAttribute&) = delete;
+    explicit GrainAttribute(std::unique_ptr<CadDuration> grain)
+        : grain(std::move(grain)) {}
     const char* keyword() const override { return "@Grain :="; }
     void show(std::ostream& out) const override;
     void collect_expressions(std::vector<Expression*>& out) const override;
-    CadDuration* grain;
+    std::unique_ptr<CadDuration> grain;
 };
 
 class BsymAttribute : public Attribute {
@@ -171,13 +157,10 @@ public:
 // and "@abort" (fired when the action is aborted).
 class HeldActionAttribute : public Attribute {
 public:
-    explicit HeldActionAttribute(Action* action)
-        : action(action) {}
-    ~HeldActionAttribute() override;
-    HeldActionAttribute(const HeldActionAttribute&) = delete;
-    HeldActionAttribute& operator=(const HeldActionAttribute&) = delete;
+    explicit HeldActionAttribute(std::unique_ptr<Action> action);
+    ~HeldActionAttribute() override; // where Action is complete
     void show(std::ostream& out) const override;
-    Action* action;
+    std::unique_ptr<Action> action;
 };
 
 class ActionAttribute : public HeldActionAttribute {

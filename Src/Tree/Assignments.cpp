@@ -6,14 +6,10 @@
 
 #include <ostream>
 
-Assignment::Assignment(BuildContext* ctx, Expression* v, const CadDuration* d, AttributeList* attl,
+Assignment::Assignment(BuildContext* ctx, ExpPtr v, const CadDuration* d, AttributeList attl,
                        const yy::location* loc)
-    : AtomicAction(ctx, "", d, attl, loc, "assign")
-    , value(v) {}
-
-Assignment::~Assignment() {
-    delete value;
-}
+    : AtomicAction(ctx, "", d, std::move(attl), loc, "assign")
+    , value(std::move(v)) {}
 
 void Assignment::show_head(std::ostream& out) const {
     out << ' ';
@@ -22,14 +18,10 @@ void Assignment::show_head(std::ostream& out) const {
     if (value) value->show(out, 0);
 }
 
-AssignmentAction::AssignmentAction(BuildContext* ctx, Var* t, Expression* v, const CadDuration* d,
-                                   AttributeList* attl, const yy::location* loc)
-    : Assignment(ctx, v, d, attl, loc)
-    , target(t) {}
-
-AssignmentAction::~AssignmentAction() {
-    delete target;
-}
+AssignmentAction::AssignmentAction(BuildContext* ctx, VarPtr t, ExpPtr v, const CadDuration* d,
+                                   AttributeList attl, const yy::location* loc)
+    : Assignment(ctx, std::move(v), d, std::move(attl), loc)
+    , target(std::move(t)) {}
 
 void AssignmentAction::show_target(std::ostream& out) const {
     if (target)
@@ -39,51 +31,38 @@ void AssignmentAction::show_target(std::ostream& out) const {
 }
 
 std::vector<Expression*> AssignmentAction::own_expressions() const {
-    return {target, value};
+    return {target.get(), value.get()};
 }
 
-VarParamAssignmentAction::VarParamAssignmentAction(BuildContext* ctx, VarParameter* t, Expression* v,
-                                                   AttributeList* attl, const yy::location* loc)
-    : Assignment(ctx, v, nullptr, attl, loc)
-    , target(t) {}
-
-VarParamAssignmentAction::~VarParamAssignmentAction() {
-    delete target;
-}
+VarParamAssignmentAction::VarParamAssignmentAction(BuildContext* ctx, std::unique_ptr<VarParameter> t,
+                                                   ExpPtr v, AttributeList attl, const yy::location* loc)
+    : Assignment(ctx, std::move(v), nullptr, std::move(attl), loc)
+    , target(std::move(t)) {}
 
 void VarParamAssignmentAction::show_target(std::ostream& out) const {
     target->show(out, 0);
 }
 
 std::vector<Expression*> VarParamAssignmentAction::own_expressions() const {
-    return {target, value};
+    return {target.get(), value.get()};
 }
 
-LocalAssignment::LocalAssignment(BuildContext* ctx, Expression* o, const std::string& f, Expression* v,
-                                 AttributeList* attl, const yy::location* loc)
-    : Assignment(ctx, v, nullptr, attl, loc)
-    , object(o)
+LocalAssignment::LocalAssignment(BuildContext* ctx, ExpPtr o, const std::string& f, ExpPtr v,
+                                 AttributeList attl, const yy::location* loc)
+    : Assignment(ctx, std::move(v), nullptr, std::move(attl), loc)
+    , object(std::move(o))
     , field(f) {}
-
-LocalAssignment::~LocalAssignment() {
-    delete object;
-}
 
 void LocalAssignment::show_target(std::ostream& out) const {
     object->show(out, 0);
     out << '.' << field;
 }
 
-TabAssignment::TabAssignment(BuildContext* ctx, Expression* t, ExpressionList i, Expression* v,
-                             AttributeList* attl, const yy::location* loc)
-    : Assignment(ctx, v, nullptr, attl, loc)
-    , tab(t)
+TabAssignment::TabAssignment(BuildContext* ctx, ExpPtr t, ExpressionList i, ExpPtr v, AttributeList attl,
+                             const yy::location* loc)
+    : Assignment(ctx, std::move(v), nullptr, std::move(attl), loc)
+    , tab(std::move(t))
     , indices(std::move(i)) {}
-
-TabAssignment::~TabAssignment() {
-    delete tab;
-    delete_list(indices);
-}
 
 void TabAssignment::show_target(std::ostream& out) const {
     tab->show(out, 0);
@@ -93,8 +72,8 @@ void TabAssignment::show_target(std::ostream& out) const {
 }
 
 std::vector<Expression*> TabAssignment::own_expressions() const {
-    std::vector<Expression*> all{tab, value};
-    all.insert(all.end(), indices.begin(), indices.end());
+    std::vector<Expression*> all{tab.get(), value.get()};
+    append_views(all, indices);
     return all;
 }
 
@@ -102,53 +81,45 @@ std::vector<Expression*> TabAssignment::own_expressions() const {
 
 namespace {
 
-Action* not_assignable(Expression* target, Expression* value, AttributeList* attributes) {
+ActionPtr not_assignable(const Expression* target) {
     error("Parse error: expression is not assignable '%s'", target ? target->show().c_str() : "");
-    delete target;
-    delete value;
-    delete_attributes(attributes);
     return nullptr;
 }
 
 } // namespace
 
-Action* make_let_assignment(BuildContext* ctx, Expression* target, Expression* value,
-                            AttributeList* attributes, const yy::location* loc) {
-    if (!target) return not_assignable(target, value, attributes);
+// A variable (a `VarParameter` included) is the target itself: its class
+// says so through is_a_var_param and is_a_variable, which give the node.
+ActionPtr make_let_assignment(BuildContext* ctx, ExpPtr target, ExpPtr value, AttributeList attributes,
+                              const yy::location* loc) {
+    if (!target) return not_assignable(target.get());
     if (target->is_a_var_param())
-        return new VarParamAssignmentAction(ctx, static_cast<VarParameter*>(target), value, attributes,
-                                            loc);
-    if (const Var* var = target->is_a_variable(); var && target->dot_access_name().empty())
-        return new AssignmentAction(ctx, const_cast<Var*>(var), value, nullptr, attributes, loc);
-    if (const ExpressionList* indices = target->tab_access_indices()) {
-        Expression* tab = target->head_access()->clone();
-        ExpressionList copied = clone_list(*indices);
-        delete target;
-        return new TabAssignment(ctx, tab, std::move(copied), value, attributes, loc);
-    }
+        return std::make_unique<VarParamAssignmentAction>(ctx, adopt_as<VarParameter>(std::move(target)),
+                                                          std::move(value), std::move(attributes), loc);
+    if (target->is_a_variable() && target->dot_access_name().empty())
+        return std::make_unique<AssignmentAction>(ctx, adopt_as<Var>(std::move(target)), std::move(value),
+                                                  nullptr, std::move(attributes), loc);
+    if (const ExpressionList* indices = target->tab_access_indices())
+        return std::make_unique<TabAssignment>(ctx, target->head_access()->clone(), clone_list(*indices),
+                                               std::move(value), std::move(attributes), loc);
     if (const std::string field = target->dot_access_name(); !field.empty()) {
-        Expression* object = target->head_access() ? target->head_access()->clone() : nullptr;
-        delete target;
-        if (!object)
-            return new AssignmentAction(ctx, new Var(ctx->eval, field, loc), value, nullptr, attributes, loc);
-        return new LocalAssignment(ctx, object, field, value, attributes, loc);
+        if (!target->head_access())
+            return std::make_unique<AssignmentAction>(ctx, std::make_unique<Var>(ctx->eval, field, loc),
+                                                      std::move(value), nullptr, std::move(attributes), loc);
+        return std::make_unique<LocalAssignment>(ctx, target->head_access()->clone(), field, std::move(value),
+                                                 std::move(attributes), loc);
     }
-    return not_assignable(target, value, attributes);
+    return not_assignable(target.get());
 }
 
 // ---- declarations ----
 
-ActionDeclaration::ActionDeclaration(BuildContext* ctx, std::vector<Var*> v, std::vector<int> h,
+ActionDeclaration::ActionDeclaration(BuildContext* ctx, std::vector<VarPtr> v, std::vector<int> h,
                                      const yy::location* loc, const char* base)
-    : Action(ctx, "", nullptr, nullptr, loc, base)
+    : Action(ctx, "", nullptr, {}, loc, base)
     , vars(std::move(v))
     , histories(std::move(h)) {
     histories.resize(vars.size(), -1);
-}
-
-ActionDeclaration::~ActionDeclaration() {
-    for (Var* v : vars)
-        delete v;
 }
 
 void ActionDeclaration::show_head(std::ostream& out) const {
@@ -160,7 +131,9 @@ void ActionDeclaration::show_head(std::ostream& out) const {
 }
 
 std::vector<Expression*> ActionDeclaration::own_expressions() const {
-    return {vars.begin(), vars.end()};
+    std::vector<Expression*> all;
+    append_views(all, vars);
+    return all;
 }
 
 // A global declaration defines its variables in the global environment,
@@ -174,8 +147,18 @@ void GlobalDec::set_env(Environment* env, const std::list<std::string>&, int) {
     }
 }
 
-TempoDec::TempoDec(BuildContext* ctx, Var* var, double t, double s, const yy::location* loc)
-    : ActionDeclaration(ctx, {var}, {-1}, loc, "tempovar")
+namespace {
+
+std::vector<VarPtr> one_var(VarPtr var) {
+    std::vector<VarPtr> list;
+    list.push_back(std::move(var));
+    return list;
+}
+
+} // namespace
+
+TempoDec::TempoDec(BuildContext* ctx, VarPtr var, double t, double s, const yy::location* loc)
+    : ActionDeclaration(ctx, one_var(std::move(var)), {-1}, loc, "tempovar")
     , tempo(t)
     , step(s) {}
 
@@ -184,7 +167,7 @@ void TempoDec::show_head(std::ostream& out) const {
 }
 
 void TempoDec::set_env(Environment* env, const std::list<std::string>& locals, int level) {
-    Var* var = vars.front();
+    Var* var = vars.front().get();
     const bool unbound = var->vm_index == Var::NO_INDEX;
     ActionDeclaration::set_env(env, locals, level);
     if (!unbound || var->vm_index == Var::NO_INDEX) return;

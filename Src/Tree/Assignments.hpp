@@ -8,30 +8,28 @@ class VarParameter;
 // The base of assignments: the value expression, owned.
 class Assignment : public AtomicAction {
 public:
-    Assignment(BuildContext* ctx, Expression* value, const CadDuration* delay, AttributeList* attributes,
+    Assignment(BuildContext* ctx, ExpPtr value, const CadDuration* delay, AttributeList attributes,
                const yy::location* loc);
-    ~Assignment() override;
     std::string word() const override { return "let"; }
     void show_head(std::ostream& out) const override;
     // The target as written.
     virtual void show_target(std::ostream& out) const = 0;
 
-    Expression* value;
+    ExpPtr value;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {value}; }
+    std::vector<Expression*> own_expressions() const override { return {value.get()}; }
 };
 
 // "$x := e", or "_ := e" (no target: the value is thrown away).
 class AssignmentAction : public Assignment {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    AssignmentAction(BuildContext* ctx, Var* target, Expression* value, const CadDuration* delay,
-                     AttributeList* attributes, const yy::location* loc);
-    ~AssignmentAction() override;
+    AssignmentAction(BuildContext* ctx, VarPtr target, ExpPtr value, const CadDuration* delay,
+                     AttributeList attributes, const yy::location* loc);
     bool is_simple_var_assignment() const override { return target != nullptr; }
     void show_target(std::ostream& out) const override;
-    Var* target;
+    VarPtr target;
 
 protected:
     std::vector<Expression*> own_expressions() const override;
@@ -41,11 +39,10 @@ protected:
 class VarParamAssignmentAction : public Assignment {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    VarParamAssignmentAction(BuildContext* ctx, VarParameter* target, Expression* value,
-                             AttributeList* attributes, const yy::location* loc);
-    ~VarParamAssignmentAction() override;
+    VarParamAssignmentAction(BuildContext* ctx, std::unique_ptr<VarParameter> target, ExpPtr value,
+                             AttributeList attributes, const yy::location* loc);
     void show_target(std::ostream& out) const override;
-    VarParameter* target;
+    std::unique_ptr<VarParameter> target;
 
 protected:
     std::vector<Expression*> own_expressions() const override;
@@ -55,26 +52,24 @@ protected:
 class LocalAssignment : public Assignment {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    LocalAssignment(BuildContext* ctx, Expression* object, const std::string& field, Expression* value,
-                    AttributeList* attributes, const yy::location* loc);
-    ~LocalAssignment() override;
+    LocalAssignment(BuildContext* ctx, ExpPtr object, const std::string& field, ExpPtr value,
+                    AttributeList attributes, const yy::location* loc);
     void show_target(std::ostream& out) const override;
-    Expression* object;
+    ExpPtr object;
     std::string field;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {object, value}; }
+    std::vector<Expression*> own_expressions() const override { return {object.get(), value.get()}; }
 };
 
 // "$t[i, j] := e".
 class TabAssignment : public Assignment {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    TabAssignment(BuildContext* ctx, Expression* tab, ExpressionList indices, Expression* value,
-                  AttributeList* attributes, const yy::location* loc);
-    ~TabAssignment() override;
+    TabAssignment(BuildContext* ctx, ExpPtr tab, ExpressionList indices, ExpPtr value,
+                  AttributeList attributes, const yy::location* loc);
     void show_target(std::ostream& out) const override;
-    Expression* tab;
+    ExpPtr tab;
     ExpressionList indices;
 
 protected:
@@ -84,21 +79,20 @@ protected:
 // "let target := e" for any assignable expression; null (with the error
 // "Parse error: expression is not assignable '%s'") for any other. Takes
 // `target`, `value` and `attributes` in every case.
-Action* make_let_assignment(BuildContext* ctx, Expression* target, Expression* value,
-                            AttributeList* attributes, const yy::location* loc);
+ActionPtr make_let_assignment(BuildContext* ctx, ExpPtr target, ExpPtr value, AttributeList attributes,
+                              const yy::location* loc);
 
 // A declaration: "@local", "@global", "@tempovar". An integer before a
 // variable asks for a history of that length.
 class ActionDeclaration : public Action {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    ActionDeclaration(BuildContext* ctx, std::vector<Var*> vars, std::vector<int> histories,
+    ActionDeclaration(BuildContext* ctx, std::vector<VarPtr> vars, std::vector<int> histories,
                       const yy::location* loc, const char* base);
-    ~ActionDeclaration() override;
-    const std::vector<Var*>* get_local_var() const override { return &vars; }
+    const std::vector<VarPtr>* get_local_var() const override { return &vars; }
     void show_head(std::ostream& out) const override;
 
-    std::vector<Var*> vars;
+    std::vector<VarPtr> vars;
     std::vector<int> histories; // -1 for the default
 
 protected:
@@ -107,8 +101,7 @@ protected:
 
 class LocalDec : public ActionDeclaration {
 public:
-    LocalDec(BuildContext* ctx, std::vector<Var*> vars, std::vector<int> histories,
-             const yy::location* loc)
+    LocalDec(BuildContext* ctx, std::vector<VarPtr> vars, std::vector<int> histories, const yy::location* loc)
         : ActionDeclaration(ctx, std::move(vars), std::move(histories), loc, "local") {}
     int declare_type() const override { return 1; }
     std::string word() const override { return "@local"; }
@@ -116,7 +109,7 @@ public:
 
 class GlobalDec : public ActionDeclaration {
 public:
-    GlobalDec(BuildContext* ctx, std::vector<Var*> vars, std::vector<int> histories,
+    GlobalDec(BuildContext* ctx, std::vector<VarPtr> vars, std::vector<int> histories,
               const yy::location* loc)
         : ActionDeclaration(ctx, std::move(vars), std::move(histories), loc, "global") {}
     int declare_type() const override { return 2; }
@@ -127,7 +120,7 @@ public:
 // "@tempovar $x(tempo, step)": a variable that follows a tempo.
 class TempoDec : public ActionDeclaration {
 public:
-    TempoDec(BuildContext* ctx, Var* var, double tempo, double step, const yy::location* loc);
+    TempoDec(BuildContext* ctx, VarPtr var, double tempo, double step, const yy::location* loc);
     int declare_type() const override { return 3; }
     const TempoDec* get_tempo_var() const override { return this; }
     std::string word() const override { return "@tempovar"; }

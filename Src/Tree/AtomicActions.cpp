@@ -6,19 +6,13 @@
 
 // ---- Message ----
 
-Message::Message(BuildContext* ctx, const std::string& name, Expression* computed,
-                 std::vector<ExpressionList> args, const CadDuration* d, AttributeList* attl,
+Message::Message(BuildContext* ctx, const std::string& name, ExpPtr computed,
+                 std::vector<ExpressionList> args, const CadDuration* d, AttributeList attl,
                  const yy::location* loc)
-    : AtomicAction(ctx, "", d, attl, loc, "_msg")
+    : AtomicAction(ctx, "", d, std::move(attl), loc, "_msg")
     , receiver(name)
-    , receiver_expr(computed)
+    , receiver_expr(std::move(computed))
     , arguments(std::move(args)) {}
-
-Message::~Message() {
-    delete receiver_expr;
-    for (ExpressionList& list : arguments)
-        delete_list(list);
-}
 
 namespace {
 
@@ -51,9 +45,9 @@ void Message::show_head(std::ostream& out) const {
 }
 
 std::vector<Expression*> Message::own_expressions() const {
-    std::vector<Expression*> all{receiver_expr};
+    std::vector<Expression*> all{receiver_expr.get()};
     for (const ExpressionList& list : arguments)
-        all.insert(all.end(), list.begin(), list.end());
+        append_views(all, list);
     return all;
 }
 
@@ -65,15 +59,11 @@ std::string message_name(const Expression* e) {
 
 // ---- aborting ----
 
-KillAction::KillAction(BuildContext* ctx, const std::string& label, const std::string& name, Expression* t,
-                       const CadDuration* d, AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, label, d, attl, loc, "abort")
+KillAction::KillAction(BuildContext* ctx, const std::string& label, const std::string& name, ExpPtr t,
+                       const CadDuration* d, AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, label, d, std::move(attl), loc, "abort")
     , target_name(name)
-    , target(t) {}
-
-KillAction::~KillAction() {
-    delete target;
-}
+    , target(std::move(t)) {}
 
 void KillAction::show_head(std::ostream& out) const {
     out << ' ';
@@ -84,18 +74,13 @@ void KillAction::show_head(std::ostream& out) const {
 }
 
 KillActionOf::KillActionOf(BuildContext* ctx, const std::string& label, const std::string& name,
-                           const std::string& of, Expression* t, Expression* of_t, const CadDuration* d,
-                           AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, label, d, attl, loc, "abort")
+                           const std::string& of, ExpPtr t, ExpPtr of_t, const CadDuration* d,
+                           AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, label, d, std::move(attl), loc, "abort")
     , target_name(name)
     , of_name(of)
-    , target(t)
-    , of_target(of_t) {}
-
-KillActionOf::~KillActionOf() {
-    delete target;
-    delete of_target;
-}
+    , target(std::move(t))
+    , of_target(std::move(of_t)) {}
 
 void KillActionOf::show_head(std::ostream& out) const {
     out << ' ';
@@ -112,30 +97,21 @@ void KillActionOf::show_head(std::ostream& out) const {
 
 // ---- assertion, processes, engine commands ----
 
-CadAssert::CadAssert(BuildContext* ctx, Expression* c, AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, "", nullptr, attl, loc, "assert")
-    , assertion(c) {}
-
-CadAssert::~CadAssert() {
-    delete assertion;
-}
+CadAssert::CadAssert(BuildContext* ctx, ExpPtr c, AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, "", nullptr, std::move(attl), loc, "assert")
+    , assertion(std::move(c)) {}
 
 void CadAssert::show_head(std::ostream& out) const {
     out << ' ';
     assertion->show(out, 0);
 }
 
-ProcCall::ProcCall(BuildContext* ctx, const std::string& proc, Expression* computed, ExpressionList a,
-                   AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, "", nullptr, attl, loc, "proc_call")
+ProcCall::ProcCall(BuildContext* ctx, const std::string& proc, ExpPtr computed, ExpressionList a,
+                   AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, "", nullptr, std::move(attl), loc, "proc_call")
     , name(proc)
-    , process(computed)
+    , process(std::move(computed))
     , args(std::move(a)) {}
-
-ProcCall::~ProcCall() {
-    delete process;
-    delete_list(args);
-}
 
 std::string ProcCall::word() const {
     return process ? ":: " + process->show() : name;
@@ -148,19 +124,21 @@ void ProcCall::show_head(std::ostream& out) const {
 }
 
 std::vector<Expression*> ProcCall::own_expressions() const {
-    std::vector<Expression*> all{process};
-    all.insert(all.end(), args.begin(), args.end());
+    std::vector<Expression*> all{process.get()};
+    append_views(all, args);
     return all;
 }
 
-Internal_comm::Internal_comm(BuildContext* ctx, const std::string& cmd, ExpressionList a, AttributeList* attl,
+Internal_comm::Internal_comm(BuildContext* ctx, const std::string& cmd, ExpressionList a, AttributeList attl,
                              const yy::location* loc)
-    : AtomicAction(ctx, "", nullptr, attl, loc, "command")
+    : AtomicAction(ctx, "", nullptr, std::move(attl), loc, "command")
     , command(cmd)
     , args(std::move(a)) {}
 
-Internal_comm::~Internal_comm() {
-    delete_list(args);
+std::vector<Expression*> Internal_comm::own_expressions() const {
+    std::vector<Expression*> all;
+    append_views(all, args);
+    return all;
 }
 
 void Internal_comm::show_head(std::ostream& out) const {
@@ -171,14 +149,14 @@ void Internal_comm::show_head(std::ostream& out) const {
 
 // ---- OSC and files ----
 
-NamedChannelAction::NamedChannelAction(BuildContext* ctx, const std::string& n, AttributeList* attl,
+NamedChannelAction::NamedChannelAction(BuildContext* ctx, const std::string& n, AttributeList attl,
                                        const yy::location* loc, const char* base)
-    : AtomicAction(ctx, "", nullptr, attl, loc, base)
+    : AtomicAction(ctx, "", nullptr, std::move(attl), loc, base)
     , name(n) {}
 
 OscSend::OscSend(BuildContext* ctx, const std::string& n, const std::string& h, int p, const std::string& a,
-                 AttributeList* attl, const yy::location* loc)
-    : NamedChannelAction(ctx, n, attl, loc, "oscsend")
+                 AttributeList attl, const yy::location* loc)
+    : NamedChannelAction(ctx, n, std::move(attl), loc, "oscsend")
     , host(h)
     , port(p)
     , address(a) {}
@@ -187,17 +165,12 @@ void OscSend::show_head(std::ostream& out) const {
     out << ' ' << name << ' ' << host << " : " << port << " \"" << address << '"';
 }
 
-OscRecv::OscRecv(BuildContext* ctx, const std::string& n, int p, const std::string& a, std::vector<Var*> vars,
-                 AttributeList* attl, const yy::location* loc)
-    : NamedChannelAction(ctx, n, attl, loc, "oscrecv")
+OscRecv::OscRecv(BuildContext* ctx, const std::string& n, int p, const std::string& a,
+                 std::vector<VarPtr> vars, AttributeList attl, const yy::location* loc)
+    : NamedChannelAction(ctx, n, std::move(attl), loc, "oscrecv")
     , port(p)
     , address(a)
     , variables(std::move(vars)) {}
-
-OscRecv::~OscRecv() {
-    for (Var* v : variables)
-        delete v;
-}
 
 void OscRecv::show_head(std::ostream& out) const {
     out << ' ' << name << ' ' << port << " \"" << address << '"';
@@ -206,12 +179,14 @@ void OscRecv::show_head(std::ostream& out) const {
 }
 
 std::vector<Expression*> OscRecv::own_expressions() const {
-    return {variables.begin(), variables.end()};
+    std::vector<Expression*> all;
+    append_views(all, variables);
+    return all;
 }
 
 OpenFileAction::OpenFileAction(BuildContext* ctx, const std::string& n, const std::string& f, int m,
-                               AttributeList* attl, const yy::location* loc)
-    : NamedChannelAction(ctx, n, attl, loc, "openoutfile")
+                               AttributeList attl, const yy::location* loc)
+    : NamedChannelAction(ctx, n, std::move(attl), loc, "openoutfile")
     , file(f)
     , mode(m) {}
 

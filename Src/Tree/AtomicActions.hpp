@@ -10,17 +10,16 @@ public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     // Takes `receiver_expr` (null for a named receiver) and the expressions
     // of `arguments`.
-    Message(BuildContext* ctx, const std::string& receiver, Expression* receiver_expr,
-            std::vector<ExpressionList> arguments, const CadDuration* delay, AttributeList* attributes,
+    Message(BuildContext* ctx, const std::string& receiver, ExpPtr receiver_expr,
+            std::vector<ExpressionList> arguments, const CadDuration* delay, AttributeList attributes,
             const yy::location* loc);
-    ~Message() override;
 
     std::string msg_name() const override { return receiver; }
     std::string word() const override;
     void show_head(std::ostream& out) const override;
 
     std::string receiver;
-    Expression* receiver_expr = nullptr;
+    ExpPtr receiver_expr;
     std::vector<ExpressionList> arguments;
 
 protected:
@@ -36,17 +35,16 @@ class KillAction : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     // A named target (`target` null) or a computed one (`name` empty).
-    KillAction(BuildContext* ctx, const std::string& label, const std::string& name, Expression* target,
-               const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
-    ~KillAction() override;
+    KillAction(BuildContext* ctx, const std::string& label, const std::string& name, ExpPtr target,
+               const CadDuration* delay, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "abort"; }
     void show_head(std::ostream& out) const override;
 
     std::string target_name;
-    Expression* target = nullptr;
+    ExpPtr target;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {target}; }
+    std::vector<Expression*> own_expressions() const override { return {target.get()}; }
 };
 
 // "abort a of b": stops the instances of `a` that run inside `b`.
@@ -54,49 +52,45 @@ class KillActionOf : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     KillActionOf(BuildContext* ctx, const std::string& label, const std::string& name,
-                 const std::string& of_name, Expression* target, Expression* of_target,
-                 const CadDuration* delay, AttributeList* attributes, const yy::location* loc);
-    ~KillActionOf() override;
+                 const std::string& of_name, ExpPtr target, ExpPtr of_target, const CadDuration* delay,
+                 AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "abort"; }
     void show_head(std::ostream& out) const override;
 
     std::string target_name, of_name;
-    Expression* target = nullptr;
-    Expression* of_target = nullptr;
+    ExpPtr target;
+    ExpPtr of_target;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {target, of_target}; }
+    std::vector<Expression*> own_expressions() const override { return {target.get(), of_target.get()}; }
 };
 
 class CadAssert : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    CadAssert(BuildContext* ctx, Expression* condition, AttributeList* attributes,
-              const yy::location* loc);
-    ~CadAssert() override;
+    CadAssert(BuildContext* ctx, ExpPtr condition, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "@assert"; }
     void show_head(std::ostream& out) const override;
 
-    Expression* assertion;
+    ExpPtr assertion;
     std::string message = "Assertion failed";
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {assertion}; }
+    std::vector<Expression*> own_expressions() const override { return {assertion.get()}; }
 };
 
 // "::p(args)": starts an instance of a process, named or computed.
 class ProcCall : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    ProcCall(BuildContext* ctx, const std::string& name, Expression* process, ExpressionList args,
-             AttributeList* attributes, const yy::location* loc);
-    ~ProcCall() override;
+    ProcCall(BuildContext* ctx, const std::string& name, ExpPtr process, ExpressionList args,
+             AttributeList attributes, const yy::location* loc);
     std::string proc_name() const override { return name; }
     std::string word() const override;
     void show_head(std::ostream& out) const override;
 
     std::string name;
-    Expression* process = nullptr;
+    ExpPtr process;
     ExpressionList args;
 
 protected:
@@ -108,8 +102,7 @@ class Internal_comm : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     Internal_comm(BuildContext* ctx, const std::string& command, ExpressionList args,
-                  AttributeList* attributes, const yy::location* loc);
-    ~Internal_comm() override;
+                  AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "cadenzium::" + command; }
     void show_head(std::ostream& out) const override;
 
@@ -117,13 +110,13 @@ public:
     ExpressionList args;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return args; }
+    std::vector<Expression*> own_expressions() const override;
 };
 
 // Actions on OSC channels and output files, named by an identifier.
 class NamedChannelAction : public AtomicAction {
 public:
-    NamedChannelAction(BuildContext* ctx, const std::string& name, AttributeList* attributes,
+    NamedChannelAction(BuildContext* ctx, const std::string& name, AttributeList attributes,
                        const yy::location* loc, const char* base);
     void show_head(std::ostream& out) const override { out << ' ' << name; }
     std::string name;
@@ -133,7 +126,7 @@ class OscSend : public NamedChannelAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     OscSend(BuildContext* ctx, const std::string& name, const std::string& host, int port,
-            const std::string& address, AttributeList* attributes, const yy::location* loc);
+            const std::string& address, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "oscsend"; }
     void show_head(std::ostream& out) const override;
     std::string host;
@@ -145,13 +138,12 @@ class OscRecv : public NamedChannelAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     OscRecv(BuildContext* ctx, const std::string& name, int port, const std::string& address,
-            std::vector<Var*> variables, AttributeList* attributes, const yy::location* loc);
-    ~OscRecv() override;
+            std::vector<VarPtr> variables, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "oscreceive"; }
     void show_head(std::ostream& out) const override;
     int port;
     std::string address;
-    std::vector<Var*> variables;
+    std::vector<VarPtr> variables;
 
 protected:
     std::vector<Expression*> own_expressions() const override;
@@ -160,16 +152,16 @@ protected:
 class OscOn : public NamedChannelAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    OscOn(BuildContext* ctx, const std::string& name, AttributeList* attributes, const yy::location* loc)
-        : NamedChannelAction(ctx, name, attributes, loc, "oscon") {}
+    OscOn(BuildContext* ctx, const std::string& name, AttributeList attributes, const yy::location* loc)
+        : NamedChannelAction(ctx, name, std::move(attributes), loc, "oscon") {}
     std::string word() const override { return "osc on"; }
 };
 
 class OscOff : public NamedChannelAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    OscOff(BuildContext* ctx, const std::string& name, AttributeList* attributes, const yy::location* loc)
-        : NamedChannelAction(ctx, name, attributes, loc, "oscoff") {}
+    OscOff(BuildContext* ctx, const std::string& name, AttributeList attributes, const yy::location* loc)
+        : NamedChannelAction(ctx, name, std::move(attributes), loc, "oscoff") {}
     std::string word() const override { return "osc off"; }
 };
 
@@ -177,7 +169,7 @@ class OpenFileAction : public NamedChannelAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     OpenFileAction(BuildContext* ctx, const std::string& name, const std::string& file, int mode,
-                   AttributeList* attributes, const yy::location* loc);
+                   AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "openoutfile"; }
     void show_head(std::ostream& out) const override;
     std::string file;
@@ -187,9 +179,9 @@ public:
 class CloseFileAction : public NamedChannelAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    CloseFileAction(BuildContext* ctx, const std::string& name, AttributeList* attributes,
+    CloseFileAction(BuildContext* ctx, const std::string& name, AttributeList attributes,
                     const yy::location* loc)
-        : NamedChannelAction(ctx, name, attributes, loc, "closefile") {}
+        : NamedChannelAction(ctx, name, std::move(attributes), loc, "closefile") {}
     std::string word() const override { return "closefile"; }
 };
 
@@ -199,13 +191,12 @@ class AtomicSequence : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     // Starts with `first`, whose delay the sequence takes.
-    AtomicSequence(BuildContext* ctx, Action* first);
-    ~AtomicSequence() override;
+    AtomicSequence(BuildContext* ctx, ActionPtr first);
 
-    void add(Action* next);
+    void add(ActionPtr next);
     // Replaces each run of two or more undelayed simple atomic actions of
     // `list` by one sequence.
-    static void restructure(BuildContext* ctx, ActionList* list);
+    static void restructure(BuildContext* ctx, ActionList& list);
 
     bool is_atomic_sequence() const override { return true; }
     bool weak_ok_action() const override { return false; }

@@ -1,6 +1,7 @@
 // Runs of undelayed atomic actions grouped into one sequence.
 #include "Tree/AtomicActions.hpp"
 
+#include <algorithm>
 #include <cassert>
 
 bool AtomicAction::weak_ok_action() const {
@@ -17,61 +18,59 @@ bool joins_a_sequence(const Action* a) {
 
 } // namespace
 
-AtomicSequence::AtomicSequence(BuildContext* ctx, Action* first)
-    : AtomicAction(ctx, "", &first->delay, nullptr, first->location, "aseq") {
+AtomicSequence::AtomicSequence(BuildContext* ctx, ActionPtr first)
+    : AtomicAction(ctx, "", &first->delay, {}, first->location.get(), "aseq") {
     first->delay = CadDuration(0.0, first->delay.unit);
-    actions.push_back(first);
+    actions.push_back(std::move(first));
 }
 
-AtomicSequence::~AtomicSequence() {
-    for (Action* a : actions)
-        delete a;
-}
-
-void AtomicSequence::add(Action* next) {
+void AtomicSequence::add(ActionPtr next) {
     assert(next && "a sequence holds actions");
-    actions.push_back(next);
+    actions.push_back(std::move(next));
 }
 
-void AtomicSequence::restructure(BuildContext* ctx, ActionList* list) {
-    if (!list) return;
-    for (auto it = list->begin(); it != list->end(); ++it) {
-        if (!joins_a_sequence(*it)) continue;
-        auto next = std::next(it);
-        if (next == list->end() || !joins_a_sequence(*next) || !is_zero_delay(&(*next)->delay)) continue;
-        auto* sequence = new AtomicSequence(ctx, *it);
-        while (next != list->end() && joins_a_sequence(*next) && is_zero_delay(&(*next)->delay)) {
-            sequence->add(*next);
-            next = list->erase(next);
-        }
-        *it = sequence;
+// A run starts at an action that may join a sequence and goes on through
+// the undelayed ones that may join it too.
+void AtomicSequence::restructure(BuildContext* ctx, ActionList& list) {
+    auto joins_here = [](const ActionPtr& a) {
+        return joins_a_sequence(a.get()) && is_zero_delay(&a->delay);
+    };
+    for (auto it = list.begin(); it != list.end(); ++it) {
+        if (!joins_a_sequence(it->get())) continue;
+        const auto run_end = std::find_if_not(std::next(it), list.end(), joins_here);
+        if (run_end == std::next(it)) continue;
+        auto sequence = std::make_unique<AtomicSequence>(ctx, std::move(*it));
+        for (auto next = std::next(it); next != run_end; ++next)
+            sequence->add(std::move(*next));
+        *it = std::move(sequence);
+        it = list.erase(std::next(it), run_end) - 1;
     }
 }
 
 void AtomicSequence::show_body(std::ostream& out) const {
-    for (const Action* a : actions)
+    for (const ActionPtr& a : actions)
         a->show(out);
 }
 
 int AtomicSequence::countActions() const {
     int n = 0;
-    for (const Action* a : actions)
+    for (const ActionPtr& a : actions)
         n += a->countActions();
     return n;
 }
 
 void AtomicSequence::set_env(Environment* env, const std::list<std::string>& locals, int level) {
     Action::set_env(env, locals, level);
-    for (Action* a : actions)
+    for (const ActionPtr& a : actions)
         a->set_env(env, locals, level);
 }
 
 void AtomicSequence::compute_origin(const Origin& o) {
     Action::compute_origin(o);
-    for (Action* a : actions)
+    for (const ActionPtr& a : actions)
         a->compute_origin({Origin::ACTION, this, o.score});
 }
 
-void Action::restructure_sequence(BuildContext* ctx, ActionList* list) {
+void Action::restructure_sequence(BuildContext* ctx, ActionList& list) {
     AtomicSequence::restructure(ctx, list);
 }

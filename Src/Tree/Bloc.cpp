@@ -11,29 +11,23 @@
 
 // ---- Bloc ----
 
-Bloc::Bloc(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
-           Expression* end, TimedEnd timed_end, const yy::location* loc, const char* base)
-    : Action(ctx, name, d, attl, loc, base)
-    , until(end)
-    , during(timed_end.duration)
-    , during_count(timed_end.count)
-    , at_kill(get_action_at_kill(attl)) {
+Bloc::Bloc(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList attl, ExpPtr end,
+           TimedEnd timed_end, const yy::location* loc, const char* base)
+    : Action(ctx, name, d, std::move(attl), loc, base)
+    , until(std::move(end))
+    , during(std::move(timed_end.duration))
+    , during_count(std::move(timed_end.count))
+    , at_kill(get_action_at_kill(attributes)) {
     if (until) until->set_ambiant_action(this);
     if (during) during->set_ambiant_action(this);
     if (during_count) during_count->set_ambiant_action(this);
     if (at_kill) at_kill->set_parent(this);
 }
 
-Bloc::~Bloc() {
-    delete until;
-    delete during;
-    delete during_count;
-    delete local_vars;
-    delete tempo_vars;
-}
+Bloc::~Bloc() = default;
 
 std::vector<Expression*> Bloc::own_expressions() const {
-    return {until, during ? during->expr : nullptr, during_count};
+    return {until.get(), during ? during->expr.get() : nullptr, during_count.get()};
 }
 
 void Bloc::adopt(Action* child) {
@@ -53,99 +47,84 @@ void Bloc::show_tail(std::ostream& out) const {
 
 namespace {
 
-bool no_attributes(const AttributeList* attributes) {
-    return !attributes || attributes->empty();
-}
-
 bool anonymous(const std::string& name) {
     return name.empty() || is_an_anonymous_name(name);
 }
 
-// The single undelayed action of a body, or null.
-Action* lone_action(const ActionList* body) {
-    if (!body || body->size() != 1) return nullptr;
-    Action* only = body->front();
-    return is_zero_delay(&only->delay) ? only : nullptr;
+// Whether a body is a single undelayed action.
+bool is_lone_action(const ActionList& body) {
+    return body.size() == 1 && is_zero_delay(&body.front()->delay);
 }
 
-// Gives `a` the delay `d` (when there is one) and frees the rest of a body
-// that stands for it.
-Action* stand_alone(Action* a, const CadDuration* d, ActionList* body, AttributeList* attributes) {
+// The single action of a body that stands for the whole block, with the
+// block's delay `d` when there is one.
+ActionPtr stand_alone(ActionList body, const CadDuration* d) {
+    ActionPtr a = std::move(body.front());
     if (d && !is_zero_delay(d)) a->delay = *d;
-    delete body;
-    delete_attributes(attributes);
     return a;
 }
 
 } // namespace
 
-Action* Gfwd::make(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
-                   ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc) {
+ActionPtr Gfwd::make(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList attl,
+                     ActionList body, ExpPtr until, TimedEnd timed_end, const yy::location* loc) {
     restructure_sequence(ctx, body);
-    Action* only = lone_action(body);
     const bool has_end = until || timed_end.count || timed_end.duration;
-    if (only && no_attributes(attl) && anonymous(name) && !has_end && only->declare_type() != 1)
-        return stand_alone(only, d, body, attl);
-    return new Gfwd(ctx, name, d, attl, body, until, timed_end, loc);
+    if (is_lone_action(body) && attl.empty() && anonymous(name) && !has_end &&
+        body.front()->declare_type() != 1)
+        return stand_alone(std::move(body), d);
+    return std::make_unique<Gfwd>(ctx, name, d, std::move(attl), std::move(body), std::move(until),
+                                  std::move(timed_end), loc);
 }
 
-Gfwd::Gfwd(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
-           ActionList* body, Expression* end, TimedEnd timed_end, const yy::location* loc)
-    : Bloc(ctx, name, d, attl, end, timed_end, loc, "group") {
-    if (body) body_list.splice(body_list.end(), *body);
-    delete body;
+Gfwd::Gfwd(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList attl,
+           ActionList body, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Bloc(ctx, name, d, std::move(attl), std::move(end), std::move(timed_end), loc, "group")
+    , actions(std::move(body)) {
     tightify_children(ctx);
-    actions.assign(body_list.begin(), body_list.end());
-    for (Action* child : actions)
-        adopt(child);
+    for (const ActionPtr& child : actions)
+        adopt(child.get());
     collect_declarations();
-    if (!local_vars || local_vars->empty()) return;
-    env = new Environment(ctx ? ctx->eval : nullptr);
-    for (const ActionDeclaration* dec : *local_vars)
-        for (const Var* v : dec->vars)
+    if (local_vars.empty()) return;
+    env = std::make_unique<Environment>(ctx ? ctx->eval : nullptr);
+    for (const ActionDeclaration* dec : local_vars)
+        for (const VarPtr& v : dec->vars)
             local_names.push_back(v->name);
 }
 
-Gfwd::~Gfwd() {
-    for (Action* a : actions)
-        delete a;
-    delete env;
-}
+Gfwd::~Gfwd() = default;
 
 void Gfwd::collect_declarations() {
-    for (const Action* child : actions) {
-        const auto* dec = dynamic_cast<const ActionDeclaration*>(child);
+    for (const ActionPtr& child : actions) {
+        const auto* dec = dynamic_cast<const ActionDeclaration*>(child.get());
         if (!dec) continue;
-        if (dec->declare_type() == 1) {
-            if (!local_vars) local_vars = new std::vector<const ActionDeclaration*>;
-            local_vars->push_back(dec);
-        } else if (dec->declare_type() == 3) {
-            if (!tempo_vars) tempo_vars = new std::vector<const ActionDeclaration*>;
-            tempo_vars->push_back(dec);
-        }
+        if (dec->declare_type() == 1)
+            local_vars.push_back(dec);
+        else if (dec->declare_type() == 3)
+            tempo_vars.push_back(dec);
     }
 }
 
 // A tight child without locality becomes a group of its own; the next child
 // takes its delay, so that every child keeps its date.
 void Gfwd::tightify_children(BuildContext* ctx) {
-    for (auto it = body_list.begin(); it != body_list.end(); ++it) {
-        Action* child = *it;
+    for (auto it = actions.begin(); it != actions.end(); ++it) {
+        Action* child = it->get();
         if (child->locality != LOCALITY_UNSET || child->is_bloc()) continue;
         if (!child->tight && !child->ante && !child->post) continue;
-        *it = child->groupify(ctx);
-        if (auto next = std::next(it); next != body_list.end()) (*next)->add_delay(child->delay);
+        *it = groupify(ctx, std::move(*it));
+        if (auto next = std::next(it); next != actions.end()) (*next)->add_delay(child->delay);
     }
 }
 
 void Gfwd::show_body(std::ostream& out) const {
-    for (const Action* a : actions)
+    for (const ActionPtr& a : actions)
         a->show(out);
 }
 
 int Gfwd::countActions() const {
     int n = Action::countActions();
-    for (const Action* a : actions)
+    for (const ActionPtr& a : actions)
         n += a->countActions();
     return n;
 }
@@ -153,14 +132,14 @@ int Gfwd::countActions() const {
 void Gfwd::set_env(Environment* outer, const std::list<std::string>& locals, int level) {
     Action::set_env(outer, locals, level);
     if (env) {
-        for (const ActionDeclaration* dec : *local_vars)
+        for (const ActionDeclaration* dec : local_vars)
             for (size_t i = 0; i < dec->vars.size(); ++i)
                 env->define_var(dec->vars[i]->name, dec->histories[i], undef_value());
-        for (Action* child : actions)
-            child->set_env(env, local_names, 0);
+        for (const ActionPtr& child : actions)
+            child->set_env(env.get(), local_names, 0);
     }
     const int outer_level = env && level >= 0 ? level + 1 : level;
-    for (Action* child : actions)
+    for (const ActionPtr& child : actions)
         child->set_env(outer, locals, outer_level);
 }
 
@@ -171,55 +150,59 @@ void Gfwd::finalize_env(Environment* global) {
 void Gfwd::compute_origin(const Origin& o) {
     Action::compute_origin(o);
     Origin previous{Origin::ACTION, this, o.score};
-    for (Action* child : actions) {
+    for (const ActionPtr& child : actions) {
         child->compute_origin(previous);
-        previous = {Origin::ACTION, child, o.score};
+        previous = {Origin::ACTION, child.get(), o.score};
     }
 }
 
 void Gfwd::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
-    for (Action* child : actions)
+    for (const ActionPtr& child : actions)
         child->compute_and_propage(context, score);
 }
 
 // ---- bodies ----
 
-Action* Action::make_action_from_actionlist(BuildContext* ctx, const std::string& name, const CadDuration* d,
-                                            AttributeList* attl, ActionList* list, const yy::location* loc,
-                                            bool simplify) {
+ActionPtr Action::make_action_from_actionlist(BuildContext* ctx, const std::string& name,
+                                              const CadDuration* d, AttributeList attl, ActionList list,
+                                              const yy::location* loc, bool simplify) {
     if (simplify) {
         restructure_sequence(ctx, list);
-        if (Action* only = lone_action(list); only && no_attributes(attl))
-            return stand_alone(only, d, list, attl);
+        if (is_lone_action(list) && attl.empty()) return stand_alone(std::move(list), d);
     }
-    auto* group = new Gfwd(ctx, name, d, attl, list, nullptr, {}, loc);
+    auto group =
+        std::make_unique<Gfwd>(ctx, name, d, std::move(attl), std::move(list), nullptr, TimedEnd{}, loc);
     group->hidden = true;
     return group;
 }
 
 // A tight atomic action becomes a group that carries its locality and
 // strategies; the action keeps its other attributes and its delay.
-Action* Action::groupify(BuildContext* ctx) {
-    auto* strategies = new AttributeList;
-    if (attributes) {
-        for (auto it = attributes->begin(); it != attributes->end();) {
-            const bool moves = dynamic_cast<LocalAttribute*>(*it) || dynamic_cast<StrategyAttribute*>(*it);
-            if (!moves) {
-                ++it;
-                continue;
-            }
-            strategies->push_back(*it);
-            it = attributes->erase(it);
+ActionPtr Action::groupify(BuildContext* ctx, ActionPtr action) {
+    if (action->is_bloc()) return action;
+    AttributeList strategies;
+    AttributeList& attributes = action->attributes;
+    for (auto it = attributes.begin(); it != attributes.end();) {
+        const bool moves =
+            dynamic_cast<LocalAttribute*>(it->get()) || dynamic_cast<StrategyAttribute*>(it->get());
+        if (!moves) {
+            ++it;
+            continue;
         }
+        strategies.push_back(std::move(*it));
+        it = attributes.erase(it);
     }
-    tight = loose = ante = post = false;
-    tight_l = loose_l = ante_l = post_l = nullptr;
-    locality = LOCALITY_UNSET;
-    auto* body = new ActionList{this};
+    action->tight = action->loose = action->ante = action->post = false;
+    action->tight_l = action->loose_l = action->ante_l = action->post_l = nullptr;
+    action->locality = LOCALITY_UNSET;
+    const std::string name = "_tightification_of_" + action->label;
+    const yy::location* where = action->location.get(); // the action lives on in the group's body
+    ActionList body;
+    body.push_back(std::move(action));
     const CadDuration zero(0.0, DURATION_BEATS);
-    auto* group =
-        new Gfwd(ctx, "_tightification_of_" + label, &zero, strategies, body, nullptr, {}, location);
+    auto group = std::make_unique<Gfwd>(ctx, name, &zero, std::move(strategies), std::move(body), nullptr,
+                                        TimedEnd{}, where);
     group->hidden = true;
     return group;
 }

@@ -6,31 +6,32 @@
 #include "Tree/Action.hpp"
 
 class ActionDeclaration;
+class Environment;
 
 // "during [n#]" (a count) or "during [d]" (a duration); both null when absent.
 struct TimedEnd {
-    Expression* count = nullptr;
-    CadDuration* duration = nullptr;
+    ExpPtr count;
+    std::unique_ptr<CadDuration> duration;
 };
 
 class Bloc : public Action {
 public:
-    // Takes `until` and the parts of `timed_end`.
-    Bloc(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList* attributes,
-         Expression* until, TimedEnd timed_end, const yy::location* loc, const char* base);
+    // Takes the attributes, `until` and the parts of `timed_end`.
+    Bloc(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList attributes,
+         ExpPtr until, TimedEnd timed_end, const yy::location* loc, const char* base);
     ~Bloc() override;
 
     bool is_bloc() const override { return true; }
     bool has_body() const override { return true; }
-    Action* groupify(BuildContext*) override { return this; }
     void show_tail(std::ostream& out) const override;
 
-    Expression* until = nullptr;
-    CadDuration* during = nullptr;
-    Expression* during_count = nullptr;
+    ExpPtr until;
+    std::unique_ptr<CadDuration> during;
+    ExpPtr during_count;
     Action* at_kill = nullptr; // held by the "@abort" attribute
-    std::vector<const ActionDeclaration*>* local_vars = nullptr;
-    std::vector<const ActionDeclaration*>* tempo_vars = nullptr;
+    // The declarations among the children (views).
+    std::vector<const ActionDeclaration*> local_vars;
+    std::vector<const ActionDeclaration*> tempo_vars;
     std::list<std::string> local_names;
 
 protected:
@@ -45,12 +46,12 @@ public:
     // The factory of "group" and "{ ... }": an anonymous block without
     // attributes or end around a single undelayed action is that action.
     // Takes the attributes, the body list, the end and the timed end.
-    static Action* make(BuildContext* ctx, const std::string& name, const CadDuration* delay,
-                        AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
-                        const yy::location* loc);
+    static ActionPtr make(BuildContext* ctx, const std::string& name, const CadDuration* delay,
+                          AttributeList attributes, ActionList body, ExpPtr until, TimedEnd timed_end,
+                          const yy::location* loc);
 
-    Gfwd(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList* attributes,
-         ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
+    Gfwd(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList attributes,
+         ActionList body, ExpPtr until, TimedEnd timed_end, const yy::location* loc);
     ~Gfwd() override;
 
     std::string word() const override { return "group"; }
@@ -63,9 +64,10 @@ public:
     // declares them.
     void finalize_env(Environment* global);
 
-    std::vector<Action*> actions;
-    ActionList body_list;
-    Environment* env = nullptr;
+    // The local variables of the group, when it declares some (declared
+    // first, so that it outlives the children).
+    std::unique_ptr<Environment> env;
+    ActionList actions;
 
 private:
     void collect_declarations();

@@ -12,10 +12,11 @@ namespace {
 const CadDuration ZERO(0.0, DURATION_BEATS);
 
 // The hidden group of a body, restructured, with a parent.
-Gfwd* hidden_body(BuildContext* ctx, const std::string& name, ActionList* body, const yy::location* loc,
-                  Bloc* parent) {
+std::unique_ptr<Gfwd> hidden_body(BuildContext* ctx, const std::string& name, ActionList body,
+                                  const yy::location* loc, Bloc* parent) {
     Action::restructure_sequence(ctx, body);
-    auto* group = new Gfwd(ctx, name, &ZERO, nullptr, body, nullptr, {}, loc);
+    auto group =
+        std::make_unique<Gfwd>(ctx, name, &ZERO, AttributeList{}, std::move(body), nullptr, TimedEnd{}, loc);
     group->hidden = true;
     group->set_parent(parent);
     return group;
@@ -30,16 +31,11 @@ void show_nested(std::ostream& out, const Action* a) {
 // ---- loop ----
 
 Lfwd::Lfwd(BuildContext* ctx, const std::string& name, const CadDuration* d, const CadDuration& p,
-           AttributeList* attl, ActionList* body_list, Expression* end, TimedEnd timed_end,
-           const yy::location* loc)
-    : Bloc(ctx, name, d, attl, end, timed_end, loc, "loop")
+           AttributeList attl, ActionList body_list, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Bloc(ctx, name, d, std::move(attl), std::move(end), std::move(timed_end), loc, "loop")
     , period(p)
-    , body(hidden_body(ctx, anonymous_name(ctx, label) + "_body", body_list, loc, this)) {
+    , body(hidden_body(ctx, anonymous_name(ctx, label) + "_body", std::move(body_list), loc, this)) {
     period.set_ambiant_action(this);
-}
-
-Lfwd::~Lfwd() {
-    delete body;
 }
 
 void Lfwd::show_head(std::ostream& out) const {
@@ -56,7 +52,7 @@ int Lfwd::countActions() const {
 
 std::vector<Expression*> Lfwd::own_expressions() const {
     std::vector<Expression*> all = Bloc::own_expressions();
-    all.push_back(period.expr);
+    all.push_back(period.expr.get());
     return all;
 }
 
@@ -77,33 +73,32 @@ void Lfwd::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- forall ----
 
-For::For(BuildContext* ctx, Var* var, Var* second, Expression* set, AttributeList* attl, ActionList* body_list,
+For::For(BuildContext* ctx, VarPtr var, VarPtr second, ExpPtr set, AttributeList attl, ActionList body_list,
          const yy::location* loc)
-    : Bloc(ctx, "", nullptr, attl, nullptr, {}, loc, second ? "for2" : "for1")
-    , iteration_set(set)
+    : Bloc(ctx, "", nullptr, std::move(attl), nullptr, {}, loc, second ? "for2" : "for1")
+    , iteration_set(std::move(set))
     , two_vars(second != nullptr) {
     iteration_set->set_ambiant_action(this);
-    initialize(ctx, body_list, var, second);
+    initialize(ctx, std::move(body_list), std::move(var), std::move(second));
 }
 
-For::~For() {
-    delete iteration_set;
-    delete body;
-}
-
-void For::initialize(BuildContext* ctx, ActionList* body_list, Var* var, Var* second) {
-    if (!body_list) body_list = new ActionList;
+void For::initialize(BuildContext* ctx, ActionList body_list, VarPtr var, VarPtr second) {
     restructure_sequence(ctx, body_list);
     var_name = var->name;
-    local_vars_list.push_back(var);
+    local_vars_list.push_back(var.get());
+    std::vector<VarPtr> declared;
+    declared.push_back(std::move(var));
     if (second) {
         second_name = second->name;
-        local_vars_list.push_back(second);
+        local_vars_list.push_back(second.get());
+        declared.push_back(std::move(second));
     }
-    auto* declaration = new LocalDec(ctx, local_vars_list, {}, location);
+    auto declaration =
+        std::make_unique<LocalDec>(ctx, std::move(declared), std::vector<int>{}, location.get());
     declaration->hidden = true;
-    body_list->push_front(declaration);
-    body = new Gfwd(ctx, label + "_body", &ZERO, nullptr, body_list, nullptr, {}, location);
+    body_list.insert(body_list.begin(), std::move(declaration));
+    body = std::make_unique<Gfwd>(ctx, label + "_body", &ZERO, AttributeList{}, std::move(body_list), nullptr,
+                                  TimedEnd{}, location.get());
     body->hidden = true;
     body->set_parent(this);
 }
@@ -141,24 +136,18 @@ void For::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- if ----
 
-ConditionalAction::ConditionalAction(BuildContext* ctx, Expression* c, AttributeList* attl,
-                                     ActionList* true_list, ActionList* false_list, const yy::location* loc)
-    : Bloc(ctx, "", nullptr, attl, nullptr, {}, loc, "if")
-    , condition(c)
-    , true_body(
-          make_action_from_actionlist(ctx, label + "_true_body", nullptr, nullptr, true_list, loc, true)) {
+ConditionalAction::ConditionalAction(BuildContext* ctx, ExpPtr c, AttributeList attl, ActionList true_list,
+                                     std::optional<ActionList> false_list, const yy::location* loc)
+    : Bloc(ctx, "", nullptr, std::move(attl), nullptr, {}, loc, "if")
+    , condition(std::move(c))
+    , true_body(make_action_from_actionlist(ctx, label + "_true_body", nullptr, {}, std::move(true_list), loc,
+                                            true)) {
     condition->set_ambiant_action(this);
-    adopt(true_body);
+    adopt(true_body.get());
     if (!false_list) return;
-    false_body =
-        make_action_from_actionlist(ctx, label + "_false_body", nullptr, nullptr, false_list, loc, true);
-    adopt(false_body);
-}
-
-ConditionalAction::~ConditionalAction() {
-    delete condition;
-    delete true_body;
-    delete false_body;
+    false_body = make_action_from_actionlist(ctx, label + "_false_body", nullptr, {}, std::move(*false_list),
+                                             loc, true);
+    adopt(false_body.get());
 }
 
 void ConditionalAction::show_head(std::ostream& out) const {
@@ -166,7 +155,7 @@ void ConditionalAction::show_head(std::ostream& out) const {
 }
 
 void ConditionalAction::show_body(std::ostream& out) const {
-    show_nested(out, true_body);
+    show_nested(out, true_body.get());
 }
 
 void ConditionalAction::show_tail(std::ostream& out) const {
@@ -204,27 +193,19 @@ void ConditionalAction::compute_and_propage(const std::bitset<32>& context, Scor
 
 // ---- switch ----
 
-SwitchAction::SwitchAction(BuildContext* ctx, Expression* s, AttributeList* attl, CaseList case_list,
+SwitchAction::SwitchAction(BuildContext* ctx, ExpPtr s, AttributeList attl, CaseList case_list,
                            const yy::location* loc)
-    : Bloc(ctx, "", nullptr, attl, nullptr, {}, loc, "switch")
-    , subject(s) {
+    : Bloc(ctx, "", nullptr, std::move(attl), nullptr, {}, loc, "switch")
+    , subject(std::move(s)) {
     if (subject) subject->set_ambiant_action(this);
     for (size_t i = 0; i < case_list.size(); ++i) {
-        auto [test, list] = case_list[i];
+        auto& [test, list] = case_list[i];
         std::string name = str_printf("%s_cases_%d", label.c_str(), static_cast<int>(i));
         if (name.size() > 255) name.resize(255);
-        Action* action = make_action_from_actionlist(ctx, name, nullptr, nullptr, list, loc, true);
+        ActionPtr action = make_action_from_actionlist(ctx, name, nullptr, {}, std::move(list), loc, true);
         test->set_ambiant_action(this);
-        adopt(action);
-        cases.emplace_back(test, action);
-    }
-}
-
-SwitchAction::~SwitchAction() {
-    delete subject;
-    for (auto& [test, action] : cases) {
-        delete test;
-        delete action;
+        adopt(action.get());
+        cases.emplace_back(std::move(test), std::move(action));
     }
 }
 
@@ -249,9 +230,9 @@ int SwitchAction::countActions() const {
 }
 
 std::vector<Expression*> SwitchAction::own_expressions() const {
-    std::vector<Expression*> all{subject};
+    std::vector<Expression*> all{subject.get()};
     for (const auto& c : cases)
-        all.push_back(c.first);
+        all.push_back(c.first.get());
     return all;
 }
 
@@ -275,21 +256,16 @@ void SwitchAction::compute_and_propage(const std::bitset<32>& context, Score* sc
 
 // ---- whenever ----
 
-WhenAction::WhenAction(BuildContext* ctx, const std::string& name, Expression* c, AttributeList* attl,
-                       ActionList* body_list, Expression* end, TimedEnd timed_end, const yy::location* loc)
-    : Bloc(ctx, name, nullptr, attl, end, timed_end, loc, "when")
-    , condition(c)
-    , body(make_action_from_actionlist(ctx, anonymous_name(ctx, label) + "_body", nullptr, nullptr, body_list, loc,
-                                       true))
-    , noRec(get_noRec(attl)) {
+WhenAction::WhenAction(BuildContext* ctx, const std::string& name, ExpPtr c, AttributeList attl,
+                       ActionList body_list, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Bloc(ctx, name, nullptr, std::move(attl), std::move(end), std::move(timed_end), loc, "when")
+    , condition(std::move(c))
+    , body(make_action_from_actionlist(ctx, anonymous_name(ctx, label) + "_body", nullptr, {},
+                                       std::move(body_list), loc, true))
+    , noRec(get_noRec(attributes)) {
     condition->get_variables(watched);
     condition->set_ambiant_action(this);
-    adopt(body);
-}
-
-WhenAction::~WhenAction() {
-    delete condition;
-    delete body;
+    adopt(body.get());
 }
 
 void WhenAction::show_head(std::ostream& out) const {
@@ -297,7 +273,7 @@ void WhenAction::show_head(std::ostream& out) const {
 }
 
 void WhenAction::show_body(std::ostream& out) const {
-    show_nested(out, body);
+    show_nested(out, body.get());
 }
 
 int WhenAction::countActions() const {
@@ -319,19 +295,19 @@ void WhenAction::compute_and_propage(const std::bitset<32>& context, Score* scor
     body->compute_and_propage(context, score);
 }
 
-Expression* make_event_condition(BuildContext* ctx, const yy::location* loc) {
-    return new BinaryExpression(OP_EQ, SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc),
-                                SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc), loc);
+ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc) {
+    return std::make_unique<BinaryExpression>(
+        OP_EQ, SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc),
+        SpecialVariable::make_variable(ctx->eval, BEAT_POS_VAR, loc), loc);
 }
 
 // ---- whenever on a pattern ----
 
 // Patterns are defined by "@pattern_def"; none is known to this reader, so
 // every reference is reported.
-WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeList* attl,
-                             ActionList* body_list, Expression* end, TimedEnd timed_end,
-                             const yy::location* loc)
-    : Gfwd(ctx, "", nullptr, attl, body_list, end, timed_end, loc)
+WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeList attl,
+                             ActionList body_list, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Gfwd(ctx, "", nullptr, std::move(attl), std::move(body_list), std::move(end), std::move(timed_end), loc)
     , pattern(p) {
     error("Unknown pattern in whenever");
     post_location();

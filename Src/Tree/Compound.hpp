@@ -5,6 +5,7 @@
 
 #include "Tree/Bloc.hpp"
 
+#include <optional>
 #include <utility>
 
 // "loop L period { body }": the body again every period.
@@ -13,9 +14,8 @@ public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     // Takes the attributes, the body list, the end and the timed end.
     Lfwd(BuildContext* ctx, const std::string& name, const CadDuration* delay, const CadDuration& period,
-         AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
+         AttributeList attributes, ActionList body, ExpPtr until, TimedEnd timed_end,
          const yy::location* loc);
-    ~Lfwd() override;
 
     std::string word() const override { return "loop"; }
     void show_head(std::ostream& out) const override;
@@ -26,7 +26,7 @@ public:
     void compute_and_propage(const std::bitset<32>& context, Score* score) override;
 
     CadDuration period;
-    Gfwd* body;
+    std::unique_ptr<Gfwd> body;
 
 protected:
     std::vector<Expression*> own_expressions() const override;
@@ -37,9 +37,8 @@ protected:
 class For : public Bloc {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    For(BuildContext* ctx, Var* var, Var* second, Expression* iteration_set, AttributeList* attributes,
-        ActionList* body, const yy::location* loc);
-    ~For() override;
+    For(BuildContext* ctx, VarPtr var, VarPtr second, ExpPtr iteration_set, AttributeList attributes,
+        ActionList body, const yy::location* loc);
 
     std::string word() const override { return "forall"; }
     void show_head(std::ostream& out) const override;
@@ -49,29 +48,28 @@ public:
     void compute_origin(const Origin& o) override;
     void compute_and_propage(const std::bitset<32>& context, Score* score) override;
 
-    Expression* iteration_set;
-    Gfwd* body = nullptr;
+    ExpPtr iteration_set;
+    std::unique_ptr<Gfwd> body;
     std::string var_name, second_name;
     int var_index = -1, second_index = -1;
-    std::vector<Var*> local_vars_list; // held by the body's declaration
+    std::vector<Var*> local_vars_list; // views: the body's declaration holds the variables
     bool two_vars;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {iteration_set}; }
+    std::vector<Expression*> own_expressions() const override { return {iteration_set.get()}; }
 
 private:
     // The loop variables become locals of the body, declared at its front.
-    void initialize(BuildContext* ctx, ActionList* body_list, Var* var, Var* second);
+    void initialize(BuildContext* ctx, ActionList body_list, VarPtr var, VarPtr second);
 };
 
 // "if (c) { ... } else { ... }".
 class ConditionalAction : public Bloc {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    // `false_list` null when there is no else part.
-    ConditionalAction(BuildContext* ctx, Expression* condition, AttributeList* attributes,
-                      ActionList* true_list, ActionList* false_list, const yy::location* loc);
-    ~ConditionalAction() override;
+    // `false_list` absent when there is no else part.
+    ConditionalAction(BuildContext* ctx, ExpPtr condition, AttributeList attributes, ActionList true_list,
+                      std::optional<ActionList> false_list, const yy::location* loc);
 
     std::string word() const override { return "if"; }
     void show_head(std::ostream& out) const override;
@@ -82,23 +80,23 @@ public:
     void compute_origin(const Origin& o) override;
     void compute_and_propage(const std::bitset<32>& context, Score* score) override;
 
-    Expression* condition;
-    Action* true_body;
-    Action* false_body = nullptr;
+    ExpPtr condition;
+    ActionPtr true_body;
+    ActionPtr false_body;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {condition}; }
+    std::vector<Expression*> own_expressions() const override { return {condition.get()}; }
 };
 
-using CaseList = std::vector<std::pair<Expression*, ActionList*>>;
+// The cases as written: each test with its actions.
+using CaseList = std::vector<std::pair<ExpPtr, ActionList>>;
 
 // "switch (subject) { case e: ... }", or without subject, each case a condition.
 class SwitchAction : public Bloc {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    SwitchAction(BuildContext* ctx, Expression* subject, AttributeList* attributes, CaseList cases,
+    SwitchAction(BuildContext* ctx, ExpPtr subject, AttributeList attributes, CaseList cases,
                  const yy::location* loc);
-    ~SwitchAction() override;
 
     std::string word() const override { return "switch"; }
     void show_head(std::ostream& out) const override;
@@ -108,8 +106,8 @@ public:
     void compute_origin(const Origin& o) override;
     void compute_and_propage(const std::bitset<32>& context, Score* score) override;
 
-    Expression* subject;
-    std::vector<std::pair<Expression*, Action*>> cases;
+    ExpPtr subject;
+    std::vector<std::pair<ExpPtr, ActionPtr>> cases;
 
 protected:
     std::vector<Expression*> own_expressions() const override;
@@ -119,10 +117,8 @@ protected:
 class WhenAction : public Bloc {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    WhenAction(BuildContext* ctx, const std::string& name, Expression* condition,
-               AttributeList* attributes, ActionList* body, Expression* until, TimedEnd timed_end,
-               const yy::location* loc);
-    ~WhenAction() override;
+    WhenAction(BuildContext* ctx, const std::string& name, ExpPtr condition, AttributeList attributes,
+               ActionList body, ExpPtr until, TimedEnd timed_end, const yy::location* loc);
 
     std::string word() const override { return "whenever"; }
     void show_head(std::ostream& out) const override;
@@ -132,21 +128,21 @@ public:
     void compute_origin(const Origin& o) override;
     void compute_and_propage(const std::bitset<32>& context, Score* score) override;
 
-    Expression* condition;
-    Action* body;
+    ExpPtr condition;
+    ActionPtr body;
     VarSet watched;
     bool noRec;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {condition}; }
+    std::vector<Expression*> own_expressions() const override { return {condition.get()}; }
 };
 
 // "whenever pattern::P { body }": the body each time the pattern is recognised.
 class WhenOnPattern : public Gfwd {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    WhenOnPattern(BuildContext* ctx, const std::string& pattern, AttributeList* attributes,
-                  ActionList* body, Expression* until, TimedEnd timed_end, const yy::location* loc);
+    WhenOnPattern(BuildContext* ctx, const std::string& pattern, AttributeList attributes, ActionList body,
+                  ExpPtr until, TimedEnd timed_end, const yy::location* loc);
     std::string word() const override { return "whenever"; }
     void show_head(std::ostream& out) const override { out << ' ' << pattern; }
 
@@ -154,4 +150,4 @@ public:
 };
 
 // The condition of "whenever (event)": true at each change of $BEAT_POS.
-Expression* make_event_condition(BuildContext* ctx, const yy::location* loc);
+ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc);

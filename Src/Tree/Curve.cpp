@@ -8,25 +8,9 @@
 
 // ---- SeqContFunction ----
 
-SeqContFunction::SeqContFunction(std::vector<Reference*> vars, std::vector<CurveBreakpoint> pts)
+SeqContFunction::SeqContFunction(ReferenceList vars, std::vector<CurveBreakpoint> pts)
     : variables(std::move(vars))
     , points(std::move(pts)) {}
-
-SeqContFunction::SeqContFunction(SeqContFunction&& other) noexcept
-    : variables(std::move(other.variables))
-    , points(std::move(other.points)) {
-    other.variables.clear();
-    other.points.clear();
-}
-
-SeqContFunction::~SeqContFunction() {
-    for (Reference* r : variables)
-        delete r;
-    for (CurveBreakpoint& p : points) {
-        delete_list(p.values);
-        delete p.dynamic_type;
-    }
-}
 
 bool SeqContFunction::check_sizes() const {
     bool ok = true;
@@ -40,11 +24,12 @@ bool SeqContFunction::check_sizes() const {
 }
 
 std::vector<Expression*> SeqContFunction::expressions() const {
-    std::vector<Expression*> all(variables.begin(), variables.end());
+    std::vector<Expression*> all;
+    append_views(all, variables);
     for (const CurveBreakpoint& p : points) {
-        all.insert(all.end(), p.values.begin(), p.values.end());
-        all.push_back(p.delay.expr);
-        all.push_back(p.dynamic_type);
+        append_views(all, p.values);
+        all.push_back(p.delay.expr.get());
+        all.push_back(p.dynamic_type.get());
     }
     return all;
 }
@@ -77,18 +62,16 @@ void SeqContFunction::show(std::ostream& out) const {
 
 // ---- Curve ----
 
-Curve::Curve(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
-             std::vector<SeqContFunction> fns, Expression* end, TimedEnd timed_end, const yy::location* loc)
-    : Bloc(ctx, name, d, attl, end, timed_end, loc, "curve")
+Curve::Curve(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList attl,
+             std::vector<SeqContFunction> fns, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Bloc(ctx, name, d, std::move(attl), std::move(end), std::move(timed_end), loc, "curve")
     , functions(std::move(fns))
-    , step_action(get_action(attl)) {
+    , step_action(get_action(attributes)) {
     if (step_action) step_action->set_parent(this);
     for (const SeqContFunction& f : functions)
         f.check_sizes();
     take_grain();
 }
-
-Curve::~Curve() = default;
 
 void Curve::take_grain() {
     const CadDuration* given = get_grain(attributes);
@@ -135,19 +118,12 @@ void Curve::compute_and_propage(const std::bitset<32>& context, Score* score) {
 
 // ---- DataCurve ----
 
-DataCurve::DataCurve(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList* attl,
-                     std::vector<Reference*> vars, Expression* src, Expression* end, TimedEnd timed_end,
-                     const yy::location* loc)
-    : Curve(ctx, name, d, attl, {}, end, timed_end, loc)
+DataCurve::DataCurve(BuildContext* ctx, const std::string& name, const CadDuration* d, AttributeList attl,
+                     ReferenceList vars, ExpPtr src, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Curve(ctx, name, d, std::move(attl), {}, std::move(end), std::move(timed_end), loc)
     , variables(std::move(vars))
-    , source(src) {
+    , source(std::move(src)) {
     source->set_ambiant_action(this);
-}
-
-DataCurve::~DataCurve() {
-    for (Reference* r : variables)
-        delete r;
-    delete source;
 }
 
 void DataCurve::show_body(std::ostream& out) const {
@@ -159,7 +135,7 @@ void DataCurve::show_body(std::ostream& out) const {
 
 std::vector<Expression*> DataCurve::own_expressions() const {
     std::vector<Expression*> all = Curve::own_expressions();
-    all.insert(all.end(), variables.begin(), variables.end());
-    all.push_back(source);
+    append_views(all, variables);
+    all.push_back(source.get());
     return all;
 }

@@ -14,25 +14,23 @@ struct CurveBreakpoint {
     CadDuration delay{0.0, DURATION_BEATS};
     ExpressionList values;
     interpolate_type type = INTERPOLATE_LINEAR;
-    Expression* dynamic_type = nullptr;
+    ExpPtr dynamic_type;
 };
+
+using ReferenceList = std::vector<std::unique_ptr<Reference>>;
 
 // The sequence of breakpoints that a curve plays on one list of variables.
 class SeqContFunction {
 public:
     // Takes the variables and the expressions of the points.
-    SeqContFunction(std::vector<Reference*> variables, std::vector<CurveBreakpoint> points);
-    SeqContFunction(SeqContFunction&& other) noexcept;
-    SeqContFunction& operator=(SeqContFunction&&) = delete;
-    SeqContFunction(const SeqContFunction&) = delete;
-    ~SeqContFunction();
+    SeqContFunction(ReferenceList variables, std::vector<CurveBreakpoint> points);
 
     // Reports a point whose count of values is not the count of variables.
     bool check_sizes() const;
     void show(std::ostream& out) const;
     std::vector<Expression*> expressions() const;
 
-    std::vector<Reference*> variables;
+    ReferenceList variables;
     std::vector<CurveBreakpoint> points;
 };
 
@@ -40,18 +38,16 @@ class Curve : public Bloc {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     // Takes the attributes, the functions, the end and the timed end.
-    Curve(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList* attributes,
-          std::vector<SeqContFunction> functions, Expression* until, TimedEnd timed_end,
-          const yy::location* loc);
-    ~Curve() override;
+    Curve(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList attributes,
+          std::vector<SeqContFunction> functions, ExpPtr until, TimedEnd timed_end, const yy::location* loc);
 
     // The simplified form "curve level 0, 1 2.0": a group that first aborts
     // the previous simplified curve on the same receiver, then moves a
     // hidden variable from `from` (or from where the previous one stopped)
-    // to `to`, sending the message at each step. Takes every pointer.
-    static Action* make_simple(BuildContext* ctx, ExpressionList message, const CadDuration* delay,
-                               AttributeList* attributes, Expression* from, Expression* to,
-                               const CadDuration& duration, const yy::location* loc);
+    // to `to`, sending the message at each step.
+    static ActionPtr make_simple(BuildContext* ctx, ExpressionList message, const CadDuration* delay,
+                                 AttributeList attributes, ExpPtr from, ExpPtr to,
+                                 const CadDuration& duration, const yy::location* loc);
 
     std::string word() const override { return "curve"; }
     void show_body(std::ostream& out) const override;
@@ -73,15 +69,14 @@ protected:
 // "curve { $x, $y : nim_expression }": the points come from a NIM at firing time.
 class DataCurve : public Curve {
 public:
-    DataCurve(BuildContext* ctx, const std::string& name, const CadDuration* delay,
-              AttributeList* attributes, std::vector<Reference*> variables, Expression* source,
-              Expression* until, TimedEnd timed_end, const yy::location* loc);
-    ~DataCurve() override;
+    DataCurve(BuildContext* ctx, const std::string& name, const CadDuration* delay, AttributeList attributes,
+              ReferenceList variables, ExpPtr source, ExpPtr until, TimedEnd timed_end,
+              const yy::location* loc);
 
     void show_body(std::ostream& out) const override;
 
-    std::vector<Reference*> variables;
-    Expression* source;
+    ReferenceList variables;
+    ExpPtr source;
 
 protected:
     std::vector<Expression*> own_expressions() const override;

@@ -14,8 +14,8 @@ void show_names(std::ostream& out, const std::vector<std::string>& names) {
 } // namespace
 
 DspEquation::DspEquation(BuildContext* ctx, std::vector<std::string> outs, const std::string& n,
-                         std::vector<std::string> args, AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, "", nullptr, attl, loc, "equation")
+                         std::vector<std::string> args, AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, "", nullptr, std::move(attl), loc, "equation")
     , outputs(std::move(outs))
     , node(n)
     , arguments(std::move(args)) {}
@@ -28,18 +28,13 @@ void DspEquation::show_head(std::ostream& out) const {
     out << ')';
 }
 
-DspPatch::DspPatch(BuildContext* ctx, const std::string& name, std::vector<DspEquation*> eqs,
-                   AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, name, nullptr, attl, loc, "patch")
+DspPatch::DspPatch(BuildContext* ctx, const std::string& name, std::vector<std::unique_ptr<DspEquation>> eqs,
+                   AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, name, nullptr, std::move(attl), loc, "patch")
     , equations(std::move(eqs)) {}
 
-DspPatch::~DspPatch() {
-    for (DspEquation* eq : equations)
-        delete eq;
-}
-
 void DspPatch::show_body(std::ostream& out) const {
-    for (const DspEquation* eq : equations)
+    for (const auto& eq : equations)
         eq->show(out);
 }
 
@@ -48,22 +43,23 @@ std::string next_patch_label(BuildContext* ctx) {
 }
 
 DspFluidsynthAction::DspFluidsynthAction(BuildContext* ctx, const std::string& n, ExpressionList a,
-                                         AttributeList* attl, const yy::location* loc)
-    : AtomicAction(ctx, "", nullptr, attl, loc, "fluidsynth")
+                                         AttributeList attl, const yy::location* loc)
+    : AtomicAction(ctx, "", nullptr, std::move(attl), loc, "fluidsynth")
     , node(n)
     , args(std::move(a)) {}
 
-DspFluidsynthAction::~DspFluidsynthAction() {
-    delete_list(args);
-    delete duration;
+std::unique_ptr<DspFluidsynthAction>
+DspFluidsynthAction::make_with_duration(BuildContext* ctx, const std::string& n, ExpressionList a,
+                                        const CadDuration& d, AttributeList attl, const yy::location* loc) {
+    auto action = std::make_unique<DspFluidsynthAction>(ctx, n, std::move(a), std::move(attl), loc);
+    action->duration = std::make_unique<CadDuration>(d);
+    return action;
 }
 
-DspFluidsynthAction* DspFluidsynthAction::make_with_duration(BuildContext* ctx, const std::string& n,
-                                                             ExpressionList a, const CadDuration& d,
-                                                             AttributeList* attl, const yy::location* loc) {
-    auto* action = new DspFluidsynthAction(ctx, n, std::move(a), attl, loc);
-    action->duration = new CadDuration(d);
-    return action;
+std::vector<Expression*> DspFluidsynthAction::own_expressions() const {
+    std::vector<Expression*> all;
+    append_views(all, args);
+    return all;
 }
 
 void DspFluidsynthAction::show_head(std::ostream& out) const {

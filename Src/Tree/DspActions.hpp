@@ -10,7 +10,7 @@ class DspEquation : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     DspEquation(BuildContext* ctx, std::vector<std::string> outputs, const std::string& node,
-                std::vector<std::string> arguments, AttributeList* attributes, const yy::location* loc);
+                std::vector<std::string> arguments, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "dsp"; }
     void show_head(std::ostream& out) const override;
 
@@ -24,14 +24,13 @@ public:
 class DspPatch : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
-    DspPatch(BuildContext* ctx, const std::string& name, std::vector<DspEquation*> equations,
-             AttributeList* attributes, const yy::location* loc);
-    ~DspPatch() override;
+    DspPatch(BuildContext* ctx, const std::string& name, std::vector<std::unique_ptr<DspEquation>> equations,
+             AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "patch"; }
     bool has_body() const override { return true; }
     void show_body(std::ostream& out) const override;
 
-    std::vector<DspEquation*> equations;
+    std::vector<std::unique_ptr<DspEquation>> equations;
 };
 
 // The label of a patch written as a single equation.
@@ -42,18 +41,17 @@ class DspFluidsynthAction : public AtomicAction {
 public:
     void accept(ActionVisitor& v) override { v.visit(*this); }
     DspFluidsynthAction(BuildContext* ctx, const std::string& node, ExpressionList args,
-                        AttributeList* attributes, const yy::location* loc);
-    ~DspFluidsynthAction() override;
-    static DspFluidsynthAction* make_with_duration(BuildContext* ctx, const std::string& node,
-                                                   ExpressionList args, const CadDuration& duration,
-                                                   AttributeList* attributes, const yy::location* loc);
+                        AttributeList attributes, const yy::location* loc);
+    static std::unique_ptr<DspFluidsynthAction>
+    make_with_duration(BuildContext* ctx, const std::string& node, ExpressionList args,
+                       const CadDuration& duration, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return node; }
     void show_head(std::ostream& out) const override;
 
     std::string node;
     ExpressionList args;
-    CadDuration* duration = nullptr;
+    std::unique_ptr<CadDuration> duration;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return args; }
+    std::vector<Expression*> own_expressions() const override;
 };

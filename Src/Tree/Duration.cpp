@@ -10,7 +10,7 @@ namespace {
 
 // A constant number folds into the literal; a constant of another kind is
 // reported and kept as an expression (it fails when evaluated).
-bool fold_literal(Expression*& e, double& value) {
+bool fold_literal(ExpPtr& e, double& value) {
     ScoreEval known = e->eval_in_score();
     if (known.variability != VARIABILITY_STATIC) return false;
     if (!known.value->is_numeric()) {
@@ -19,15 +19,14 @@ bool fold_literal(Expression*& e, double& value) {
         return false;
     }
     value = known.value->get_double();
-    delete e;
-    e = nullptr;
+    e.reset();
     return true;
 }
 
 } // namespace
 
-CadDuration::CadDuration(Expression* e, duration_type u)
-    : expr(e)
+CadDuration::CadDuration(ExpPtr e, duration_type u)
+    : expr(std::move(e))
     , unit(u) {
     if (expr) fold_literal(expr, value_);
 }
@@ -43,20 +42,16 @@ CadDuration::CadDuration(const CadDuration& other)
 
 CadDuration& CadDuration::operator=(const CadDuration& other) {
     if (this == &other) return *this;
-    Expression* copy = clone_or_null(other.expr);
-    delete expr;
-    expr = copy;
+    expr = clone_or_null(other.expr);
     unit = other.unit;
     value_ = other.value_;
     return *this;
 }
 
-CadDuration::~CadDuration() {
-    delete expr;
-}
+CadDuration::~CadDuration() = default;
 
-Expression* CadDuration::value() const {
-    return expr ? expr->clone() : new FloatValue(value_);
+ExpPtr CadDuration::value() const {
+    return expr ? expr->clone() : std::make_unique<FloatValue>(value_);
 }
 
 double CadDuration::eval() const {
@@ -107,9 +102,7 @@ void CadDuration::set_env(Environment* env, const std::list<std::string>& locals
 
 void CadDuration::adjust_parameter(const UserFunction* f, const std::vector<std::string>& parameters) {
     if (!expr) return;
-    Expression* adjusted = expr->adjust_parameter(f, parameters);
-    delete expr;
-    expr = adjusted;
+    expr = expr->adjust_parameter(f, parameters);
 }
 
 void CadDuration::get_variables(VarSet& out) const {
@@ -155,11 +148,13 @@ void CadDuration::incr_delay(const CadDuration& o) {
         return;
     }
     if (expr) {
-        expr = new BinaryExpression(OP_PLUS, expr, o.value(), expr->scloc());
+        const yy::location* loc = expr->scloc();
+        expr = std::make_unique<BinaryExpression>(OP_PLUS, std::move(expr), o.value(), loc);
         return;
     }
     if (o.expr) {
-        expr = new BinaryExpression(OP_PLUS, new FloatValue(value_), o.expr->clone(), o.expr->scloc());
+        expr = std::make_unique<BinaryExpression>(OP_PLUS, std::make_unique<FloatValue>(value_),
+                                                  o.expr->clone(), o.expr->scloc());
         value_ = 0.0;
         return;
     }

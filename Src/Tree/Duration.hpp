@@ -2,8 +2,9 @@
 // a curve's grain) and the static dates of actions.
 #pragma once
 
-#include "Exp/ExpTypes.hpp"
 #include "Base/ASTNode.hpp"
+#include "Exp/ExpTypes.hpp"
+#include "Exp/ExpressionBase.hpp"
 
 #include <list>
 #include <set>
@@ -25,14 +26,16 @@ struct CompareVarPtr;
 class CadDuration {
 public:
     // Folds a constant number into a literal; takes `e`.
-    CadDuration(Expression* e, duration_type unit);
+    CadDuration(ExpPtr e, duration_type unit);
     CadDuration(double value, duration_type unit);
     CadDuration(const CadDuration& other);
     CadDuration& operator=(const CadDuration& other);
+    CadDuration(CadDuration&&) noexcept = default;
+    CadDuration& operator=(CadDuration&&) noexcept = default;
     ~CadDuration();
 
     // A new expression for the duration: a copy of `expr` or a float literal.
-    Expression* value() const;
+    ExpPtr value() const;
     // The duration as a number; "Bad duration %s" and NaN when it is none.
     double eval() const;
     // The evaluated value, not forced to a number (a loop's period may be a tab).
@@ -66,7 +69,7 @@ public:
     void show(std::ostream& out) const;
     std::string show() const;
 
-    Expression* expr = nullptr;
+    ExpPtr expr;
     duration_type unit = DURATION_BEATS;
     double value_ = 0.0;
 

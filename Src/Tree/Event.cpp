@@ -25,8 +25,8 @@ int semitone_of(char letter, int accidental) {
 
 // ---- Pitch ----
 
-Pitch* Pitch::from_number(double value, const yy::location& loc) {
-    auto* p = new Pitch;
+std::unique_ptr<Pitch> Pitch::from_number(double value, const yy::location& loc) {
+    auto p = std::make_unique<Pitch>();
     p->location = make_location(loc);
     p->value = static_cast<float>(value);
     p->tied = value < 0;
@@ -40,8 +40,8 @@ Pitch* Pitch::from_number(double value, const yy::location& loc) {
     return p;
 }
 
-Pitch* Pitch::from_name(const std::string& name, bool tied, const yy::location& loc) {
-    auto* p = new Pitch;
+std::unique_ptr<Pitch> Pitch::from_name(const std::string& name, bool tied, const yy::location& loc) {
+    auto p = std::make_unique<Pitch>();
     p->location = make_location(loc);
     p->kind = SYMBOLIC;
     p->name = name;
@@ -51,8 +51,6 @@ Pitch* Pitch::from_name(const std::string& name, bool tied, const yy::location& 
     p->midicents = static_cast<int>(p->value);
     return p;
 }
-
-Pitch::~Pitch() { delete location; }
 
 void Pitch::show(std::ostream& out) const {
     if (kind == SYMBOLIC) {
@@ -94,20 +92,17 @@ float wrap_phi(double x) {
 
 // ---- Event ----
 
-Event::Event(int obs_inlet, float variance, AttributeList* attributes, yy::location* location, float period,
-             int direction, double beat_duration)
+Event::Event(int obs_inlet, float variance, AttributeList attributes, std::unique_ptr<yy::location> location,
+             float period, int direction, double beat_duration)
     : beat_duration_(beat_duration)
     , obs_inlet_(obs_inlet)
     , direction_(direction)
     , variance_(variance)
-    , attributes_(attributes)
+    , attributes_(std::move(attributes))
     , ScoreTempo_(period)
-    , location_(location) {}
+    , location_(std::move(location)) {}
 
-Event::~Event() {
-    delete_attributes(attributes_);
-    delete location_;
-}
+Event::~Event() = default;
 
 std::string Event::pitch_list_string() const { return chord_text(pitch_list()); }
 
@@ -137,9 +132,9 @@ void Event::reset(int obs_inlet, float variance) {
 // ---- BasicEvent, Silence ----
 
 BasicEvent::BasicEvent(Keyword kw, std::vector<float> p, int obs_inlet, float variance,
-                       AttributeList* attributes, yy::location* location, float period, int direction,
-                       double beat_duration)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration)
+                       AttributeList attributes, std::unique_ptr<yy::location> location, float period,
+                       int direction, double beat_duration)
+    : Event(obs_inlet, variance, std::move(attributes), std::move(location), period, direction, beat_duration)
     , keyword(kw)
     , pitches(std::move(p)) {}
 
@@ -152,9 +147,10 @@ std::string BasicEvent::type_string() const {
     return "EVENT";
 }
 
-Silence::Silence(int obs_inlet, float variance, AttributeList* attributes, yy::location* location,
-                 float period, int direction, double beat_duration)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration) {}
+Silence::Silence(int obs_inlet, float variance, AttributeList attributes,
+                 std::unique_ptr<yy::location> location, float period, int direction, double beat_duration)
+    : Event(obs_inlet, variance, std::move(attributes), std::move(location), period, direction,
+            beat_duration) {}
 
 // ---- TrillEvent ----
 
@@ -162,10 +158,11 @@ namespace {
 
 // One sub-event per element of a trill or a multi-event, without attributes
 // or location of its own.
-Event* make_sub_event(const std::vector<float>& pitches, int obs_inlet, float variance, float period,
-                      int direction, int type) {
-    auto* e = new BasicEvent(pitches.size() == 1 ? BasicEvent::NOTE : BasicEvent::CHORD, pitches, obs_inlet,
-                             variance, nullptr, nullptr, period, direction, 0);
+std::unique_ptr<Event> make_sub_event(const std::vector<float>& pitches, int obs_inlet, float variance,
+                                      float period, int direction, int type) {
+    auto e =
+        std::make_unique<BasicEvent>(pitches.size() == 1 ? BasicEvent::NOTE : BasicEvent::CHORD, pitches,
+                                     obs_inlet, variance, AttributeList{}, nullptr, period, direction, 0);
     e->type(type);
     return e;
 }
@@ -193,16 +190,12 @@ std::string elements_text(const std::vector<std::vector<float>>& elements, const
 } // namespace
 
 TrillEvent::TrillEvent(std::vector<std::vector<float>> e, int obs_inlet, float variance,
-                       AttributeList* attributes, yy::location* location, float period, int direction,
-                       double beat_duration, int sub_type)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration)
+                       AttributeList attributes, std::unique_ptr<yy::location> location, float period,
+                       int direction, double beat_duration, int sub_type)
+    : Event(obs_inlet, variance, std::move(attributes), std::move(location), period, direction, beat_duration)
     , elements(std::move(e)) {
     for (const auto& element : elements)
         sub_events.push_back(make_sub_event(element, obs_inlet, variance, period, direction, sub_type));
-}
-
-TrillEvent::~TrillEvent() {
-    for (Event* e : sub_events) delete e;
 }
 
 std::vector<float> TrillEvent::pitch_list() const { return flatten(elements); }
@@ -210,45 +203,45 @@ std::string TrillEvent::pitch_list_string() const { return elements_text(element
 
 void TrillEvent::beatcum(double b) {
     Event::beatcum(b);
-    for (Event* e : sub_events) e->beatcum(b);
+    for (const auto& e : sub_events)
+        e->beatcum(b);
 }
 void TrillEvent::index(int i) {
     Event::index(i);
-    for (Event* e : sub_events) e->index(i);
+    for (const auto& e : sub_events)
+        e->index(i);
 }
 void TrillEvent::notenum(int n) {
     Event::notenum(n);
-    for (Event* e : sub_events) e->notenum(n);
+    for (const auto& e : sub_events)
+        e->notenum(n);
 }
 
 // ---- MultiEvent ----
 
 MultiEvent::MultiEvent(std::vector<std::vector<float>> e, std::vector<bool> m, int obs_inlet, float variance,
-                       AttributeList* attributes, yy::location* location, float period, int direction,
-                       double beat_duration, int number)
-    : Event(obs_inlet, variance, attributes, location, period, direction, beat_duration)
+                       AttributeList attributes, std::unique_ptr<yy::location> location, float period,
+                       int direction, double beat_duration, int number)
+    : Event(obs_inlet, variance, std::move(attributes), std::move(location), period, direction, beat_duration)
     , elements(std::move(e))
     , marks(std::move(m)) {
     type(4);
     Event::notenum(number);
     marks.resize(elements.size(), false);
     for (size_t i = 0; i < elements.size(); ++i) {
-        Event* sub;
+        std::unique_ptr<Event> sub;
         if (marks[i]) {
             std::vector<std::vector<float>> trill;
             for (float p : elements[i]) trill.push_back({p});
-            sub = new TrillEvent(std::move(trill), obs_inlet, variance, nullptr, nullptr, period, direction, 0, 1);
+            sub = std::make_unique<TrillEvent>(std::move(trill), obs_inlet, variance, AttributeList{},
+                                               nullptr, period, direction, 0, 1);
             sub->type(2);
         } else {
             sub = make_sub_event(elements[i], obs_inlet, variance, period, direction, 0);
         }
         sub->notenum(number);
-        sub_events.push_back(sub);
+        sub_events.push_back(std::move(sub));
     }
-}
-
-MultiEvent::~MultiEvent() {
-    for (Event* e : sub_events) delete e;
 }
 
 std::vector<float> MultiEvent::pitch_list() const { return flatten(elements); }
@@ -256,21 +249,26 @@ std::string MultiEvent::pitch_list_string() const { return elements_text(element
 
 void MultiEvent::beatcum(double b) {
     Event::beatcum(b);
-    for (Event* e : sub_events) e->beatcum(b);
+    for (const auto& e : sub_events)
+        e->beatcum(b);
 }
 void MultiEvent::index(int i) {
     Event::index(i);
-    for (Event* e : sub_events) e->index(i);
+    for (const auto& e : sub_events)
+        e->index(i);
 }
 void MultiEvent::notenum(int n) {
     Event::notenum(n);
-    for (Event* e : sub_events) e->notenum(n);
+    for (const auto& e : sub_events)
+        e->notenum(n);
 }
 void MultiEvent::fermata(bool f) {
     Event::fermata(f);
-    for (Event* e : sub_events) e->fermata(f);
+    for (const auto& e : sub_events)
+        e->fermata(f);
 }
 void MultiEvent::direction(int d) {
     Event::direction(d);
-    for (Event* e : sub_events) e->direction(d);
+    for (const auto& e : sub_events)
+        e->direction(d);
 }

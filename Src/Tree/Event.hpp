@@ -1,17 +1,23 @@
 // One entry of the followed line of a score: a note, a chord, a silence, a
 // trill, a multi-event, or an event without pitch. The listening machine
-// makes its states from events afterwards, and keeps them.
+// makes its states from events afterwards, and keeps them. An event owns
+// its attributes, its place in the text and its sub-events; the score owns
+// the events and their actions.
 #pragma once
 
 #include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
 #include "Tree/Attributes.hpp"
 
+#include <memory>
 #include <string>
 #include <vector>
 
 class Action;
+class Event;
 class Score;
+
+using EventList = std::vector<std::unique_ptr<Event>>;
 
 // A pitch as written: a MIDI number, a midicent value or a symbolic name.
 // A negative value marks a tied pitch.
@@ -21,20 +27,22 @@ public:
 
     // A number, possibly negated (tied): below 128 in absolute value it is a
     // MIDI number, otherwise midicents.
-    static Pitch* from_number(double value, const yy::location& loc);
+    static std::unique_ptr<Pitch> from_number(double value, const yy::location& loc);
     // A symbolic name such as "C#4" or "Bb3", tied when `tied`.
-    static Pitch* from_name(const std::string& name, bool tied, const yy::location& loc);
+    static std::unique_ptr<Pitch> from_name(const std::string& name, bool tied, const yy::location& loc);
 
-    ~Pitch() override;
     void show(std::ostream& out) const override;
 
     int kind = MIDI;
-    yy::location* location = nullptr;
+    std::unique_ptr<yy::location> location;
     std::string name;
     bool tied = false;
     float value = 0;
     int midicents = 0;
 };
+
+using PitchPtr = std::unique_ptr<Pitch>;
+using PitchList = std::vector<PitchPtr>;
 
 // Reads "C4", "c#4", "Bb3": 100 x ((octave + 1) x 12 + semitone).
 // A bad name reports, counts an error and gives -999.
@@ -45,8 +53,8 @@ float wrap_phi(double x);
 
 class Event : public ASTNode {
 public:
-    Event(int obs_inlet, float variance, AttributeList* attributes, yy::location* location, float period,
-          int direction, double beat_duration);
+    Event(int obs_inlet, float variance, AttributeList attributes, std::unique_ptr<yy::location> location,
+          float period, int direction, double beat_duration);
     ~Event() override;
 
     double beat_duration() const { return beat_duration_; }
@@ -85,9 +93,9 @@ public:
 
     // Midicent pitches, negative when tied; empty for silences and events.
     virtual std::vector<float> pitch_list() const = 0;
-    virtual const std::vector<Event*>* get_sub_events() const { return nullptr; }
-    AttributeList* get_attl() const { return attributes_; }
-    const yy::location* location() const { return location_; }
+    virtual const EventList* get_sub_events() const { return nullptr; }
+    const AttributeList& get_attl() const { return attributes_; }
+    const yy::location* location() const { return location_.get(); }
 
     virtual bool isEvent() const = 0;
     virtual bool isSilence() const = 0;
@@ -101,7 +109,8 @@ public:
     virtual void show(std::ostream& out, bool with_position) const;
 
     Action* action() const { return action_; }
-    // Stores the top action of the event, overwriting any previous one.
+    // Stores the top action of the event (which the score owns), overwriting
+    // any previous one.
     void attach_action(Action* a) { action_ = a; }
     // The "@jump" targets (held by the attribute list), or null.
     const Expression* jump() const { return jump_; }
@@ -123,16 +132,16 @@ private:
     int direction_ = 0;
     float variance_ = 0;
     bool isHook_ = false;
-    AttributeList* attributes_ = nullptr;
+    AttributeList attributes_;
     float ScoreTempo_ = 1.0f;
     bool scoretempochange_ = false;
     bool fermata_ = false;
     bool withdummy_ = false;
-    const Expression* jump_ = nullptr;
+    const Expression* jump_ = nullptr; // held by the attributes
     std::string cuename_;
-    Action* action_ = nullptr;
+    Action* action_ = nullptr; // the score owns the actions
     int index_ = 0;
-    yy::location* location_ = nullptr;
+    std::unique_ptr<yy::location> location_;
 };
 
 // A note, a chord, or a pitchless event: one or more midicent pitches.
@@ -140,7 +149,7 @@ class BasicEvent : public Event {
 public:
     enum Keyword { NOTE, CHORD, EVENT };
     BasicEvent(Keyword keyword, std::vector<float> pitches, int obs_inlet, float variance,
-               AttributeList* attributes, yy::location* location, float period, int direction,
+               AttributeList attributes, std::unique_ptr<yy::location> location, float period, int direction,
                double beat_duration);
 
     std::vector<float> pitch_list() const override { return pitches; }
@@ -154,8 +163,8 @@ public:
 
 class Silence : public Event {
 public:
-    Silence(int obs_inlet, float variance, AttributeList* attributes, yy::location* location, float period,
-            int direction, double beat_duration);
+    Silence(int obs_inlet, float variance, AttributeList attributes, std::unique_ptr<yy::location> location,
+            float period, int direction, double beat_duration);
 
     std::vector<float> pitch_list() const override { return {}; }
     bool isEvent() const override { return false; }
@@ -169,12 +178,11 @@ public:
 class TrillEvent : public Event {
 public:
     TrillEvent(std::vector<std::vector<float>> elements, int obs_inlet, float variance,
-               AttributeList* attributes, yy::location* location, float period, int direction,
+               AttributeList attributes, std::unique_ptr<yy::location> location, float period, int direction,
                double beat_duration, int sub_type = 1);
-    ~TrillEvent() override;
 
     std::vector<float> pitch_list() const override;
-    const std::vector<Event*>* get_sub_events() const override { return &sub_events; }
+    const EventList* get_sub_events() const override { return &sub_events; }
     bool isEvent() const override { return true; }
     bool isSilence() const override { return false; }
     std::string type_string() const override { return "TRILL"; }
@@ -188,7 +196,7 @@ public:
     using Event::notenum;
 
     std::vector<std::vector<float>> elements;
-    std::vector<Event*> sub_events;
+    EventList sub_events;
 };
 
 // A multi-event: a succession of chords or trills (elements marked with ')
@@ -196,12 +204,11 @@ public:
 class MultiEvent : public Event {
 public:
     MultiEvent(std::vector<std::vector<float>> elements, std::vector<bool> marks, int obs_inlet,
-               float variance, AttributeList* attributes, yy::location* location, float period,
+               float variance, AttributeList attributes, std::unique_ptr<yy::location> location, float period,
                int direction, double beat_duration, int notenum);
-    ~MultiEvent() override;
 
     std::vector<float> pitch_list() const override;
-    const std::vector<Event*>* get_sub_events() const override { return &sub_events; }
+    const EventList* get_sub_events() const override { return &sub_events; }
     bool isEvent() const override { return true; }
     bool isSilence() const override { return false; }
     std::string type_string() const override { return "MULTI"; }
@@ -220,5 +227,5 @@ public:
 
     std::vector<std::vector<float>> elements;
     std::vector<bool> marks;
-    std::vector<Event*> sub_events;
+    EventList sub_events;
 };

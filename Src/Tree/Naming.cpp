@@ -39,7 +39,7 @@ bool is_an_anonymous_name(const std::string& name) {
            name.compare(0, DOLLAR_ANONYMOUS.size(), DOLLAR_ANONYMOUS) == 0;
 }
 
-std::string make_label(BuildContext* ctx, const std::string& name, const AttributeList* attributes,
+std::string make_label(BuildContext* ctx, const std::string& name, const AttributeList& attributes,
                        const std::string& base) {
     if (!name.empty()) return name;
     if (const std::string* label = get_label(attributes)) return *label;

@@ -18,14 +18,10 @@ Score::Score(const std::string& file, EvalContext* eval, const InletMap* in, boo
     events.reserve(500);
     jump_scratch.reserve(10);
     // events[0] stands for the place before the first event.
-    auto* initial = new Silence(0, variance, nullptr, nullptr, 1.0f, 1, 0);
-    events.push_back(initial);
+    events.push_back(std::make_unique<Silence>(0, variance, AttributeList{}, nullptr, 1.0f, 1, 0));
 }
 
-Score::~Score() {
-    for (auto& [index, action] : actions_by_event) delete action;
-    for (Event* e : events) delete e;
-}
+Score::~Score() = default;
 
 const yy::location* Score::keep_location(const yy::location& loc) {
     locations.push_back(loc);
@@ -34,12 +30,10 @@ const yy::location* Score::keep_location(const yy::location& loc) {
 
 // The top action of the current event; a later block replaces (and frees)
 // an earlier one.
-void Score::attach_top_action(Action* action) {
+void Score::attach_top_action(std::unique_ptr<Action> action) {
     const int index = get_cur_index();
-    Action*& slot = actions_by_event[index];
-    if (slot != action) delete slot;
-    slot = action;
-    events[static_cast<size_t>(index)]->attach_action(action);
+    events[static_cast<size_t>(index)]->attach_action(action.get());
+    actions_by_event[index] = std::move(action);
 }
 
 int Score::CountActions() const {
@@ -89,31 +83,28 @@ void Score::PitchListConversion(std::vector<float>& pitches) const {
     for (float& p : pitches) PitchConversion(p);
 }
 
-std::vector<float> Score::pitch_values(const std::vector<Pitch*>& pitches) const {
+std::vector<float> Score::pitch_values(const PitchList& pitches) const {
     std::vector<float> values;
     values.reserve(pitches.size());
-    for (const Pitch* p : pitches) values.push_back(p->value);
+    for (const PitchPtr& p : pitches)
+        values.push_back(p->value);
     PitchListConversion(values);
     return values;
-}
-
-void delete_pitches(std::vector<Pitch*>* pitches) {
-    if (!pitches) return;
-    for (Pitch* p : *pitches) delete p;
-    delete pitches;
 }
 
 // ---- events ----
 
 void Score::close_previous_ioi() {
-    Event* last = events[static_cast<size_t>(last_note_index)];
+    Event* last = events[static_cast<size_t>(last_note_index)].get();
     last->IOI_beat_duration(ioi_accumulator);
     last->IOI_phi_score(wrap_phi(ioi_accumulator));
 }
 
 // Steps shared by every builder once the event exists: label, tempo flag,
 // position, registration, and the jump targets.
-void Score::finish_event(Event* e, float duration, AttributeList* attributes, bool is_note) {
+Event* Score::finish_event(std::unique_ptr<Event> owned, float duration, bool is_note) {
+    Event* e = owned.get();
+    const AttributeList& attributes = e->get_attl();
     if (get_fermata(attributes)) {
         e->direction(0);
         e->fermata(true);
@@ -126,129 +117,118 @@ void Score::finish_event(Event* e, float duration, AttributeList* attributes, bo
     e->scoretempochange(bpm_pending);
     bpm_pending = false;
     if (label) register_label(*label, e->beatcum(), e);
-    events.push_back(e);
+    events.push_back(std::move(owned));
     e->index(get_cur_index());
     beat_position += duration;
     if (is_note) last_note_index = get_cur_index();
     Expression* jump = get_jump(attributes);
     Expression::finalize(jump, build.eval);
     e->jump(jump);
+    return e;
 }
 
 // A note, a chord or a pitchless event: a grace event (duration <= 0) adds
 // to the onset distance of the last note; a sounding one closes it.
-Event* Score::add_basic(int keyword, std::vector<float> values, float duration, AttributeList* attributes,
+Event* Score::add_basic(int keyword, std::vector<float> values, float duration, AttributeList attributes,
                         const yy::location& loc) {
     const bool is_note = duration > 0;
     if (is_note) ++note_count;
     if (is_note && last_note_index > 0) close_previous_ioi();
-    auto* e = new BasicEvent(static_cast<BasicEvent::Keyword>(keyword), std::move(values), current_obs_inlet,
-                             variance, attributes, make_location(loc), period, tempo_flag, duration);
+    auto e = std::make_unique<BasicEvent>(static_cast<BasicEvent::Keyword>(keyword), std::move(values),
+                                          current_obs_inlet, variance, std::move(attributes),
+                                          make_location(loc), period, tempo_flag, duration);
     if (is_note)
         ioi_accumulator = duration;
     else
         ioi_accumulator += duration;
+    const AttributeList& attl = e->get_attl();
     e->notenum(note_count);
     e->type(is_note ? 0 : 1);
-    e->isHook(get_hook(attributes));
-    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
-    finish_event(e, duration, attributes, is_note);
-    return e;
+    e->isHook(get_hook(attl));
+    e->withdummy((with_dummy || get_pizz(attl) || get_staccato(attl)) && duration != 0);
+    return finish_event(std::move(e), duration, is_note);
 }
 
-Event* Score::parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc) {
+Event* Score::parsing_note(PitchPtr pitch, float duration, AttributeList attributes,
+                           const yy::location& loc) {
     float value = pitch ? pitch->value : 0;
-    delete pitch;
     PitchConversion(value);
-    if (value != 0) return add_basic(BasicEvent::NOTE, {value}, duration, attributes, loc);
+    if (value != 0) return add_basic(BasicEvent::NOTE, {value}, duration, std::move(attributes), loc);
 
     // A zero pitch is a silence: it counts into the onset distance.
-    Event* e =
-        new Silence(current_obs_inlet, variance, attributes, make_location(loc), period, tempo_flag, duration);
+    auto e = std::make_unique<Silence>(current_obs_inlet, variance, std::move(attributes), make_location(loc),
+                                       period, tempo_flag, duration);
     ioi_accumulator += duration;
+    const AttributeList& attl = e->get_attl();
     e->notenum(note_count);
     e->type(duration <= 0 ? 1 : 0);
-    e->isHook(get_hook(attributes));
-    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
-    finish_event(e, duration, attributes, false);
-    return e;
+    e->isHook(get_hook(attl));
+    e->withdummy((with_dummy || get_pizz(attl) || get_staccato(attl)) && duration != 0);
+    return finish_event(std::move(e), duration, false);
 }
 
-Event* Score::parsing_event(float duration, AttributeList* attributes, const yy::location& loc) {
-    return add_basic(BasicEvent::EVENT, {}, duration, attributes, loc);
+Event* Score::parsing_event(float duration, AttributeList attributes, const yy::location& loc) {
+    return add_basic(BasicEvent::EVENT, {}, duration, std::move(attributes), loc);
 }
 
-Event* Score::parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList* attributes,
+Event* Score::parsing_chord(PitchList pitches, float duration, AttributeList attributes,
                             const yy::location& loc) {
-    std::vector<float> values = pitches ? pitch_values(*pitches) : std::vector<float>{};
-    delete_pitches(pitches);
-    return add_basic(BasicEvent::CHORD, std::move(values), duration, attributes, loc);
+    return add_basic(BasicEvent::CHORD, pitch_values(pitches), duration, std::move(attributes), loc);
 }
 
-Event* Score::parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList* attributes,
+Event* Score::parsing_trill(TrillList lists, float duration, AttributeList attributes,
                             const yy::location& loc) {
-    if (lists && lists->size() == 1) {
-        std::vector<Pitch*>* only = lists->front();
-        delete lists;
-        return parsing_chord(only, duration, attributes, loc);
-    }
+    if (lists.size() == 1)
+        return parsing_chord(std::move(lists.front()), duration, std::move(attributes), loc);
     std::vector<std::vector<float>> elements;
-    if (lists) {
-        for (std::vector<Pitch*>* l : *lists) {
-            elements.push_back(pitch_values(*l));
-            delete_pitches(l);
-        }
-        delete lists;
-    }
+    for (const PitchList& l : lists)
+        elements.push_back(pitch_values(l));
     // A trill closes the previous onset distance whatever its duration.
     close_previous_ioi();
-    auto* e = new TrillEvent(std::move(elements), current_obs_inlet, variance, attributes, make_location(loc),
-                             period, tempo_flag, duration);
+    auto e =
+        std::make_unique<TrillEvent>(std::move(elements), current_obs_inlet, variance, std::move(attributes),
+                                     make_location(loc), period, tempo_flag, duration);
     ++note_count;
     e->type(2);
     e->notenum(note_count);
-    e->isHook(get_hook(attributes));
+    e->isHook(get_hook(e->get_attl()));
     e->withdummy(with_dummy && duration != 0);
     ioi_accumulator = duration;
-    finish_event(e, duration, attributes, true);
-    return e;
+    return finish_event(std::move(e), duration, true);
 }
 
 Event* Score::add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
-                        AttributeList* attributes, const yy::location& loc) {
+                        AttributeList attributes, const yy::location& loc) {
     close_previous_ioi();
     const size_t count = elements.size();
-    auto* e = new MultiEvent(std::move(elements), std::move(marks), current_obs_inlet, variance, attributes,
-                             make_location(loc), period, tempo_flag, duration, note_count);
+    auto e = std::make_unique<MultiEvent>(std::move(elements), std::move(marks), current_obs_inlet, variance,
+                                          std::move(attributes), make_location(loc), period, tempo_flag,
+                                          duration, note_count);
     note_count += static_cast<int>(count);
-    e->isHook(get_hook(attributes));
-    e->withdummy((with_dummy || get_pizz(attributes) || get_staccato(attributes)) && duration != 0);
+    const AttributeList& attl = e->get_attl();
+    e->isHook(get_hook(attl));
+    e->withdummy((with_dummy || get_pizz(attl) || get_staccato(attl)) && duration != 0);
     ioi_accumulator = duration;
-    finish_event(e, duration, attributes, true);
-    return e;
+    return finish_event(std::move(e), duration, true);
 }
 
-Event* Score::parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* list, float duration,
-                            AttributeList* attributes, const yy::location& loc) {
+Event* Score::parsing_multi(MultiList list, float duration, AttributeList attributes,
+                            const yy::location& loc) {
     std::vector<std::vector<float>> elements;
     std::vector<bool> marks;
-    if (list) {
-        for (auto& [pitches, mark] : *list) {
-            elements.push_back(pitch_values(*pitches));
-            marks.push_back(mark);
-            delete_pitches(pitches);
-        }
-        delete list;
+    for (const auto& [pitches, mark] : list) {
+        elements.push_back(pitch_values(pitches));
+        marks.push_back(mark);
     }
-    return add_multi(std::move(elements), std::move(marks), duration, attributes, loc);
+    return add_multi(std::move(elements), std::move(marks), duration, std::move(attributes), loc);
 }
 
 namespace {
 
-std::vector<float> absolute_midicents(const std::vector<Pitch*>* pitches) {
+std::vector<float> absolute_midicents(const PitchList& pitches) {
     std::vector<float> out;
-    if (!pitches) return out;
-    for (const Pitch* p : *pitches) out.push_back(std::fabs(static_cast<float>(p->midicents)));
+    for (const PitchPtr& p : pitches)
+        out.push_back(std::fabs(static_cast<float>(p->midicents)));
     return out;
 }
 
@@ -257,15 +237,11 @@ std::vector<float> absolute_midicents(const std::vector<Pitch*>* pitches) {
 // A glide from one chord to another: at most one step per 50 cents of the
 // largest interval and one per 100 ms at the current period, each step a
 // multiple of 25 cents.
-Event* Score::parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
-                                  std::pair<std::vector<Pitch*>*, bool> to, float duration,
-                                  AttributeList* attributes, const yy::location& loc) {
+Event* Score::parsing_multi_arrow(MultiElement from, MultiElement to, float duration,
+                                  AttributeList attributes, const yy::location& loc) {
     std::vector<float> chord = absolute_midicents(from.first);
     const std::vector<float> target = absolute_midicents(to.first);
     const bool mark = from.second;
-    delete_pitches(from.first);
-    delete_pitches(to.first);
-
     const size_t pairs = std::min(chord.size(), target.size());
     std::vector<float> slope(pairs);
     float largest = 0;
@@ -288,7 +264,7 @@ Event* Score::parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
     }
     for (auto& element : elements) PitchListConversion(element);
     std::vector<bool> marks(elements.size(), mark);
-    return add_multi(std::move(elements), std::move(marks), duration, attributes, loc);
+    return add_multi(std::move(elements), std::move(marks), duration, std::move(attributes), loc);
 }
 
 // ---- labels ----
@@ -310,7 +286,7 @@ void Score::register_label(const std::string& name, Action* action, const yy::lo
     if (name.empty()) return;
     auto old = label_to_action.find(name);
     if (old != label_to_action.end() && build.verbosity) {
-        const yy::location* before = old->second ? old->second->location : nullptr;
+        const yy::location* before = old->second ? old->second->location.get() : nullptr;
         post("Warning: redefining label  %s  at location %s previously defined at %s)", name.c_str(),
              loc ? location_string(*loc).c_str() : "", before ? location_string(*before).c_str() : "");
     }
@@ -320,7 +296,7 @@ void Score::register_label(const std::string& name, Action* action, const yy::lo
 // ---- end of reading ----
 
 void Score::finalizeIOI() {
-    Event* last = events[static_cast<size_t>(last_note_index)];
+    Event* last = events[static_cast<size_t>(last_note_index)].get();
     last->IOI_beat_duration(ioi_accumulator);
     last->IOI_phi_score(wrap_phi(ioi_accumulator));
 }
@@ -328,7 +304,7 @@ void Score::finalizeIOI() {
 void Score::finalize_events() {
     float prev = 0;
     for (size_t i = 0; i < events.size(); ++i) {
-        Event* e = events[i];
+        Event* e = events[i].get();
         e->index(static_cast<int>(i));
         const float p = e->ScoreTempo();
         if (p != 0 && p != prev) {
@@ -356,7 +332,7 @@ int Score::nextEvent(int i) const {
 
 int Score::nextEvent_with_silence(int i) const {
     for (int j = std::max(i + 1, 0); j < static_cast<int>(events.size()); ++j) {
-        const Event* e = events[static_cast<size_t>(j)];
+        const Event* e = events[static_cast<size_t>(j)].get();
         if (e->isEvent() || (e->isSilence() && e->beat_duration() > 0)) return j;
     }
     return 0;
@@ -382,10 +358,10 @@ int Score::previous_non_grace_Event_with_silence(int i) const {
 
 Event* Score::prev_relevant_evt(int i) const {
     for (int j = std::min(i, static_cast<int>(events.size())) - 1; j > 0; --j) {
-        Event* e = events[static_cast<size_t>(j)];
+        Event* e = events[static_cast<size_t>(j)].get();
         if (e->beat_duration() > 0 && (e->isEvent() || e->scoretempochange())) return e;
     }
-    return events[0];
+    return events[0].get();
 }
 
 int Score::FirstEvent() const { return nextEvent(0); }
@@ -412,7 +388,7 @@ void Score::search_event(double beat, double* rest, int* index) const {
     int start = std::clamp(*index, 0, get_cur_index());
     if (beat < events[static_cast<size_t>(start)]->beatcum()) start = 0;
     for (int j = start; j < static_cast<int>(events.size()); ++j) {
-        const Event* e = events[static_cast<size_t>(j)];
+        const Event* e = events[static_cast<size_t>(j)].get();
         if (!e->isEvent()) continue;
         if (e->beatcum() - 0.0001 > beat) break;
         *rest = beat - e->beatcum();
@@ -423,7 +399,7 @@ void Score::search_event(double beat, double* rest, int* index) const {
 }
 
 int Score::labelPosition(const std::string& label) const {
-    for (const Event* e : events)
+    for (const auto& e : events)
         if (e->cuename() == label) return e->index();
     return -1;
 }
@@ -475,10 +451,6 @@ const std::vector<int>& Score::find_jump(int i) {
 
 // ---- printing ----
 
-void Score::print_events(std::ostream& out) const {
-    for (size_t i = 1; i < events.size(); ++i) out << events[i]->toString() << '\n';
-}
-
 void Score::show(std::ostream& out) const {
     out << "// SCORE: " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
     for (size_t i = 0; i < events.size(); ++i) {
@@ -492,7 +464,7 @@ void Score::show(std::ostream& out) const {
 
 void Score::show_actions(std::ostream& out) const {
     for (const auto& [index, action] : actions_by_event) {
-        const Event* e = events[static_cast<size_t>(index)];
+        const Event* e = events[static_cast<size_t>(index)].get();
         out << "// event " << index;
         if (!e->cuename().empty()) out << ' ' << e->cuename();
         out << " (beat " << e->beatcum() << ")\n";

@@ -1,12 +1,14 @@
 // The parsed score: the followed events in order, the actions attached to
 // them, the labels, and the tempo and jump information that listening and
-// the runtime need. The reader fills it through the parsing_* builders.
+// the runtime need. The reader fills it through the parsing_* builders. The
+// score owns its events and their top actions; the label maps are views.
 #pragma once
 
-#include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
+#include "Base/Location.hpp"
 #include "Tree/Attributes.hpp"
 #include "Tree/BuildContext.hpp"
+#include "Tree/Event.hpp"
 
 #include <deque>
 #include <map>
@@ -15,14 +17,18 @@
 #include <utility>
 #include <vector>
 
-class Event;
-class Pitch;
 class Value;
 class Action;
 struct AnchorTable;
 
 // The engine's inlets by kind ("MIDI", "KL"...) and number.
 using InletMap = std::map<std::string, int>;
+
+// The pitches of events as written: a chord's, a trill's elements, the
+// elements of a multi-event with their trill mark.
+using MultiElement = std::pair<PitchList, bool>;
+using MultiList = std::vector<MultiElement>;
+using TrillList = std::vector<PitchList>;
 
 class Score : public ASTNode {
 public:
@@ -49,17 +55,16 @@ public:
         trace_port = port;
     }
 
-    Event* parsing_note(Pitch* pitch, float duration, AttributeList* attributes, const yy::location& loc);
-    Event* parsing_event(float duration, AttributeList* attributes, const yy::location& loc);
-    Event* parsing_chord(std::vector<Pitch*>* pitches, float duration, AttributeList* attributes,
+    // Each takes the pitches and the attributes, and gives the event added.
+    Event* parsing_note(PitchPtr pitch, float duration, AttributeList attributes, const yy::location& loc);
+    Event* parsing_event(float duration, AttributeList attributes, const yy::location& loc);
+    Event* parsing_chord(PitchList pitches, float duration, AttributeList attributes,
                          const yy::location& loc);
-    Event* parsing_trill(std::vector<std::vector<Pitch*>*>* lists, float duration, AttributeList* attributes,
+    Event* parsing_trill(TrillList lists, float duration, AttributeList attributes, const yy::location& loc);
+    Event* parsing_multi(MultiList elements, float duration, AttributeList attributes,
                          const yy::location& loc);
-    Event* parsing_multi(std::vector<std::pair<std::vector<Pitch*>*, bool>>* elements, float duration,
-                         AttributeList* attributes, const yy::location& loc);
-    Event* parsing_multi_arrow(std::pair<std::vector<Pitch*>*, bool> from,
-                               std::pair<std::vector<Pitch*>*, bool> to, float duration,
-                               AttributeList* attributes, const yy::location& loc);
+    Event* parsing_multi_arrow(MultiElement from, MultiElement to, float duration, AttributeList attributes,
+                               const yy::location& loc);
 
     void PitchConversion(float& p) const;
     void PitchListConversion(std::vector<float>& pitches) const;
@@ -101,7 +106,7 @@ public:
     // ---- actions ----
     // Makes `action` the top action of the current event (replacing, and
     // freeing, an earlier one).
-    void attach_top_action(Action* action);
+    void attach_top_action(std::unique_ptr<Action> action);
     // The count of actions that the score writes.
     int CountActions() const;
     int CountEvents() const { return static_cast<int>(events.size()) - 1; }
@@ -111,8 +116,6 @@ public:
     const yy::location* keep_location(const yy::location& loc);
 
     void show(std::ostream& out) const override;
-    // Prints one event per line, with its index and beat position.
-    void print_events(std::ostream& out) const;
     // Prints the action tree of each event that has one.
     void show_actions(std::ostream& out) const;
 
@@ -134,14 +137,14 @@ public:
     bool without_states = false;
     bool preloaded = false;
     std::map<int, std::vector<int>> jump_table;
-    std::map<int, Action*> actions_by_event;
+    std::map<int, std::unique_ptr<Action>> actions_by_event;
     int cur_position = -1;
     std::map<double, std::string> beat_to_label;
     std::map<std::string, double> label_to_beat;
-    std::map<std::string, Event*> label_to_event;
-    std::map<std::string, Action*> label_to_action;
+    std::map<std::string, Event*> label_to_event;   // views into `events`
+    std::map<std::string, Action*> label_to_action; // views into the actions' trees
     std::vector<std::pair<double, float>> tempo_changes;
-    std::vector<Event*> events;
+    EventList events;
     int current_inlet = 0;
     // What the nodes read into this score are built with.
     BuildContext build;
@@ -156,14 +159,12 @@ public:
 private:
     // Common tail of every event builder: flags, label, push, IOI bookkeeping.
     void close_previous_ioi();
-    void finish_event(Event* e, float duration, AttributeList* attributes, bool is_note);
+    // Reads the event's attributes, then adds it.
+    Event* finish_event(std::unique_ptr<Event> e, float duration, bool is_note);
     bool listening_inlet() const;
-    std::vector<float> pitch_values(const std::vector<Pitch*>& pitches) const;
-    Event* add_basic(int keyword, std::vector<float> values, float duration, AttributeList* attributes,
+    std::vector<float> pitch_values(const PitchList& pitches) const;
+    Event* add_basic(int keyword, std::vector<float> values, float duration, AttributeList attributes,
                      const yy::location& loc);
     Event* add_multi(std::vector<std::vector<float>> elements, std::vector<bool> marks, float duration,
-                     AttributeList* attributes, const yy::location& loc);
+                     AttributeList attributes, const yy::location& loc);
 };
-
-// Frees a vector of pitches built by the grammar.
-void delete_pitches(std::vector<Pitch*>* pitches);

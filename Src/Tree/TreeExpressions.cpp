@@ -11,10 +11,10 @@
 
 // ---- ActionAsExpression ----
 
-ActionAsExpression::ActionAsExpression(EvalContext* c, Action* a, const yy::location* loc)
+ActionAsExpression::ActionAsExpression(EvalContext* c, std::unique_ptr<Action> a, const yy::location* loc)
     : NonConstantExpression(loc)
     , ctx(c)
-    , action(a) {}
+    , action(std::move(a)) {}
 
 Value ActionAsExpression::eval() const {
     const GlobalEnvironment* global = ctx ? ctx->global_env() : nullptr;
@@ -132,11 +132,10 @@ bool Anchor::check_all_references(const Score& score, bool verbose) {
 
 // ---- DotBloc ----
 
-DotBloc::DotBloc(BuildContext* ctx, const std::string& l, Var* var, const yy::location* loc)
+DotBloc::DotBloc(BuildContext* ctx, const std::string& l, VarPtr var, const yy::location* loc)
     : Var(ctx ? ctx->eval : nullptr, var->name, loc)
     , label(l) {
     dynamic = true;
-    delete var;
 }
 
 void DotBloc::show(std::ostream& out, int) const {

@@ -27,9 +27,9 @@ struct AnchorTable {
 class ActionAsExpression : public NonConstantExpression {
 public:
     // Takes `action`.
-    ActionAsExpression(EvalContext* ctx, Action* action, const yy::location* loc = nullptr);
+    ActionAsExpression(EvalContext* ctx, std::unique_ptr<Action> action, const yy::location* loc = nullptr);
 
-    Expression* clone() const override { return new ActionAsExpression(*this); }
+    ExpPtr clone() const override { return std::make_unique<ActionAsExpression>(*this); }
     Value eval() const override;
     Value eval_with_current_pos(double position) const override;
     // The action holds no subexpression but has variables to collect and bind.
@@ -53,7 +53,7 @@ public:
     Anchor& operator=(const Anchor&) = delete;
     ~Anchor() override;
 
-    Expression* clone() const override { return new Anchor(*this); }
+    ExpPtr clone() const override { return std::make_unique<Anchor>(*this); }
     Value eval() const override;
     void set_ambiant_action(const Action* a) override { ambient = a; }
     void show(std::ostream& out, int precedence) const override;
@@ -64,8 +64,8 @@ public:
     static bool check_all_references(const Score& score, bool verbose);
 
     std::string label;
-    const Action* ambient = nullptr;
-    const Score* score;
+    const Action* ambient = nullptr; // the action the anchor is read in
+    const Score* score;              // the score whose labels it names
     double beat = -1.0; // negative until resolved
 
 private:
@@ -78,8 +78,9 @@ private:
 // "group::$x": the variable $x of the running instance of a named group.
 class DotBloc : public Var {
 public:
-    DotBloc(BuildContext* ctx, const std::string& label, Var* var, const yy::location* loc = nullptr);
-    Expression* clone() const override { return new DotBloc(*this); }
+    // Takes `var` (whose name is kept).
+    DotBloc(BuildContext* ctx, const std::string& label, VarPtr var, const yy::location* loc = nullptr);
+    ExpPtr clone() const override { return std::make_unique<DotBloc>(*this); }
     void show(std::ostream& out, int precedence) const override;
     int etag() const override;
     int compare_with(const Expression* other) const override;

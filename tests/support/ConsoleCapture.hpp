@@ -12,7 +12,8 @@ class ConsoleCapture {
 public:
     ConsoleCapture() {
         previous = set_console_sink([this](ConsoleLevel level, std::string_view line) {
-            (level == ConsoleLevel::Post ? posts : errors).emplace_back(line);
+            const bool news = level == ConsoleLevel::Post || level == ConsoleLevel::Info;
+            (news ? posts : errors).emplace_back(line);
         });
     }
     ~ConsoleCapture() { set_console_sink(previous); }

@@ -4,16 +4,18 @@
 // the wall clock. After the sound, silence goes on for the tail.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <vector>
 
+class SampleSource;
 class StandaloneHost;
 
 class AudioFollower {
 public:
-    // `samples` is one channel at the host's sample rate; it must outlive
+    // `source` gives one channel at the host's sample rate; it must outlive
     // the follower. `tail` seconds of silence follow it.
-    AudioFollower(StandaloneHost& host, const std::vector<float>& samples, double tail = 1.0);
+    AudioFollower(StandaloneHost& host, SampleSource& source, double tail = 1.0);
 
     // Plays the whole sound and its tail. `progress` is told the time
     // reached, now and then.
@@ -25,14 +27,16 @@ public:
     double time() const;
 
 private:
-    // The block that starts at sample `first`, padded with silence past the
-    // end of the sound.
-    const float* block_at(size_t first);
+    // Fills the block from the source, then with silence once it has ended;
+    // false when the tail is over too.
+    bool fill_block();
 
     StandaloneHost& host;
-    const std::vector<float>& samples;
-    std::vector<float> padded;
+    SampleSource& source;
+    std::vector<float> block;
     double rate;
-    size_t last;     // samples of the sound and its tail
-    size_t next = 0; // the first sample of the next block
+    std::size_t tail_samples;
+    std::size_t played = 0;    // samples sent to the engine
+    std::size_t sound_end = 0; // samples of the sound, once it has ended
+    bool ended = false;
 };

@@ -4,7 +4,9 @@
 #include "FollowInput.hpp"
 #include "SchedulerThread.hpp"
 
+#include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -15,6 +17,37 @@ struct TraceTarget {
     std::ostream* stream = nullptr;
     std::ofstream file;
 };
+
+// Seconds a follow may run on after the last note.
+constexpr double kLongestTail = 3600.0;
+
+bool seconds_in_range(const char* option, double value, double longest) {
+    if (std::isfinite(value) && value >= 0 && value <= longest) return true;
+    error("cadenzium: %s takes seconds from 0 to %g (got %g)", option, longest, value);
+    return false;
+}
+
+bool same_file(const std::string& a, const std::string& b) {
+    std::error_code ec;
+    return !a.empty() && !b.empty() && std::filesystem::equivalent(a, b, ec);
+}
+
+// A trace written over the score or the performance would destroy it.
+bool trace_spares_the_inputs(const FollowOptions& o) {
+    if (o.trace.empty() || o.trace == "-") return true;
+    for (const std::string* input : {&o.score, &o.midi, &o.audio}) {
+        if (!same_file(o.trace, *input)) continue;
+        error("cadenzium: the trace '%s' would overwrite '%s': choose another file", o.trace.c_str(),
+              input->c_str());
+        return false;
+    }
+    return true;
+}
+
+bool options_make_sense(const FollowOptions& o) {
+    return seconds_in_range("--tail", o.tail, kLongestTail) &&
+           seconds_in_range("--duration", o.duration, kLongestPerformance) && trace_spares_the_inputs(o);
+}
 
 bool open_trace(const std::string& path, TraceTarget& target) {
     if (path.empty()) return true;
@@ -65,6 +98,7 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     // written to by the engine's clock thread until the engine dies), the
     // clocks of a run in real time come before the engine, whose own are
     // made with it, and so does the report.
+    if (!options_make_sense(options)) return 1;
     std::unique_ptr<FollowInput> input = make_follow_input(options);
     if (!input) return 1;
     const bool realtime = options.realtime || options.live();
@@ -83,7 +117,7 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
 
     // With the trace on standard output the human lines stay quiet.
     std::ostream* human = options.trace == "-" ? nullptr : &out;
-    FollowReport& report = reporting.emplace(human, trace.stream);
+    FollowReport& report = reporting.emplace(human, trace.stream, options.trace);
     connect_reports(host, report);
     // In real time logical time 0 is the start of the performance.
     if (realtime) host.start_wall_clock();
@@ -92,5 +126,5 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     report.end_progress();
     const bool fault = engine.stopped_by_fault();
     engine.cadenzium_stop();
-    return ok && !fault ? 0 : 1;
+    return ok && !fault && report.finish_trace() ? 0 : 1;
 }

@@ -10,6 +10,13 @@
 
 #include <unistd.h>
 
+bool performance_length_ok(const std::string& path, double seconds) {
+    if (seconds <= kLongestPerformance) return true;
+    error("cadenzium: cannot follow '%s': it lasts %.0f hours; a performance lasts at most %.0f hours", path.c_str(),
+          seconds / 3600, kLongestPerformance / 3600);
+    return false;
+}
+
 namespace {
 
 // The progress bar of an offline run on a terminal, over the performance
@@ -29,9 +36,11 @@ public:
 
     bool open(StandaloneHost&) override {
         performance = read_midi_file(path);
-        if (performance.ok()) return true;
-        error("cadenzium: cannot read '%s': %s", path.c_str(), performance.error.c_str());
-        return false;
+        if (!performance.ok()) {
+            error("cadenzium: cannot read '%s': %s", path.c_str(), performance.error.c_str());
+            return false;
+        }
+        return performance_length_ok(path, performance.duration);
     }
 
     bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) override {
@@ -57,22 +66,22 @@ public:
     ListeningProfile profile(const FollowOptions&) const override { return design_profile(); }
 
     bool open(StandaloneHost& host) override {
-        sound = read_audio_file(path);
-        if (!sound) return false;
+        sound = SoundFile::open(path);
+        if (!sound || !performance_length_ok(path, sound->seconds())) return false;
         post("cadenzium - %s", sound->describe().c_str());
-        host.listen_by_audio(sound->sample_rate, kFileBlock);
+        host.listen_by_audio(sound->sample_rate(), kFileBlock);
         return true;
     }
 
     bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) override {
-        AudioFollower follower(host, sound->samples, options.tail);
+        AudioFollower follower(host, *sound, options.tail);
         follower.run(options.realtime, progress_of(report, options, sound->seconds()));
-        return true;
+        return sound->report_reading();
     }
 
 private:
     std::string path;
-    std::optional<AudioFile> sound;
+    std::unique_ptr<SoundFile> sound;
 };
 
 } // namespace

@@ -12,6 +12,14 @@
 
 #include <memory>
 
+// The longest performance followed, in seconds: a day. Longer recordings
+// are refused, and a live run lasts at most that.
+inline constexpr double kLongestPerformance = 86400.0;
+
+// False, reported, when a recording at `path` lasting `seconds` is longer
+// than a performance can be.
+bool performance_length_ok(const std::string& path, double seconds);
+
 class FollowInput {
 public:
     virtual ~FollowInput() = default;

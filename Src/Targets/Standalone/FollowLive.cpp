@@ -99,11 +99,13 @@ public:
         const bool server_lost = !jack.server_alive();
         jack.close();
         relay.drain(report);
-        return report_trouble(server_lost);
+        return report_trouble(server_lost, host.engine());
     }
 
 private:
-    bool report_trouble(bool server_lost) const {
+    bool report_trouble(bool server_lost, const cadenzium_core& engine) const {
+        if (const std::size_t bad = engine.bad_samples())
+            error("cadenzium - %zu samples that are not numbers (NaN or infinite) were heard as silence.", bad);
         if (odd_blocks > 0)
             error("cadenzium - %d audio blocks of another size than %d were skipped.", odd_blocks.load(),
                   block);

@@ -1,5 +1,6 @@
 #include "FollowReport.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/ValueKinds.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Event.hpp"
@@ -42,7 +43,44 @@ double trace_time(double t) {
     return std::round(t * 1e6) / 1e6;
 }
 
+// One JSON line. Bytes that are not UTF-8 (a label, a message argument) are
+// written as U+FFFD: writing never throws.
+std::string json_line(const nlohmann::ordered_json& j) {
+    return j.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+constexpr int kBarWidth = 40;
+
 } // namespace
+
+void FollowReport::say(const std::string& line) {
+    const bool bar = progress_on && last_percent >= 0;
+    if (bar) std::fprintf(stderr, "\r%*s\r", kBarWidth + 8, "");
+    *human << line << '\n';
+    human->flush();
+    if (bar) draw_progress();
+}
+
+void FollowReport::trace_line(const std::string& json) {
+    if (trace_failed) return;
+    *trace << json << '\n';
+    check_trace();
+}
+
+void FollowReport::check_trace() {
+    if (trace_failed || *trace) return;
+    trace_failed = true;
+    error("cadenzium: cannot write the trace%s%s: the rest of the trace is lost",
+          trace_name.empty() ? "" : " to ", trace_name.c_str());
+}
+
+bool FollowReport::finish_trace() {
+    std::lock_guard lock(lines);
+    if (!trace) return true;
+    trace->flush();
+    check_trace();
+    return !trace_failed;
+}
 
 void FollowReport::position(const PositionReport& r) {
     const double beat = r.event ? r.event->beatcum() : 0.0;
@@ -50,18 +88,16 @@ void FollowReport::position(const PositionReport& r) {
     const std::string& label = r.event ? r.event->cuename() : no_label;
     std::lock_guard lock(lines);
     if (human) {
-        char line[256];
-        std::snprintf(line, sizeof line, "%10.3fs  event %-5d beat %-9.3f tempo %6.1f", r.time, r.index, beat,
+        char head[256];
+        std::snprintf(head, sizeof head, "%10.3fs  event %-5d beat %-9.3f tempo %6.1f", r.time, r.index, beat,
                       r.tempo);
-        *human << line;
-        if (!label.empty()) *human << "  \"" << label << '"';
-        *human << '\n';
+        say(label.empty() ? std::string(head) : std::string(head) + "  \"" + label + '"');
     }
     if (trace) {
         nlohmann::ordered_json j = {{"t", trace_time(r.time)}, {"type", "position"},
                                     {"index", r.index},        {"beat", beat},
                                     {"tempo", r.tempo},        {"label", label}};
-        *trace << j.dump() << '\n';
+        trace_line(json_line(j));
     }
 }
 
@@ -70,7 +106,7 @@ void FollowReport::message(const ::message& m) {
     if (human) {
         char head[64];
         std::snprintf(head, sizeof head, "%10.3fs    -> ", m.date);
-        *human << head << m.receiver << show_args(m.values) << '\n';
+        say(head + m.receiver + show_args(m.values));
     }
     if (trace) {
         nlohmann::ordered_json args = nlohmann::ordered_json::array();
@@ -78,19 +114,23 @@ void FollowReport::message(const ::message& m) {
             args.push_back(to_json(v));
         nlohmann::ordered_json j = {
             {"t", trace_time(m.date)}, {"type", "message"}, {"receiver", m.receiver}, {"args", args}};
-        *trace << j.dump() << '\n';
+        trace_line(json_line(j));
     }
 }
 
 void FollowReport::progress(double done, double total) {
     if (!progress_on || total <= 0) return;
     const int percent = static_cast<int>(std::floor(100.0 * std::min(1.0, done / total)));
+    std::lock_guard lock(lines);
     if (percent == last_percent) return;
     last_percent = percent;
-    const int width = 40;
-    const int filled = percent * width / 100;
-    std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled,
-                 "========================================", width - filled, "", percent);
+    draw_progress();
+}
+
+void FollowReport::draw_progress() {
+    const int filled = last_percent * kBarWidth / 100;
+    std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled, "========================================",
+                 kBarWidth - filled, "", last_percent);
     std::fflush(stderr);
 }
 

@@ -25,9 +25,11 @@ struct PositionReport {
 
 class FollowReport {
 public:
-    FollowReport(std::ostream* human, std::ostream* trace)
+    // `trace_name` names the trace in the report of a failed write.
+    FollowReport(std::ostream* human, std::ostream* trace, std::string trace_name = {})
         : human(human)
-        , trace(trace) {}
+        , trace(trace)
+        , trace_name(std::move(trace_name)) {}
 
     void position(const PositionReport& report);
     // A message at its logical date.
@@ -38,10 +40,22 @@ public:
     void end_progress();
     void show_progress(bool on) { progress_on = on; }
 
+    // Writes out what the trace still holds; whether every line was written.
+    bool finish_trace();
+
 private:
+    // A human line, with the progress bar taken off the terminal first and
+    // drawn again after.
+    void say(const std::string& line);
+    void trace_line(const std::string& json);
+    void check_trace();
+    void draw_progress();
+
     std::ostream* human;
     std::ostream* trace;
+    std::string trace_name;
     std::mutex lines;
     bool progress_on = false;
     int last_percent = -1;
+    bool trace_failed = false;
 };

@@ -41,6 +41,9 @@ struct ListeningProfile {
     bool relocation = false;
     RelocatorSettings relocator;
     bool through_silence = false;
+    // By MIDI: one decoding step per hop only (true), or also one at each
+    // note as it comes, so that a decision follows the note at once.
+    bool hop_steps = true;
     bool pedal = true;
     // Audio: attacks from the rise of semitone bands, and the lateness of
     // decisions to take off reported onsets (seconds).

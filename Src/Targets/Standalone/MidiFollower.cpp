@@ -2,7 +2,9 @@
 
 #include "StandaloneHost.hpp"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <thread>
 
 MidiFollower::MidiFollower(StandaloneHost& h, std::vector<MidiNote> n, double d, std::vector<MidiControl> c)
@@ -35,6 +37,25 @@ void MidiFollower::deliver_notes_until(double t) {
     }
 }
 
+// Offline, silence costs nothing: once the machine has waited for notes
+// for a few seconds (what was heard has faded by then), the hops up to a
+// second before the next note, or the end, are skipped. The clock still
+// passes through them, so timed actions fire at their times.
+constexpr double kSettle = 5.0;
+constexpr double kLeadIn = 1.0;
+
+long MidiFollower::skip_silence(long step, double t, double hop, double end) {
+    if (!host.engine().waiting_for_notes()) {
+        waiting_since = -1;
+        return step;
+    }
+    if (waiting_since < 0) waiting_since = t;
+    if (t - waiting_since < kSettle) return step;
+    const double next = next_note < notes.size() ? std::min(notes[next_note].time, end) : end;
+    const long resume = static_cast<long>(std::floor((next - kLeadIn) / hop));
+    return std::max(step, resume - 1);
+}
+
 void MidiFollower::run(bool realtime, double tail, const std::function<void(double)>& progress) {
     const double hop = host.engine().analysis_hop_size() / host.engine().analysis_sample_rate();
     const double end = duration + tail;
@@ -47,6 +68,7 @@ void MidiFollower::run(bool realtime, double tail, const std::function<void(doub
         deliver_notes_until(t);
         advance_clock(t, realtime);
         host.decoding_step();
+        if (!realtime) step = skip_silence(step, t, hop, end);
         if (progress && step % 256 == 0) progress(t);
     }
     if (progress) progress(end);

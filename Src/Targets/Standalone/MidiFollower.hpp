@@ -22,6 +22,7 @@ public:
 private:
     void deliver_notes_until(double t);
     void advance_clock(double t, bool realtime);
+    long skip_silence(long step, double t, double hop, double end);
 
     StandaloneHost& host;
     std::vector<MidiNote> notes;
@@ -29,4 +30,5 @@ private:
     double duration;
     size_t next_note = 0;
     size_t next_control = 0;
+    double waiting_since = -1; // when the machine began to wait for notes
 };

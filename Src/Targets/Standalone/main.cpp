@@ -9,13 +9,21 @@
 namespace {
 
 // The engine's console on the terminal: everything on standard error, so
-// that standard output carries only the command's results; posts are
-// dropped when quiet.
-void terminal_console(bool quiet) {
-    set_console_sink([quiet](ConsoleLevel level, std::string_view line) {
-        if (quiet && level == ConsoleLevel::Post) return;
+// that standard output carries only the command's results. The engine's
+// account of what it does shows with -v; quiet keeps errors only.
+void terminal_console(bool quiet, int verbosity) {
+    set_console_sink([quiet, verbosity](ConsoleLevel level, std::string_view line) {
+        const bool error = level == ConsoleLevel::Error || level == ConsoleLevel::Fault;
+        if (quiet && !error) return;
+        if (level == ConsoleLevel::Info && verbosity <= 0) return;
         std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
     });
+}
+
+// -v shows what the engine does, -vv more; --verbosity N says how much.
+void add_verbosity(CLI::App& cmd, int& verbosity) {
+    cmd.add_flag("-v", verbosity, "Show what the engine does (repeat for more detail)");
+    cmd.add_option("--verbosity", verbosity, "Engine verbosity (0 to 5)")->check(CLI::Range(0, 5));
 }
 
 // The options of `cadenzium follow`. The live inputs take an optional port:
@@ -38,8 +46,8 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
         ->expected(0, 1);
     input->require_option(1);
     cmd.add_option("--jack-server", follow.jack_server, "The JACK server to use (default: the default one)");
-    cmd.add_option("--duration", follow.duration, "Seconds a live follow lasts (default: until Ctrl-C)")
-        ->check(CLI::NonNegativeNumber);
+    // Their ranges are checked with the other options, in the follow command.
+    cmd.add_option("--duration", follow.duration, "Seconds a live follow lasts, up to a day (default: until Ctrl-C)");
     cmd.add_flag("--realtime", follow.realtime, "Pace a recorded performance by the wall clock");
     cmd.add_flag("--design-listening", follow.design_listening,
                  "Listen with the engine's default observation instead of the piano profile");
@@ -47,10 +55,9 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
                    "A listening setting NAME=VALUE over the input's profile (repeatable; see README)");
     cmd.add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
     cmd.add_option("--tail", follow.tail,
-                   "Seconds the follower and the electronics go on after the last note")
-        ->check(CLI::NonNegativeNumber);
+                   "Seconds the follower and the electronics go on after the last note, up to an hour");
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
-    cmd.add_option("-v,--verbosity", follow.verbosity, "Engine verbosity (0 to 5)");
+    add_verbosity(cmd, follow.verbosity);
 }
 
 void live_inputs(const CLI::App& cmd, FollowOptions& follow) {
@@ -70,7 +77,7 @@ int main(int argc, char** argv) {
     check_cmd->add_option("score", check.score, "The score file")->required();
     check_cmd->add_flag("--events", check.list_events, "Print every event of the score");
     check_cmd->add_flag("-q,--quiet", check.quiet, "Print errors only");
-    check_cmd->add_option("-v,--verbosity", check.verbosity, "Engine verbosity (0 to 5)");
+    add_verbosity(*check_cmd, check.verbosity);
 
     FollowOptions follow;
     CLI::App* follow_cmd = app.add_subcommand("follow", "Follow a performance against a score");
@@ -78,11 +85,11 @@ int main(int argc, char** argv) {
 
     CLI11_PARSE(app, argc, argv);
     if (check_cmd->parsed()) {
-        terminal_console(check.quiet);
+        terminal_console(check.quiet, check.verbosity);
         return run_check(check, std::cout);
     }
     if (follow_cmd->parsed()) {
-        terminal_console(follow.quiet);
+        terminal_console(follow.quiet, follow.verbosity);
         live_inputs(*follow_cmd, follow);
         return run_follow(follow, std::cout);
     }

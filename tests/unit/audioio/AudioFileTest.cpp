@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -55,8 +56,10 @@ TEST(AudioFile, FirstChannelOfAStereoFileIsKept) {
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->channels, 2);
     EXPECT_EQ(read->samples, left);
-    EXPECT_NE(read->describe().find("44100 Hz, 2 channels (first used)"), std::string::npos)
-        << read->describe();
+    const auto opened = SoundFile::open(file.path);
+    ASSERT_TRUE(opened);
+    EXPECT_NE(opened->describe().find("44100 Hz, 2 channels (first used)"), std::string::npos)
+        << opened->describe();
 }
 
 TEST(AudioFile, MissingUnreadableAndEmptyFilesAreReported) {
@@ -73,4 +76,34 @@ TEST(AudioFile, MissingUnreadableAndEmptyFilesAreReported) {
     EXPECT_FALSE(read_audio_file(empty.path).has_value());
     EXPECT_TRUE(console.has_error("holds no samples"));
     EXPECT_EQ(console.errors.size(), 3u);
+}
+
+TEST(AudioFile, StreamedInAnyBlockSizeAsReadWhole) {
+    const auto audio = a4_second(44100);
+    TempScore file("", ".flac");
+    ASSERT_TRUE(write_sound_file(file.path, audio, 44100));
+    const auto whole = read_audio_file(file.path);
+    ASSERT_TRUE(whole.has_value());
+    for (std::size_t block : {1u, 511u, 4096u, 10000u}) {
+        const auto sound = SoundFile::open(file.path);
+        ASSERT_TRUE(sound);
+        std::vector<float> streamed, chunk(block);
+        while (const std::size_t got = sound->read(chunk.data(), block))
+            streamed.insert(streamed.end(), chunk.begin(), chunk.begin() + static_cast<long>(got));
+        EXPECT_EQ(streamed, whole->samples) << block;
+        EXPECT_TRUE(sound->report_reading());
+    }
+}
+
+TEST(AudioFile, AFileCutShortReadsWhatItHolds) {
+    const auto audio = a4_second(44100);
+    TempScore file("", ".wav");
+    ASSERT_TRUE(write_sound_file(file.path, audio, 44100));
+    std::filesystem::resize_file(file.path, std::filesystem::file_size(file.path) / 2);
+    ConsoleCapture console;
+    const auto read = read_audio_file(file.path);
+    ASSERT_TRUE(read.has_value());
+    EXPECT_LT(read->samples.size(), audio.size());
+    EXPECT_GT(read->samples.size(), audio.size() / 4);
+    EXPECT_TRUE(console.errors.empty());
 }

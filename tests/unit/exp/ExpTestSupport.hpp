@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -63,27 +64,51 @@ public:
     mutable int calls = 0;
 };
 
-// Building blocks for trees.
-inline Expression* lit(long v) {
-    return new IntValue(v);
+// Building blocks for trees, each node owned by what it is given to.
+inline ExpPtr lit(long v) {
+    return std::make_unique<IntValue>(v);
 }
-inline Expression* lit(int v) {
-    return new IntValue(v);
+inline ExpPtr lit(int v) {
+    return std::make_unique<IntValue>(v);
 }
-inline Expression* lit(double v) {
-    return new FloatValue(v);
+inline ExpPtr lit(double v) {
+    return std::make_unique<FloatValue>(v);
 }
-inline Expression* lit(bool v) {
-    return new BoolValue(v);
+inline ExpPtr lit(bool v) {
+    return std::make_unique<BoolValue>(v);
 }
-inline Expression* lit(const char* s) {
+inline ExpPtr lit(const char* s) {
     return pstring_value(s);
 }
-inline Expression* bin(e_binop op, Expression* a, Expression* b) {
-    return new BinaryExpression(op, a, b);
+// A node of class T made of `args`.
+template <class T, class... Args>
+ExpPtr node(Args&&... args) {
+    return std::make_unique<T>(std::forward<Args>(args)...);
 }
-inline Expression* tab_of(std::initializer_list<Expression*> elements) {
-    return new TabDefinition(ExpressionList(elements));
+inline ExpPtr bin(e_binop op, ExpPtr a, ExpPtr b) {
+    return node<BinaryExpression>(op, std::move(a), std::move(b));
+}
+// A list of subexpressions (an initializer list cannot hand them over).
+template <class... Nodes>
+ExpressionList exps(Nodes... nodes) {
+    return expression_list(std::move(nodes)...);
+}
+template <class... Nodes>
+ExpPtr tab_of(Nodes... elements) {
+    return node<TabDefinition>(exps(std::move(elements)...));
+}
+// The pairs of a map definition, keys and values alternating.
+inline void add_pairs(KeyValueList&) {}
+template <class K, class V, class... Rest>
+void add_pairs(KeyValueList& out, K key, V value, Rest... rest) {
+    out.emplace_back(std::move(key), std::move(value));
+    add_pairs(out, std::move(rest)...);
+}
+template <class... Nodes>
+KeyValueList key_values(Nodes... nodes) {
+    KeyValueList out;
+    add_pairs(out, std::move(nodes)...);
+    return out;
 }
 inline Value tab_of_ints(std::initializer_list<long> elements) {
     tab_t t;

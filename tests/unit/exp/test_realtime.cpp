@@ -12,14 +12,16 @@ TEST(RealTime, NumericEvaluationOverVariablesAllocatesNothing) {
             bin(OP_GT,
                 bin(OP_MOD,
                     bin(OP_MINUS,
-                        bin(OP_TIMES, bin(OP_PLUS, new Var(&ctx, "$a"), lit(1)), new Var(&ctx, "$b")),
-                        bin(OP_DIV, new Var(&ctx, "$c"), lit(2.5))),
+                        bin(OP_TIMES, bin(OP_PLUS, std::make_unique<Var>(&ctx, "$a"), lit(1)),
+                            std::make_unique<Var>(&ctx, "$b")),
+                        bin(OP_DIV, std::make_unique<Var>(&ctx, "$c"), lit(2.5))),
                     lit(7)),
                 lit(0)),
-            new UnaryExpression(OP_NOT, new Var(&ctx, "$flag"))));
-    std::unique_ptr<Expression> arithmetic(bin(OP_PLUS, bin(OP_TIMES, new Var(&ctx, "$a"), lit(3)),
-                                               new UnaryExpression(OP_NEG, new Var(&ctx, "$c"))));
-    std::unique_ptr<Var> a(new Var(&ctx, "$a"));
+            node<UnaryExpression>(OP_NOT, std::make_unique<Var>(&ctx, "$flag"))));
+    std::unique_ptr<Expression> arithmetic(
+        bin(OP_PLUS, bin(OP_TIMES, std::make_unique<Var>(&ctx, "$a"), lit(3)),
+            node<UnaryExpression>(OP_NEG, std::make_unique<Var>(&ctx, "$c"))));
+    auto a = std::make_unique<Var>(&ctx, "$a");
     Expression::finalize(e.get(), &ctx);
     Expression::finalize(arithmetic.get(), &ctx);
     Expression::finalize(a.get(), &ctx);

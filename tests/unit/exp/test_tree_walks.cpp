@@ -23,7 +23,7 @@ class Probe : public NonConstantExpression {
 public:
     explicit Probe(Reached* r)
         : reached(r) {}
-    Expression* clone() const override { return new Probe(*this); }
+    ExpPtr clone() const override { return std::make_unique<Probe>(*this); }
     Value eval() const override { return undef_value(); }
     void set_env(Environment*, const std::list<std::string>&, int) const override { ++reached->bound; }
     void change_var_name(const std::string&, const std::string&) override { ++reached->renamed; }
@@ -42,12 +42,12 @@ public:
 class TreeWalks : public ::testing::Test {
 protected:
     // A probe of its own for each subexpression slot.
-    Expression* probe() { return new Probe(&reached.emplace_back()); }
+    ExpPtr probe() { return node<Probe>(&reached.emplace_back()); }
+    VarPtr var(const std::string& name) { return std::make_unique<Var>(&ctx, name); }
 
     // Runs the four walks over `e` once and checks every probe counts
     // `times` for each (a `with` holds two forms of each binding).
-    void expect_every_probe_reached(Expression* made, int times = 1, int bound = 1) {
-        std::unique_ptr<Expression> e(made);
+    void expect_every_probe_reached(ExpPtr e, int times = 1, int bound = 1) {
         e->set_env(&ctx.global, {}, GLOBAL_SCOPE_LEVEL);
         e->change_var_name("$nobody", "$someone");
         e->set_ambiant_action(reinterpret_cast<const Action*>(&ctx));
@@ -70,57 +70,59 @@ protected:
 } // namespace
 
 TEST_F(TreeWalks, OperatorsAndContainersReachEveryOperand) {
-    expect_every_probe_reached(new UnaryExpression(OP_NEG, probe()));
+    expect_every_probe_reached(node<UnaryExpression>(OP_NEG, probe()));
     expect_every_probe_reached(bin(OP_PLUS, probe(), probe()));
-    expect_every_probe_reached(new IfExpression(probe(), probe(), probe()));
-    expect_every_probe_reached(new TabDefinition({probe(), probe(), probe()}));
-    expect_every_probe_reached(new MapDefinition(KeyValueList{{probe(), probe()}, {probe(), probe()}}));
-    expect_every_probe_reached(new InterpolatedMapDefinition(KeyValueList{{probe(), probe()}}));
-    expect_every_probe_reached(new TabAccess(probe(), {probe(), probe()}));
+    expect_every_probe_reached(node<IfExpression>(probe(), probe(), probe()));
+    expect_every_probe_reached(tab_of(probe(), probe(), probe()));
+    expect_every_probe_reached(node<MapDefinition>(key_values(probe(), probe(), probe(), probe())));
+    expect_every_probe_reached(node<InterpolatedMapDefinition>(key_values(probe(), probe())));
+    expect_every_probe_reached(node<TabAccess>(probe(), exps(probe(), probe())));
 }
 
 TEST_F(TreeWalks, CallsAndComprehensionsReachEveryPart) {
-    expect_every_probe_reached(new CallExpression(probe(), {probe(), probe()}, &ctx.global));
+    expect_every_probe_reached(node<CallExpression>(probe(), exps(probe(), probe()), &ctx.global));
     expect_every_probe_reached(
-        new TabComprehension(new Var(&ctx, "$i"), probe(), probe(), probe(), probe(), probe(), probe()));
+        node<TabComprehension>(var("$i"), probe(), probe(), probe(), probe(), probe(), probe()));
     expect_every_probe_reached(TabComprehension::make_over(&ctx, nullptr, probe(), probe(), nullptr));
 }
 
 TEST_F(TreeWalks, VariablesReachTheirHistoryExpressions) {
-    expect_every_probe_reached(new Var(&ctx, "$h", probe(), nullptr));
-    expect_every_probe_reached(new Var(&ctx, "$d", probe(), DURATION_SECONDS, nullptr));
-    expect_every_probe_reached(new DateVar(new Var(&ctx, "$d", probe(), nullptr), DURATION_BEATS));
-    expect_every_probe_reached(new VarHistories(new Var(&ctx, "$v", probe(), DURATION_BEATS, nullptr),
-                                                VarHistories::DATES, true));
-    expect_every_probe_reached(new DotExpression(&ctx, probe(), new Var(&ctx, "$x")));
+    expect_every_probe_reached(node<Var>(&ctx, "$h", probe(), nullptr));
+    expect_every_probe_reached(node<Var>(&ctx, "$d", probe(), DURATION_SECONDS, nullptr));
+    expect_every_probe_reached(
+        node<DateVar>(std::make_unique<Var>(&ctx, "$d", probe(), nullptr), DURATION_BEATS));
+    expect_every_probe_reached(node<VarHistories>(
+        std::make_unique<Var>(&ctx, "$v", probe(), DURATION_BEATS, nullptr), VarHistories::DATES, true));
+    expect_every_probe_reached(node<DotExpression>(&ctx, probe(), var("$x")));
 }
 
 TEST_F(TreeWalks, NimDefinitionsReachEveryBreakpointExpression) {
-    auto* list = new NimList;
+    auto list = std::make_unique<NimList>();
     list->x0 = probe();
     list->y0 = probe();
     for (int i = 0; i < 2; ++i) {
-        auto* point = new NimPoint;
+        auto point = std::make_unique<NimPoint>();
         point->abscissa = probe();
         point->start = probe();
         point->value = probe();
         point->extra = probe();
         point->tween = probe();
-        list->points.push_back(point);
+        list->points.push_back(std::move(point));
     }
-    expect_every_probe_reached(new NimDefinition(list));
+    expect_every_probe_reached(node<NimDefinition>(std::move(list)));
 }
 
 // The written form and the closed form are both told; only the closed form
 // is bound, where the names of the `with` are parameters.
 TEST_F(TreeWalks, WithReachesBothFormsAndBindsOnlyTheClosedOne) {
-    expect_every_probe_reached(
-        new WithExpression({{new Var(&ctx, "$w"), probe()}, {new Var(&ctx, "$z"), probe()}}, probe()),
-        2);
+    std::vector<WithExpression::Binding> bindings;
+    bindings.emplace_back(var("$w"), probe());
+    bindings.emplace_back(var("$z"), probe());
+    expect_every_probe_reached(node<WithExpression>(std::move(bindings), probe()), 2);
 
-    std::unique_ptr<Expression> with(
-        new WithExpression({{new Var(&ctx, "$bound"), new Var(&ctx, "$free")}},
-                           bin(OP_PLUS, new Var(&ctx, "$bound"), lit(1))));
+    bindings.clear();
+    bindings.emplace_back(var("$bound"), var("$free"));
+    const ExpPtr with = node<WithExpression>(std::move(bindings), bin(OP_PLUS, var("$bound"), lit(1)));
     Expression::finalize(with.get(), &ctx);
     EXPECT_EQ(ctx.global.get_vm(std::string("$bound")), nullptr) << "a bound name is not a variable";
     EXPECT_NE(ctx.global.get_vm(std::string("$free")), nullptr);
@@ -132,11 +134,10 @@ TEST_F(TreeWalks, WithReachesBothFormsAndBindsOnlyTheClosedOne) {
 
 // Renaming reaches variables however deep they sit, history reads included.
 TEST_F(TreeWalks, RenamingReachesNestedVariables) {
-    std::unique_ptr<Expression> e(
-        new TabDefinition({new Var(&ctx, "$old", new Var(&ctx, "$old"), nullptr),
-                           new CallExpression(new Var(&ctx, "$f"),
-                                              {new IfExpression(lit(true), new Var(&ctx, "$old"), lit(0))},
-                                              &ctx.global)}));
+    const ExpPtr e =
+        tab_of(node<Var>(&ctx, "$old", var("$old"), nullptr),
+               node<CallExpression>(var("$f"), exps(node<IfExpression>(lit(true), var("$old"), lit(0))),
+                                    &ctx.global));
     e->change_var_name("$old", "$new");
     EXPECT_EQ(text(*e), "TAB [[$new#]:$new, $f((true ? $new : 0))]");
     VarSet vars;

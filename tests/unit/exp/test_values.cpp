@@ -162,7 +162,7 @@ TEST(ValueConversion, GettersFollowTheKindTable) {
 
     const auto* predefined = new SumFunction("@conv_sum", 1, &ctx.global);
     EXPECT_FALSE(Value::make<FctValue>(predefined)->get_bool()) << "a predefined function is false";
-    const auto* user = new UserFunction("@conv_user", {"$a"}, new Var(&ctx, "$a"), &ctx.global);
+    const auto* user = new UserFunction("@conv_user", {"$a"}, std::make_unique<Var>(&ctx, "$a"), &ctx.global);
     EXPECT_TRUE(Value::make<FctValue>(user)->get_bool());
 
     EXPECT_EQ(string_value("raw \"text\"")->get_string(), "raw \"text\"");

@@ -11,16 +11,17 @@ namespace {
 class Variables : public ::testing::Test {
 protected:
     // A global variable `name` read through a tree, placed like the reader does.
-    std::unique_ptr<Var> var(const std::string& name) { return placed(new Var(&ctx, name)); }
+    std::unique_ptr<Var> var(const std::string& name) { return placed(std::make_unique<Var>(&ctx, name)); }
     std::unique_ptr<Var> var_back(const std::string& name, long count) {
-        return placed(new Var(&ctx, name, lit(count), nullptr));
+        return placed(std::make_unique<Var>(&ctx, name, lit(count), nullptr));
     }
     std::unique_ptr<Var> var_ago(const std::string& name, double d, duration_type unit) {
-        return placed(new Var(&ctx, name, lit(d), unit, nullptr));
+        return placed(std::make_unique<Var>(&ctx, name, lit(d), unit, nullptr));
     }
-    std::unique_ptr<Var> placed(Var* v) {
-        Expression::finalize(v, &ctx);
-        return std::unique_ptr<Var>(v);
+    template <class V>
+    std::unique_ptr<V> placed(std::unique_ptr<V> v) {
+        Expression::finalize(v.get(), &ctx);
+        return v;
     }
     // Assigns `v` to `name` at the given date.
     void assign(const std::string& name, const Value& v, double now, double rnow) {
@@ -43,7 +44,7 @@ TEST_F(Variables, DefaultHistoryKeepsElevenValues) {
     EXPECT_EQ(console.errors(), 0);
     // A constant index in the score would lengthen the history: this one is not constant.
     assign("$n", int_value(11), 12, 12);
-    auto beyond = placed(new Var(&ctx, "$x", new Var(&ctx, "$n"), nullptr));
+    auto beyond = placed(std::make_unique<Var>(&ctx, "$x", std::make_unique<Var>(&ctx, "$n"), nullptr));
     EXPECT_TRUE(beyond->eval()->is_undef());
     EXPECT_TRUE(console.contains("Can not access the history of variable $x at past date 11"));
 }
@@ -65,7 +66,7 @@ TEST_F(Variables, UninitialisedReadsWarnAndGiveUndef) {
     EXPECT_TRUE(console.contains("has never been set"));
     EXPECT_EQ(console.errors(), 0) << "a warning, not an error";
 
-    auto test = placed(new TestVariableUnitialized(Var(&ctx, "$u")));
+    auto test = placed(std::make_unique<TestVariableUnitialized>(Var(&ctx, "$u")));
     EXPECT_TRUE(test->eval()->get_bool());
     assign("$u", int_value(1), 0, 0);
     EXPECT_FALSE(test->eval()->get_bool());
@@ -251,14 +252,14 @@ TEST_F(Variables, TempoVariableParameters) {
 TEST_F(Variables, DatesOfAssignments) {
     assign("$x", int_value(1), 1.5, 3.0);
     assign("$x", int_value(2), 2.5, 4.0);
-    DateVar date(var("$x").release(), DURATION_SECONDS);
-    DateVar rdate(var_back("$x", 1).release(), DURATION_BEATS);
+    DateVar date(var("$x"), DURATION_SECONDS);
+    DateVar rdate(var_back("$x", 1), DURATION_BEATS);
     EXPECT_DOUBLE_EQ(date.eval()->get_double(), 2.5);
     EXPECT_DOUBLE_EQ(rdate.eval()->get_double(), 3.0);
     ctx.at(7.0, 9.0);
-    DateVar now(var("$NOW").release(), DURATION_SECONDS);
+    DateVar now(var("$NOW"), DURATION_SECONDS);
     EXPECT_DOUBLE_EQ(now.eval()->get_double(), 7.0);
-    DateVar too_far(var_back("$x", 5).release(), DURATION_SECONDS);
+    DateVar too_far(var_back("$x", 5), DURATION_SECONDS);
     EXPECT_TRUE(too_far.eval()->is_undef());
     EXPECT_TRUE(console.contains("Date of variable 5$x is undefined"));
     EXPECT_EQ(text(rdate), "@rdate([1#]:$x)");
@@ -267,9 +268,9 @@ TEST_F(Variables, DatesOfAssignments) {
 TEST_F(Variables, HistoriesAsTabsAndMaps) {
     assign("$x", int_value(1), 1.0, 2.0);
     assign("$x", int_value(2), 3.0, 4.0);
-    VarHistories values(var("$x").release(), VarHistories::VALUES, false);
-    VarHistories dates(var("$x").release(), VarHistories::DATES, false);
-    VarHistories by_date(var("$x").release(), VarHistories::RDATES, true);
+    VarHistories values(var("$x"), VarHistories::VALUES, false);
+    VarHistories dates(var("$x"), VarHistories::DATES, false);
+    VarHistories by_date(var("$x"), VarHistories::RDATES, true);
     EXPECT_EQ(text(*values.eval()), "TAB[1, 2]");
     EXPECT_EQ(text(*dates.eval()), "TAB[1.0, 3.0]");
     EXPECT_EQ(text(*by_date.eval()), "MAP{ (2.0, 1), (4.0, 2) }");
@@ -279,18 +280,18 @@ TEST_F(Variables, HistoriesAsTabsAndMaps) {
 TEST_F(Variables, LocalAndDynamicVariables) {
     Environment local(&ctx);
     ctx.stack.push_back(&local);
-    std::unique_ptr<Var> inner(new Var(&ctx, "$loc"));
+    auto inner = std::make_unique<Var>(&ctx, "$loc");
     inner->set_env(&local, {"$loc"}, 0);
     ASSERT_NE(inner->vm_index, Var::NO_INDEX);
     inner->set_var(int_value(3));
     EXPECT_EQ(inner->eval()->get_int(), 3);
     EXPECT_FALSE(ctx.global.is_defined_var("$loc"));
 
-    std::unique_ptr<Var> outside(new Var(&ctx, "$other"));
+    auto outside = std::make_unique<Var>(&ctx, "$other");
     outside->set_env(&local, {"$loc"}, 0);
     EXPECT_EQ(outside->vm_index, Var::NO_INDEX) << "only the local names are bound at a local level";
 
-    std::unique_ptr<Var> dynamic(new Var(&ctx, "$loc"));
+    auto dynamic = std::make_unique<Var>(&ctx, "$loc");
     dynamic->dynamic = true;
     EXPECT_EQ(dynamic->eval()->get_int(), 3);
     ctx.stack.clear();

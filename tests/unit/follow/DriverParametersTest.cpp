@@ -85,7 +85,7 @@ TEST(DriverDurations, FramesAtTheLiveTempo) {
     rig.engine.updatePosition(2);
     a.place_window(rig.engine.Position()); // the machine is told where the position stands
     EXPECT_DOUBLE_EQ(a.SecondsDuration(2), 0.5);
-    EXPECT_EQ(a.eventToIndex(rig.host.score().events[2]), 2);
+    EXPECT_EQ(a.eventToIndex(rig.host.score().events[2].get()), 2);
     EXPECT_EQ(a.eventToIndex(nullptr), -1);
 }
 

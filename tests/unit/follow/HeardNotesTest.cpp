@@ -102,13 +102,17 @@ TEST_F(HeardNotesTest, EnvelopeStepsDoNotAllocate) {
     rig.note_on(48);
     rig.note_on(60);
     rig.frames(1200); // histories and laws reach their full size
+    const auto strike_again = [&] {
+        for (int i = 0; i < 50; ++i) {
+            rig.note_off(60);
+            rig.frames(10);
+            rig.note_on(60);
+            rig.frames(10);
+        }
+    };
+    strike_again(); // the follower may move on to the chord, which holds 60
     alloc_counter::start();
-    for (int i = 0; i < 50; ++i) {
-        rig.note_off(60);
-        rig.frames(10);
-        rig.note_on(60);
-        rig.frames(10);
-    }
+    strike_again();
     EXPECT_EQ(alloc_counter::stop(), 0u);
 }
 

@@ -135,7 +135,7 @@ TEST_F(MidiObservation, TemplatesLiveWhileTheWindowAsksForThem) {
     EXPECT_EQ(rig.align.template_count(), 4u);
     rig.align.set_Position(3);
     rig.chain().decodingwin_length = 1;
-    rig.chain().updateDecodeWindow(rig.host.score().events[3]);
+    rig.chain().updateDecodeWindow(rig.host.score().events[3].get());
     rig.frames(1);
     EXPECT_EQ(rig.align.template_count(), 2u) << "only the chord and the note 62 remain";
 }

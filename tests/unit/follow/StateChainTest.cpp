@@ -43,13 +43,14 @@ TEST(StateChainBuild, EachEventKindGetsItsState) {
     ListeningRig rig("NOTE 60 1\nNOTE 62 0\nTRILL (60 62) 1\nMULTI ((60) (62)' 64) 1\nNOTE 0 1\n");
     ASSERT_TRUE(rig.loaded);
     EXPECT_EQ(kinds(rig.chain()),
-              (std::vector<std::string>{"StateMarkov", "StateAggregateSM", "StateMarkov", "StateTrill",
-                                        "StateGroup", "StateAggregateSM", "StateMarkov"}));
+              (std::vector<std::string>{"StateMarkov", "StateAggregateSM", "StateAggregateSM", "StateTrill",
+                                        "StateGroup", "StateAggregateSM", "StateMarkov"}))
+        << "a grace note is struck: it has an entry to hear its attack";
     const Score& score = rig.host.score();
     for (size_t i = 0; i < score.events.size(); ++i)
         EXPECT_EQ(rig.chain().state_of(i), rig.chain()[i]);
     EXPECT_TRUE(rig.chain().back()->pitchclass.isSilence()) << "the end state listens for silence";
-    EXPECT_EQ(rig.chain().back()->event, score.events.back());
+    EXPECT_EQ(rig.chain().back()->event, score.events.back().get());
 
     auto* multi = static_cast<StateGroup*>(rig.chain()[4]);
     ASSERT_EQ(multi->sub_states.size(), 3u);
@@ -160,14 +161,14 @@ TEST(DecodeWindow, PlacedFromTheEventsOwnStatePastDummies) {
     rig.align.inference_decode_window_length(4);
     Score& score = rig.host.score();
     for (int i : {2, 3, 4, 20, 22, 40}) {
-        rig.chain().updateDecodeWindow(score.events[static_cast<size_t>(i)]);
+        rig.chain().updateDecodeWindow(score.events[static_cast<size_t>(i)].get());
         const std::span<State* const> window = rig.chain().window();
         ASSERT_EQ(window.size(), 4u) << "event " << i;
         EXPECT_EQ(window[2], rig.chain().state_of(i))
             << "two states behind, event " << i;
     }
-    rig.chain().waitPosition(score.events[23], score.events[22]);
-    rig.chain().updateDecodeWindow(score.events[23]);
+    rig.chain().waitPosition(score.events[23].get(), score.events[22].get());
+    rig.chain().updateDecodeWindow(score.events[23].get());
     EXPECT_EQ(rig.chain().window()[2], rig.chain().state_of(23)) << "the waiting state stands behind";
     EXPECT_TRUE(rig.chain().window()[1]->isDummy());
 }
@@ -180,15 +181,24 @@ TEST(DecodeWindow, LengthOneKeepsTheStateBehind) {
     EXPECT_EQ(window_events(rig.chain()), (std::vector<int>{4, 5}));
 }
 
-TEST(DecodeWindow, StateLeavingTheWindowKeepsItsMassOnce) {
+// A state that leaves the window starts afresh, and gives back what it
+// borrowed: only the window's states hold buffers.
+TEST(DecodeWindow, StateLeavingTheWindowForgetsItsMassAndGivesBackItsBuffers) {
     ListeningRig rig(long_score(60));
     rig.align.set_Position(30);
+    const size_t lent = rig.chain().stay_buffers.lent();
+    EXPECT_GT(lent, 0u);
     State* leaving = rig.chain().state_of(23);
     leaving->ForwardLast = 0.25;
-    rig.chain().updateDecodeWindow(rig.host.score().events[40]);
-    EXPECT_EQ(leaving->ForwardLast, 0.25) << "popped once: kept";
-    rig.chain().updateDecodeWindow(rig.host.score().events[40]);
-    EXPECT_EQ(leaving->ForwardLast, 0.25) << "no longer in the old window";
+    rig.chain().updateDecodeWindow(rig.host.score().events[45].get());
+    EXPECT_EQ(leaving->ForwardLast, STATE_FLOOR);
+    EXPECT_FALSE(leaving->windowed);
+    EXPECT_EQ(rig.chain().stay_buffers.lent(), lent) << "as many states in the window, as many buffers";
+    State* staying = rig.chain().state_of(45);
+    staying->ForwardLast = 0.5;
+    rig.chain().updateDecodeWindow(rig.host.score().events[46].get());
+    EXPECT_EQ(staying->ForwardLast, 0.5) << "a state that stays keeps its mass";
+    EXPECT_EQ(rig.chain().stay_buffers.misses(), 0u);
 }
 
 TEST(ForcedPosition, SetPositionPutsAllTheMassOnTheEntry) {
@@ -207,7 +217,7 @@ TEST(ForcedPosition, WaitPositionInsertsASilentStateAndRemovesIt) {
     ListeningRig rig(long_score(10));
     Score& score = rig.host.score();
     const size_t before = rig.chain().size();
-    rig.chain().waitPosition(score.events[5], score.events[4]);
+    rig.chain().waitPosition(score.events[5].get(), score.events[4].get());
     ASSERT_EQ(rig.chain().size(), before + 1);
     State* dummy = rig.chain()[5];
     ASSERT_TRUE(dummy->isDummy());
@@ -217,7 +227,7 @@ TEST(ForcedPosition, WaitPositionInsertsASilentStateAndRemovesIt) {
     EXPECT_EQ(waiting->StateIn, 1.0);
     EXPECT_EQ(waiting->successors.back(), rig.chain().state_of(5)->firstSubState());
 
-    rig.chain().waitPosition(score.events[7], score.events[6]); // replaces the first
+    rig.chain().waitPosition(score.events[7].get(), score.events[6].get()); // replaces the first
     EXPECT_EQ(rig.chain().size(), before + 1);
     rig.chain().removeDummyState();
     EXPECT_EQ(rig.chain().size(), before);
@@ -228,7 +238,7 @@ TEST(ForcedPosition, WaitingStatePulledIntoTheChainByTheFirstNote) {
     ListeningRig rig(long_score(10));
     Score& score = rig.host.score();
     rig.engine.updatePosition(4);
-    rig.chain().waitPosition(score.events[5], score.events[4]);
+    rig.chain().waitPosition(score.events[5].get(), score.events[4].get());
     rig.note_on(60 + 4); // event 5 plays pitch 64
     rig.frames(5);
     EXPECT_EQ(rig.position(), 5);

@@ -118,7 +118,7 @@ protected:
             engine.load("bpm 60\nNOTE 60 1\nNOTE 62 1\nNOTE 64 1\nNOTE 64 1\nbpm 120\nNOTE 65 1 @fermata\n"
                         "NOTE 67 1\n"));
     }
-    Event* ev(int i) { return engine.score().events[static_cast<size_t>(i)]; }
+    Event* ev(int i) { return engine.score().events[static_cast<size_t>(i)].get(); }
     // The decoder names `to` while the engine stands on `from`, at `now`.
     void move(int from, int to, double now) {
         PositionChange c;

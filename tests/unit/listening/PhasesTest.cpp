@@ -21,9 +21,9 @@ struct Frames {
         obs.push(v);
     }
     std::vector<double> stays(int u_max, int early) const {
-        std::vector<double> out;
+        BoundedRow out{1001};
         obs.stays(N, u_max, early, out);
-        return out;
+        return {out.data(), out.data() + out.size()};
     }
 };
 

@@ -29,7 +29,7 @@ protected:
     // A note of `beats` at score index `index`, of the given type.
     Event* event(int index, double beats, int type = 0, float pitch = 6000) {
         events.push_back(std::make_unique<BasicEvent>(BasicEvent::NOTE, std::vector<float>{pitch}, 0, 0.3f,
-                                                      nullptr, nullptr, 1.0f, 0, beats));
+                                                      AttributeList{}, nullptr, 1.0f, 0, beats));
         Event* e = events.back().get();
         e->index(index);
         e->type(type);
@@ -41,6 +41,7 @@ protected:
         return static_cast<StateSemiMarkov*>(chain.back());
     }
     StateMarkov* markov(int index) {
+        StateChain::INFERENCE_VERSION = 1;
         chain.addEvent(event(index, 0, 1));
         return static_cast<StateMarkov*>(chain.back());
     }
@@ -256,7 +257,7 @@ TEST_F(Recursion, AggregateNoteSendsFromBodyAndTail) {
 
 TEST_F(Recursion, TrillHearsItsBestNote) {
     std::vector<std::vector<float>> notes{{7200}, {7400}};
-    events.push_back(std::make_unique<TrillEvent>(notes, 0, 0.3f, nullptr, nullptr, 1.0f, 0, 2.0));
+    events.push_back(std::make_unique<TrillEvent>(notes, 0, 0.3f, AttributeList{}, nullptr, 1.0f, 0, 2.0));
     Event* e = events.back().get();
     e->index(1);
     e->type(2);

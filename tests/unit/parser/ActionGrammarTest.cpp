@@ -31,7 +31,7 @@ protected:
         const std::vector<Action*> list = actions("NOTE 60 1\n$x := " + expression + "\n");
         auto* a = list.size() == 1 ? dynamic_cast<AssignmentAction*>(list[0]) : nullptr;
         EXPECT_NE(a, nullptr) << expression;
-        return a ? a->value : nullptr;
+        return a ? a->value.get() : nullptr;
     }
 
     // The arguments of the only message of the first event.
@@ -47,14 +47,14 @@ protected:
     static void flatten(Action* a, std::vector<Action*>& out) {
         if (!a) return;
         if (auto* seq = dynamic_cast<AtomicSequence*>(a)) {
-            for (Action* b : seq->actions)
-                out.push_back(b);
+            for (const ActionPtr& b : seq->actions)
+                out.push_back(b.get());
             return;
         }
         auto* g = dynamic_cast<Gfwd*>(a);
         if (g && g->hidden) {
-            for (Action* b : g->actions)
-                flatten(b, out);
+            for (const ActionPtr& b : g->actions)
+                flatten(b.get(), out);
             return;
         }
         out.push_back(a);
@@ -73,10 +73,18 @@ const BinaryExpression* binary(const Expression* e, e_binop op) {
     return b;
 }
 
+const BinaryExpression* binary(const ExpPtr& e, e_binop op) {
+    return binary(e.get(), op);
+}
+
 double number(const Expression* e) {
     const TaggedValue* v = e ? e->is_value() : nullptr;
     EXPECT_TRUE(v && v->is_numeric());
     return v && v->is_numeric() ? v->get_double() : std::nan("");
+}
+
+double number(const ExpPtr& e) {
+    return number(e.get());
 }
 
 TEST_F(ActionGrammar, OperatorLevelsAreTheLanguagesOwn) {
@@ -98,18 +106,18 @@ TEST_F(ActionGrammar, OperatorLevelsAreTheLanguagesOwn) {
     // A prefix binds tighter than every infix operator.
     auto* conj = binary(assigned("!$a && $b"), OP_AND);
     ASSERT_NE(conj, nullptr);
-    EXPECT_NE(dynamic_cast<const UnaryExpression*>(conj->left), nullptr);
+    EXPECT_NE(dynamic_cast<const UnaryExpression*>(conj->left.get()), nullptr);
 }
 
 TEST_F(ActionGrammar, PowerAssociatesToTheLeftAndTakesTheSign) {
     auto* outer = dynamic_cast<const CallExpression*>(assigned("$a ^ $b ^ $c"));
     ASSERT_NE(outer, nullptr);
     ASSERT_EQ(outer->args.size(), 2u);
-    EXPECT_NE(dynamic_cast<const CallExpression*>(outer->args[0]), nullptr) << "(a ^ b) ^ c";
+    EXPECT_NE(dynamic_cast<const CallExpression*>(outer->args[0].get()), nullptr) << "(a ^ b) ^ c";
 
     auto* squared = dynamic_cast<const CallExpression*>(assigned("- $a ^ 2"));
     ASSERT_NE(squared, nullptr);
-    EXPECT_NE(dynamic_cast<const UnaryExpression*>(squared->args.at(0)), nullptr) << "(-a) ^ 2";
+    EXPECT_NE(dynamic_cast<const UnaryExpression*>(squared->args.at(0).get()), nullptr) << "(-a) ^ 2";
 }
 
 TEST_F(ActionGrammar, OperatorsThatDoNotAssociateAreSyntaxErrors) {

@@ -19,10 +19,10 @@ protected:
     void read(const std::string& text) { ASSERT_TRUE(reader.load(text)) << text; }
     Action* top(int event) { return reader.event(event).action(); }
     // The children of the top group of an event.
-    const std::vector<Action*>& children(int event) {
+    const ActionList& children(int event) {
         auto* group = dynamic_cast<Gfwd*>(top(event));
         EXPECT_NE(group, nullptr) << "event " << event << " has no top group";
-        static const std::vector<Action*> none;
+        static const ActionList none;
         return group ? group->actions : none;
     }
     Action* labelled(const std::string& label) {
@@ -42,10 +42,10 @@ TEST_F(ActionTree, UndelayedAtomicActionsBecomeOneSequence) {
     read("NOTE 60 1\nprint one\nprint two\n$x := 1\n2 print three\nprint four\n");
     const auto& kids = children(1);
     ASSERT_EQ(kids.size(), 2u);
-    auto* first = dynamic_cast<AtomicSequence*>(kids[0]);
+    auto* first = dynamic_cast<AtomicSequence*>(kids[0].get());
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(first->actions.size(), 3u) << "messages and assignments at one date";
-    auto* second = dynamic_cast<AtomicSequence*>(kids[1]);
+    auto* second = dynamic_cast<AtomicSequence*>(kids[1].get());
     ASSERT_NE(second, nullptr);
     EXPECT_DOUBLE_EQ(beats(second->delay), 2.0) << "the sequence takes the delay of its first action";
     EXPECT_TRUE(is_zero_delay(&second->actions.front()->delay));
@@ -55,8 +55,8 @@ TEST_F(ActionTree, ActionsThatCannotJoinASequenceStayApart) {
     read("NOTE 60 1\nprint one\nprint two @local\nprint three @tight\n");
     const auto& kids = children(1);
     ASSERT_EQ(kids.size(), 3u);
-    EXPECT_NE(dynamic_cast<Message*>(kids[0]), nullptr);
-    EXPECT_NE(dynamic_cast<Message*>(kids[1]), nullptr) << "@local keeps an action alone";
+    EXPECT_NE(dynamic_cast<Message*>(kids[0].get()), nullptr);
+    EXPECT_NE(dynamic_cast<Message*>(kids[1].get()), nullptr) << "@local keeps an action alone";
     EXPECT_EQ(kids[2]->label.rfind("_tightification_of_", 0), 0u);
 }
 
@@ -96,12 +96,12 @@ TEST_F(ActionTree, ATightChildBecomesAGroupAndPassesItsDelayOn) {
     auto* g = dynamic_cast<Gfwd*>(top(1));
     ASSERT_NE(g, nullptr);
     ASSERT_EQ(g->actions.size(), 3u);
-    auto* wrapper = dynamic_cast<Gfwd*>(g->actions[1]);
+    auto* wrapper = dynamic_cast<Gfwd*>(g->actions[1].get());
     ASSERT_NE(wrapper, nullptr);
     EXPECT_EQ(wrapper->label, "_tightification_of_tb");
     EXPECT_TRUE(wrapper->tight) << "the group carries the strategy";
     EXPECT_TRUE(is_zero_delay(&wrapper->delay));
-    Action* inner = wrapper->actions.at(0);
+    Action* inner = wrapper->actions.at(0).get();
     EXPECT_FALSE(inner->tight);
     EXPECT_DOUBLE_EQ(beats(inner->delay), 1.0) << "the action keeps its own delay inside";
     EXPECT_DOUBLE_EQ(beats(g->actions[2]->delay), 3.0) << "the next sibling keeps its date";
@@ -145,34 +145,34 @@ TEST_F(ActionTree, SwitchCasesWithOneUndelayedActionHaveNoGroup) {
     auto* s = dynamic_cast<SwitchAction*>(top(1));
     ASSERT_NE(s, nullptr);
     ASSERT_EQ(s->cases.size(), 3u);
-    EXPECT_NE(dynamic_cast<Message*>(s->cases[0].second), nullptr);
-    auto* delayed = dynamic_cast<Gfwd*>(s->cases[1].second);
+    EXPECT_NE(dynamic_cast<Message*>(s->cases[0].second.get()), nullptr);
+    auto* delayed = dynamic_cast<Gfwd*>(s->cases[1].second.get());
     ASSERT_NE(delayed, nullptr);
     EXPECT_EQ(delayed->label, s->label + "_cases_1");
-    EXPECT_NE(dynamic_cast<AtomicSequence*>(s->cases[2].second), nullptr);
+    EXPECT_NE(dynamic_cast<AtomicSequence*>(s->cases[2].second.get()), nullptr);
 }
 
 TEST_F(ActionTree, BodiesOfConditionalsLoopsAndReactions) {
     read("NOTE 60 1\nif ($x) { print yes } else { print a\n 1 print b }\n"
          "whenever w ($y > 1) { print z $q }\nloop L 2 { print t }\nforall $i, $v in $m { print $i }\n");
     const auto& kids = children(1);
-    auto* cond = dynamic_cast<ConditionalAction*>(kids.at(0));
+    auto* cond = dynamic_cast<ConditionalAction*>(kids.at(0).get());
     ASSERT_NE(cond, nullptr);
-    EXPECT_NE(dynamic_cast<Message*>(cond->true_body), nullptr);
-    ASSERT_NE(dynamic_cast<Gfwd*>(cond->false_body), nullptr);
+    EXPECT_NE(dynamic_cast<Message*>(cond->true_body.get()), nullptr);
+    ASSERT_NE(dynamic_cast<Gfwd*>(cond->false_body.get()), nullptr);
     EXPECT_EQ(cond->false_body->label, cond->label + "_false_body");
 
-    auto* when = dynamic_cast<WhenAction*>(kids.at(1));
+    auto* when = dynamic_cast<WhenAction*>(kids.at(1).get());
     ASSERT_NE(when, nullptr);
     ASSERT_EQ(when->watched.size(), 1u) << "only the condition's variables wake a reaction";
     EXPECT_EQ((*when->watched.begin())->name, "$y");
 
-    auto* loop = dynamic_cast<Lfwd*>(kids.at(2));
+    auto* loop = dynamic_cast<Lfwd*>(kids.at(2).get());
     ASSERT_NE(loop, nullptr);
     EXPECT_DOUBLE_EQ(beats(loop->period), 2.0);
     EXPECT_EQ(loop->body->parent, loop);
 
-    auto* each = dynamic_cast<For*>(kids.at(3));
+    auto* each = dynamic_cast<For*>(kids.at(3).get());
     ASSERT_NE(each, nullptr);
     EXPECT_TRUE(each->two_vars);
     EXPECT_EQ(each->body->local_names, (std::list<std::string>{"$i", "$v"}));
@@ -185,7 +185,7 @@ TEST_F(ActionTree, LocalVariablesStayOutOfTheGlobalEnvironment) {
     EXPECT_TRUE(env->is_defined_var("$b")) << "a free variable is global";
     ASSERT_TRUE(env->is_defined_var("$h"));
     EXPECT_EQ(env->get_vm("$h")->size(), 21u) << "the declared history length";
-    auto* g = dynamic_cast<Gfwd*>(children(1).at(0));
+    auto* g = dynamic_cast<Gfwd*>(children(1).at(0).get());
     ASSERT_NE(g, nullptr);
     ASSERT_NE(g->env, nullptr);
     EXPECT_TRUE(g->env->is_defined_var("$a"));
@@ -199,7 +199,7 @@ TEST_F(ActionTree, TempoVariablesGetTheirTempoWhereTheyAreDeclared) {
     EXPECT_DOUBLE_EQ(vm->tempo_var->score_step, 2.0);
 
     EXPECT_FALSE((&reader.ctx.global)->is_defined_var("$u"));
-    auto* g = dynamic_cast<Gfwd*>(children(1).at(1));
+    auto* g = dynamic_cast<Gfwd*>(children(1).at(1).get());
     ASSERT_NE(g, nullptr);
     ASSERT_NE(g->env, nullptr);
     var_management* local = g->env->get_vm("$u");
@@ -223,10 +223,10 @@ TEST_F(ActionTree, CurvesSampleAtTheirGrainOrWarn) {
     ASSERT_NE(group, nullptr);
     EXPECT_EQ(group->label, "__simple_curve__level_group");
     ASSERT_EQ(group->actions.size(), 2u);
-    auto* stop = dynamic_cast<KillAction*>(group->actions[0]);
+    auto* stop = dynamic_cast<KillAction*>(group->actions[0].get());
     ASSERT_NE(stop, nullptr);
     EXPECT_EQ(stop->target_name, "__simple_curve__level") << "a new curve stops the previous one";
-    auto* ramp = dynamic_cast<Curve*>(group->actions[1]);
+    auto* ramp = dynamic_cast<Curve*>(group->actions[1].get());
     ASSERT_NE(ramp, nullptr);
     EXPECT_EQ(ramp->grain.unit, DURATION_SECONDS);
     EXPECT_DOUBLE_EQ(ramp->grain.eval(), 0.03);
@@ -238,9 +238,9 @@ TEST_F(ActionTree, ASimplifiedCurveWithoutStartGoesOnFromTheLastValue) {
     read("NOTE 60 1\ncurve level 1 2\n");
     auto* group = dynamic_cast<Gfwd*>(top(1));
     ASSERT_NE(group, nullptr);
-    auto* ramp = dynamic_cast<Curve*>(group->actions.at(1));
+    auto* ramp = dynamic_cast<Curve*>(group->actions.at(1).get());
     ASSERT_NE(ramp, nullptr);
-    const Expression* start = ramp->functions.at(0).points.at(0).values.at(0);
+    const Expression* start = ramp->functions.at(0).points.at(0).values.at(0).get();
     const Var* var = start->is_a_variable();
     ASSERT_NE(var, nullptr);
     EXPECT_EQ(var->name, "$__state_simple_curve__level");
@@ -250,7 +250,9 @@ TEST_F(ActionTree, AssignmentsByTheirTarget) {
     read("NOTE 60 1\n$x := 1\nlet $v.tempo := 60\nlet $t[1, 2] := 0\nlet $o.$f := 2\n_ := 3\n");
     auto* seq = dynamic_cast<AtomicSequence*>(top(1));
     ASSERT_NE(seq, nullptr);
-    std::vector<Action*> list(seq->actions.begin(), seq->actions.end());
+    std::vector<Action*> list;
+    for (const ActionPtr& a : seq->actions)
+        list.push_back(a.get());
     ASSERT_EQ(list.size(), 5u);
     EXPECT_TRUE(list[0]->is_simple_var_assignment());
     EXPECT_NE(dynamic_cast<VarParamAssignmentAction*>(list[1]), nullptr);
@@ -269,7 +271,7 @@ TEST_F(ActionTree, DatesAddTheDelaysFromTheEvent) {
     ASSERT_EQ(kids.size(), 3u);
     Date late(*kids[1]);
     EXPECT_DOUBLE_EQ(late.to_beat(false), 3.0);
-    auto* g = dynamic_cast<Gfwd*>(kids[2]);
+    auto* g = dynamic_cast<Gfwd*>(kids[2].get());
     ASSERT_NE(g, nullptr);
     Date inner(*g->actions.at(0));
     EXPECT_DOUBLE_EQ(inner.to_beat(false), 3.5) << "a child counts from its predecessors";

@@ -217,12 +217,12 @@ TEST_F(Position, AnotherNoteOfATrillOnlyChangesThePitch) {
     Event& trill = host.event(2);
     ASSERT_NE(trill.get_sub_events(), nullptr);
     const auto& subs = *trill.get_sub_events();
-    rt().inner_event = subs.front();
+    rt().inner_event = subs.front().get();
     engine.updatePosition(2);
     const auto reported = host.positions;
     const int launched = engine.lastAction();
 
-    rt().inner_event = subs.back();
+    rt().inner_event = subs.back().get();
     at(0.5);
     engine.updatePosition(2);
     EXPECT_DOUBLE_EQ(var(env().pitch_index), 7400.0);

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <jack/jack.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <sstream>
@@ -87,15 +88,20 @@ TEST(FollowLive, AudioThroughJackFollowsThePlayer) {
     EXPECT_TRUE(console.errors.empty()) << console.errors.front();
 
     // The player starts when connected, a moment after the program's clock:
-    // reports are compared with the onsets relative to the first one.
+    // reports are compared with the onsets shifted by their median lag, so
+    // that one late report (a busy machine) does not move all the others.
     const TraceRead trace = read_trace(trace_file.path);
     ASSERT_FALSE(trace.positions.empty());
     EXPECT_EQ(trace.positions.back(), 8) << "the follower reaches the end";
-    ASSERT_TRUE(trace.first_report.count(1));
     const std::vector<double> onsets = m.onsets(150, start);
-    const double shift = trace.first_report.at(1) - onsets[0];
-    for (int i = 2; i <= 8; ++i) {
+    std::vector<double> lags;
+    for (int i = 1; i <= 8; ++i) {
         ASSERT_TRUE(trace.first_report.count(i)) << "event " << i;
+        lags.push_back(trace.first_report.at(i) - onsets[static_cast<size_t>(i - 1)]);
+    }
+    std::nth_element(lags.begin(), lags.begin() + 4, lags.end());
+    const double shift = lags[4];
+    for (int i = 1; i <= 8; ++i) {
         EXPECT_NEAR(trace.first_report.at(i) - shift, onsets[static_cast<size_t>(i - 1)], 0.3)
             << "event " << i;
     }

@@ -13,18 +13,22 @@
 
 namespace {
 
-Expression* sum(Expression* a, Expression* b) {
-    return new BinaryExpression(OP_PLUS, a, b);
+ExpPtr sum(ExpPtr a, ExpPtr b) {
+    return std::make_unique<BinaryExpression>(OP_PLUS, std::move(a), std::move(b));
+}
+
+ExpPtr var(EvalContext* ctx, const char* name) {
+    return std::make_unique<Var>(ctx, name);
 }
 
 TEST(CadDuration, AConstantNumberFoldsIntoALiteral) {
     ConsoleCapture console;
-    CadDuration d(sum(new IntValue(2), new IntValue(3)), DURATION_BEATS);
+    CadDuration d(sum(std::make_unique<IntValue>(2), std::make_unique<IntValue>(3)), DURATION_BEATS);
     EXPECT_EQ(d.expr, nullptr);
     EXPECT_DOUBLE_EQ(d.eval(), 5.0);
     EXPECT_TRUE(d.is_constant());
 
-    CadDuration text(new StringValue(std::string("soon")), DURATION_BEATS);
+    CadDuration text(std::make_unique<StringValue>(std::string("soon")), DURATION_BEATS);
     EXPECT_TRUE(console.has_error("Duration is not a number: '\"soon\"' evaluates to '\"soon\"'"));
     EXPECT_NE(text.expr, nullptr) << "a constant that is no number stays an expression";
 }
@@ -33,16 +37,17 @@ TEST(CadDuration, AVariableIsReadWhenEvaluated) {
     ConsoleCapture console;
     TestContext ctx;
     ctx.global.define_var("$d", -1, int_value(1));
-    auto* var = new Var(&ctx, "$d");
-    var->set_env(&ctx.global, {}, GLOBAL_SCOPE_LEVEL);
-    CadDuration d(var, DURATION_SECONDS);
+    auto owned = std::make_unique<Var>(&ctx, "$d");
+    const Var* read = owned.get();
+    read->set_env(&ctx.global, {}, GLOBAL_SCOPE_LEVEL);
+    CadDuration d(std::move(owned), DURATION_SECONDS);
     EXPECT_FALSE(d.is_constant());
     EXPECT_FALSE(d.is_statically_less_than_epsilon()) << "unknown before the run is not zero";
 
-    ctx.global.set_var(var->vm_index, string_value("late"));
+    ctx.global.set_var(read->vm_index, string_value("late"));
     EXPECT_TRUE(std::isnan(d.eval()));
     EXPECT_TRUE(console.has_error("Bad duration $d"));
-    ctx.global.set_var(var->vm_index, float_value(0.00005));
+    ctx.global.set_var(read->vm_index, float_value(0.00005));
     EXPECT_TRUE(d.is_less_than_epsilon());
 }
 
@@ -55,7 +60,7 @@ TEST(CadDuration, ComparisonsNeedKnownValuesInOneUnit) {
     EXPECT_FALSE(one_beat >= one_second) << "not comparable is false both ways";
     EXPECT_TRUE(CadDuration(0.0, DURATION_BEATS).comparable(CadDuration(0.0, DURATION_SECONDS)))
         << "zero is zero in any unit";
-    EXPECT_FALSE(one_beat.comparable(CadDuration(new Var(nullptr, "$d"), DURATION_BEATS)));
+    EXPECT_FALSE(one_beat.comparable(CadDuration(var(nullptr, "$d"), DURATION_BEATS)));
 }
 
 TEST(CadDuration, SumsKeepTheirUnit) {
@@ -68,13 +73,13 @@ TEST(CadDuration, SumsKeepTheirUnit) {
     EXPECT_TRUE(console.has_error("Cannot sum two delays with different types: 1.5 and 1s"));
     EXPECT_DOUBLE_EQ(d.eval(), 1.5) << "the delay stays as it was";
 
-    d.incr_delay(CadDuration(new Var(nullptr, "$d"), DURATION_BEATS));
+    d.incr_delay(CadDuration(var(nullptr, "$d"), DURATION_BEATS));
     ASSERT_NE(d.expr, nullptr) << "a sum with a variable is an expression";
     EXPECT_EQ(d.show(), "(1.5 + $d)");
 }
 
 TEST(CadDuration, CopiesOwnTheirExpression) {
-    CadDuration a(new Var(nullptr, "$d"), DURATION_BEATS);
+    CadDuration a(var(nullptr, "$d"), DURATION_BEATS);
     CadDuration b(a);
     ASSERT_NE(b.expr, nullptr);
     EXPECT_NE(b.expr, a.expr);
