@@ -11,7 +11,9 @@
 #include "MidiFollower.hpp"
 #include "StandaloneHost.hpp"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <optional>
 
@@ -62,6 +64,19 @@ std::vector<float> rendering_of(const MidiReadResult& performance, const AudioSe
     return samples;
 }
 
+// FluidSynth plays its General MIDI piano about 27 dB below full scale;
+// its renderings are levelled to a peak of -6 dBFS, as a recording is.
+void level(std::vector<float>& samples, const AudioSetup& setup) {
+    if (setup.renderer == "synth" || samples.empty()) return;
+    float peak = 0;
+    for (float x : samples)
+        peak = std::max(peak, std::fabs(x));
+    if (peak <= 0) return;
+    const float gain = 0.5f / peak;
+    for (float& x : samples)
+        x *= gain;
+}
+
 // A rendering kept in the cache is read back rather than made again.
 void render(const fs::path& dir, const MidiReadResult& performance, const AudioSetup& setup,
             std::vector<float>& samples, CaseRun& run) {
@@ -71,11 +86,13 @@ void render(const fs::path& dir, const MidiReadResult& performance, const AudioS
     if (!cached.empty() && fs::exists(cached)) {
         if (std::optional<AudioFile> file = read_audio_file(cached.string())) {
             samples = std::move(file->samples);
+            level(samples, setup);
             run.render_seconds = watch.stop().wall;
             return;
         }
     }
     samples = rendering_of(performance, setup);
+    level(samples, setup);
     run.render_seconds = watch.stop().wall;
     if (!cached.empty()) {
         fs::create_directories(setup.cache_dir);
@@ -97,7 +114,7 @@ void ListeningSettings::apply_midi(StandaloneHost& host) const {
 
 void ListeningSettings::apply_audio(StandaloneHost& host) const {
     cadenzium_core& engine = host.engine();
-    apply_listening_profile(engine, with_overrides(design_profile(), *this));
+    apply_listening_profile(engine, with_overrides(design ? design_profile() : piano_audio_profile(), *this));
     if (gamma != 0) engine.gamma_set(gamma);
     if (klexp != 0) engine.KLexp_set(klexp);
     if (harmonics > 0) engine.nofharm_set(harmonics);

@@ -32,7 +32,7 @@ struct Options {
 
 void add_listening_options(CLI::App& app, ListeningSettings& s) {
     app.add_flag("--design", s.design,
-                 "MIDI: listen with the engine's defaults instead of the piano profile");
+                 "Listen with the engine's defaults instead of the piano profile (MIDI or audio)");
     app.add_option("--set", s.params, "A listening setting by name, e.g. --set hold=0.9 (repeatable)");
     app.add_option("--gamma", s.gamma, "Audio observation: silence exponent (negative)");
     app.add_option("--klexp", s.klexp, "Audio observation: tightness of the spectral match (below -0.1)");

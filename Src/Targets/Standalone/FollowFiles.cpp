@@ -63,7 +63,7 @@ public:
     explicit AudioFileInput(std::string path)
         : path(std::move(path)) {}
 
-    ListeningProfile profile(const FollowOptions&) const override { return design_profile(); }
+    ListeningProfile profile(const FollowOptions& options) const override { return audio_listening(options); }
 
     bool open(StandaloneHost& host) override {
         sound = SoundFile::open(path);

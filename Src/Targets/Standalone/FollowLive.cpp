@@ -65,7 +65,7 @@ public:
         : source(options.audio_port)
         , server(options.jack_server) {}
 
-    ListeningProfile profile(const FollowOptions&) const override { return design_profile(); }
+    ListeningProfile profile(const FollowOptions& options) const override { return audio_listening(options); }
 
     bool open(StandaloneHost& host) override {
         if (!jack.open("cadenzium", server)) return false;

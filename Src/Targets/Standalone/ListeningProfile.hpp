@@ -60,6 +60,8 @@ struct ListeningProfile {
 ListeningProfile design_profile();
 // What the program uses for a pianist by MIDI.
 ListeningProfile piano_midi_profile();
+// What the program uses for a pianist by audio.
+ListeningProfile piano_audio_profile();
 
 // Applies a profile; call it before reading the score, since the states
 // take some of these settings when they are built.
