@@ -134,13 +134,16 @@ bool ListeningProfile::set(const std::string& name, double value) {
 }
 
 void apply_listening_profile(cadenzium_core& engine, const ListeningProfile& p) {
-    CadAlign& align = engine.get_align();
+    engine.midi_steps_by_hop(p.hop_steps);
+    apply_listening_profile(engine.get_align(), p);
+}
+
+void apply_listening_profile(CadAlign& align, const ListeningProfile& p) {
     align.inference_occupancymodel_set(p.occupancy);
     align.midi_envelope_set(p.release_ms, p.sustain_level, p.sustain_ms);
     align.evidence = p.evidence;
     align.relocation = p.relocation;
     align.listen_through_silence = p.through_silence;
-    engine.midi_steps_by_hop(p.hop_steps);
     align.hear_pedal = p.pedal;
     align.audio_attacks = p.audio_attacks;
     align.onset_lag = p.onset_lag;

@@ -14,6 +14,7 @@
 
 #include <string>
 
+class CadAlign;
 class cadenzium_core;
 
 struct ListeningProfile {
@@ -66,3 +67,6 @@ ListeningProfile piano_audio_profile();
 // Applies a profile; call it before reading the score, since the states
 // take some of these settings when they are built.
 void apply_listening_profile(cadenzium_core& engine, const ListeningProfile& profile);
+// The same on a listening machine of one's own (all but how the host steps
+// it by MIDI).
+void apply_listening_profile(CadAlign& align, const ListeningProfile& profile);
