@@ -4,6 +4,9 @@
 #include "Listening/StateSemiMarkov.hpp"
 #include "Tree/Event.hpp"
 
+#include <bitset>
+#include <cmath>
+
 // ---- StateCompound ----
 
 StateCompound::~StateCompound() {
@@ -98,10 +101,39 @@ void StateGroup::share_duration() {
         if (s->beat_duration <= 0) s->set_beat_duration(each);
 }
 
+namespace {
+
+// The keys a state's pitches fall on.
+std::bitset<128> keys_of(const State* s) {
+    std::bitset<128> keys;
+    for (float p : s->pitchclass.pitches) {
+        const double m = std::fabs(p) > 127 ? std::fabs(p) / 100.0 : std::fabs(p);
+        const long key = std::lround(m);
+        if (p > 0 && key >= 0 && key < 128) keys.set(static_cast<size_t>(key));
+    }
+    return keys;
+}
+
+// An element whose pitches fall on keys the element before it already
+// struck (a glide moves by quarter tones; two of them fall on one key) is
+// not struck again: it is heard as held, and expects no attack.
+void hold_repeated_keys(State* s, const State* previous) {
+    const std::bitset<128> keys = keys_of(s);
+    if (keys.none() || (keys & ~keys_of(previous)).any()) return;
+    std::vector<StateRecursion*> inner;
+    s->recursion_states(inner);
+    s->pitchclass.tied = s->pitchclass.pitches;
+    for (StateRecursion* r : inner)
+        r->pitchclass.tied = r->pitchclass.pitches;
+}
+
+} // namespace
+
 // Each new sub-state follows the exit state of the previous one.
 void StateGroup::addMicrostate(Event* e, StateChain* chain) {
     State* s = chain->newStateFomEvent(e);
     if (!s) return;
+    if (!sub_states.empty()) hold_repeated_keys(s, sub_states.back());
     if (!sub_states.empty() && sub_states.back()->lastSubState())
         sub_states.back()->lastSubState()->addSuccessorUnique(s);
     sub_states.push_back(s);

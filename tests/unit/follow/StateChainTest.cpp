@@ -58,6 +58,23 @@ TEST(StateChainBuild, EachEventKindGetsItsState) {
     EXPECT_EQ(multi->sub_states[0]->lastSubState()->successors.back(), multi->sub_states[1]->firstSubState());
 }
 
+// A glide moves by quarter tones; a key is struck once: the element that
+// falls on the key the one before it struck is heard as held.
+TEST(StateChainBuild, GlideElementsOnAKeyAlreadyStruckExpectNoAttack) {
+    ListeningRig rig("BPM 60\nNOTE 57 1\nMULTI ((60) -> (62)) 2\n");
+    ASSERT_TRUE(rig.loaded);
+    auto* glide = static_cast<StateGroup*>(rig.chain().state_of(2));
+    std::vector<bool> held;
+    for (const State* s : glide->sub_states)
+        held.push_back(!s->pitchclass.tied.empty());
+    // 60, 60.5 (key 61), 61 (key 61 again), 61.5 (key 62)
+    EXPECT_EQ(held, (std::vector<bool>{false, false, true, false}));
+    std::vector<StateRecursion*> inner;
+    glide->sub_states[2]->recursion_states(inner);
+    for (const StateRecursion* r : inner)
+        EXPECT_EQ(r->pitchclass.tied, r->pitchclass.pitches) << "every state within the element hears it held";
+}
+
 TEST(StateChainBuild, OtherInferenceVersionsMakePlainSemiMarkovNotes) {
     ParameterGuard guard;
     StateChain::INFERENCE_VERSION = 1;
