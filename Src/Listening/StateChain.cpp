@@ -212,7 +212,10 @@ StateChain::iterator StateChain::findStateIterator(Event* e) {
     return end();
 }
 
+// The window's states give back what they borrowed before they go, so
+// that a chain built again finds its pool whole.
 void StateChain::deleteStates() {
+    deleteDecode();
     for (State* s : *this)
         delete s;
     clear();

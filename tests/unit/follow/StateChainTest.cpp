@@ -216,6 +216,9 @@ TEST(DecodeWindow, StateLeavingTheWindowForgetsItsMassAndGivesBackItsBuffers) {
     rig.chain().updateDecodeWindow(rig.host.score().events[46].get());
     EXPECT_EQ(staying->ForwardLast, 0.5) << "a state that stays keeps its mass";
     EXPECT_EQ(rig.chain().stay_buffers.misses(), 0u);
+
+    rig.chain().loadScore(&rig.host.score());
+    EXPECT_EQ(rig.chain().stay_buffers.lent(), 0u) << "a chain built again finds its pool whole";
 }
 
 TEST(ForcedPosition, SetPositionPutsAllTheMassOnTheEntry) {
