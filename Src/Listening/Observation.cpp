@@ -23,16 +23,6 @@ void Observation::clear() {
     last = {};
 }
 
-namespace {
-
-// The value of frame t - v of a history, divided by that frame's normaliser
-// (the current frame, v = 0, has none yet).
-inline double normalised(const History& h, const History& N, std::size_t v) {
-    return v == 0 ? h.back(0) : h.back(v) / N.back(v - 1);
-}
-
-} // namespace
-
 // out[u] = entry(t - u) * R(u), where R(u) is the product over the frames
 // after the entry: the early phase for the first early_frames - 1 of them,
 // the settled phase beyond. Going from u to u + 1 adds frame t - u (just
@@ -52,17 +42,25 @@ void Observation::stays(const History& N, int u_max, int early_frames, BoundedRo
     double R = 1.0;
     double O = entry.back(0);
     out[0] = O;
+    // How a frame just after the entry is read, and frame t - (u - 1) so
+    // read and normalised: one division per frame, by its normaliser.
+    const History& after = K > 1 ? early : settled;
+    double just_after = after.back(0);
     for (std::size_t u = 1; u < n; ++u) {
         // Frame t - (u - 1) is now one frame after the entry.
-        double next = R * normalised(K > 1 ? early : settled, N, u - 1);
+        double next = R * just_after;
         if (K > 1 && u >= K) {
+            // The frame's normaliser divides both phases: their ratio is
+            // that of the raw values.
             const std::size_t v = u - K;
-            const double was = normalised(early, N, v);
-            const double now = normalised(settled, N, v);
+            const double was = early.back(v);
+            const double now = settled.back(v);
             if (now != was) next *= now / was;
         }
         if (std::fabs(next) <= DBL_MAX) R = next;
-        const double candidate = normalised(entry, N, u) * R;
+        const double inverse = 1.0 / N.back(u - 1);
+        just_after = after.back(u) * inverse;
+        const double candidate = entry.back(u) * inverse * R;
         if (std::fabs(candidate) <= DBL_MAX) O = candidate;
         out[u] = O;
     }
