@@ -135,8 +135,12 @@ void decoding_steps(benchmark::State& state, bool piano) {
     StateChain::restore_default_parameters();
 }
 
-void BM_DecodingStepMidi(benchmark::State& state) { decoding_steps(state, false); }
-void BM_DecodingStepMidiPianoProfile(benchmark::State& state) { decoding_steps(state, true); }
+void BM_DecodingStepMidi(benchmark::State& state) {
+    decoding_steps(state, false);
+}
+void BM_DecodingStepMidiPianoProfile(benchmark::State& state) {
+    decoding_steps(state, true);
+}
 BENCHMARK(BM_DecodingStepMidi)->Iterations(200000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_DecodingStepMidiPianoProfile)->Iterations(200000)->Unit(benchmark::kMicrosecond);
 

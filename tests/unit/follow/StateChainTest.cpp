@@ -72,7 +72,8 @@ TEST(StateChainBuild, GlideElementsOnAKeyAlreadyStruckExpectNoAttack) {
     std::vector<StateRecursion*> inner;
     glide->sub_states[2]->recursion_states(inner);
     for (const StateRecursion* r : inner)
-        EXPECT_EQ(r->pitchclass.tied, r->pitchclass.pitches) << "every state within the element hears it held";
+        EXPECT_EQ(r->pitchclass.tied, r->pitchclass.pitches)
+            << "every state within the element hears it held";
 }
 
 TEST(StateChainBuild, OtherInferenceVersionsMakePlainSemiMarkovNotes) {
