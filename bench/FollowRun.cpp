@@ -2,25 +2,27 @@
 
 #include "AudioFile.hpp"
 #include "AudioFollower.hpp"
+#include "FluidRender.hpp"
 #include "FollowRender.hpp"
 #include "Listening/CadAlign.hpp"
+#include "FollowInput.hpp"
 #include "ListeningProfile.hpp"
 #include "MidiFile.hpp"
 #include "MidiFollower.hpp"
 #include "StandaloneHost.hpp"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <optional>
 
 namespace fs = std::filesystem;
 
 namespace {
 
 ListeningProfile with_overrides(ListeningProfile p, const ListeningSettings& s) {
-    if (s.occupancy >= 0) p.occupancy = s.occupancy;
-    if (s.release_ms >= 0) p.release_ms = s.release_ms;
-    if (s.sustain_level >= 0) p.sustain_level = s.sustain_level;
-    if (s.sustain_ms >= 0) p.sustain_ms = s.sustain_ms;
+    override_profile(p, s.params);
     return p;
 }
 
@@ -52,11 +54,50 @@ void feed_timed(StandaloneHost& host, const std::vector<float>& samples, double 
     }
 }
 
+std::vector<float> rendering_of(const MidiReadResult& performance, const AudioSetup& setup) {
+    if (setup.renderer == "synth")
+        return render_performance(performance, setup.rate, setup.plain_voice ? SynthVoice{} : piano_voice());
+    std::string error;
+    std::vector<float> samples = render_with_fluidsynth(
+        performance, setup.rate, setup.soundfont.empty() ? kDefaultSoundFont : setup.soundfont, 1.0, error);
+    if (!error.empty()) std::fprintf(stderr, "%s\n", error.c_str());
+    return samples;
+}
+
+// FluidSynth plays its General MIDI piano about 27 dB below full scale;
+// its renderings are levelled to a peak of -6 dBFS, as a recording is.
+void level(std::vector<float>& samples, const AudioSetup& setup) {
+    if (setup.renderer == "synth" || samples.empty()) return;
+    float peak = 0;
+    for (float x : samples)
+        peak = std::max(peak, std::fabs(x));
+    if (peak <= 0) return;
+    const float gain = 0.5f / peak;
+    for (float& x : samples)
+        x *= gain;
+}
+
+// A rendering kept in the cache is read back rather than made again.
 void render(const fs::path& dir, const MidiReadResult& performance, const AudioSetup& setup,
             std::vector<float>& samples, CaseRun& run) {
     const Stopwatch watch;
-    samples = render_performance(performance, setup.rate, setup.plain_voice ? SynthVoice{} : piano_voice());
+    const std::string name = dir.filename().string() + "." + setup.renderer + ".wav";
+    const fs::path cached = setup.cache_dir.empty() ? fs::path{} : fs::path(setup.cache_dir) / name;
+    if (!cached.empty() && fs::exists(cached)) {
+        if (std::optional<AudioFile> file = read_audio_file(cached.string())) {
+            samples = std::move(file->samples);
+            level(samples, setup);
+            run.render_seconds = watch.stop().wall;
+            return;
+        }
+    }
+    samples = rendering_of(performance, setup);
+    level(samples, setup);
     run.render_seconds = watch.stop().wall;
+    if (!cached.empty()) {
+        fs::create_directories(setup.cache_dir);
+        write_sound_file(cached.string(), samples, setup.rate);
+    }
     if (setup.write_dir.empty()) return;
     fs::create_directories(setup.write_dir);
     const fs::path wav = fs::path(setup.write_dir) / (dir.filename().string() + ".wav");
@@ -69,15 +110,11 @@ void render(const fs::path& dir, const MidiReadResult& performance, const AudioS
 void ListeningSettings::apply_midi(StandaloneHost& host) const {
     cadenzium_core& engine = host.engine();
     apply_listening_profile(engine, with_overrides(design ? design_profile() : piano_midi_profile(), *this));
-    if (window > 0) engine.get_align().inference_decode_window_length(window);
-    if (dummy_silence >= 0) engine.get_align().inference_dummysilences_set(dummy_silence);
 }
 
 void ListeningSettings::apply_audio(StandaloneHost& host) const {
     cadenzium_core& engine = host.engine();
-    apply_listening_profile(engine, with_overrides(design_profile(), *this));
-    if (window > 0) engine.get_align().inference_decode_window_length(window);
-    if (dummy_silence >= 0) engine.get_align().inference_dummysilences_set(dummy_silence);
+    apply_listening_profile(engine, with_overrides(design ? design_profile() : piano_audio_profile(), *this));
     if (gamma != 0) engine.gamma_set(gamma);
     if (klexp != 0) engine.KLexp_set(klexp);
     if (harmonics > 0) engine.nofharm_set(harmonics);
@@ -94,7 +131,7 @@ CaseRun follow_by_midi(const fs::path& dir, const ListeningSettings& settings) {
 
     const Stopwatch watch;
     host.engine().cadenzium_start("");
-    MidiFollower follower(host, std::move(performance.notes), performance.duration);
+    MidiFollower follower(host, std::move(performance.notes), performance.duration, std::move(performance.controls));
     follower.run(false);
     run.following = watch.stop();
     run.ok = true;

@@ -5,21 +5,17 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 class StandaloneHost;
 
 // Settings of the listening machine: by MIDI the program's piano profile
-// unless told otherwise, by audio the engine's defaults; negative values
-// (zero for the audio ones) leave the profile's.
+// unless told otherwise, by audio the engine's defaults, with overrides by
+// name ("hold=0.9", see ListeningProfile::set); zero audio values leave the
+// engine's.
 struct ListeningSettings {
     bool design = false;
-    double occupancy = -1;
-    int window = -1;
-    double dummy_silence = -1; // self-transition of the silent waiting states
-    // MIDI observation
-    double release_ms = -1;
-    double sustain_level = -1;
-    double sustain_ms = -1;
+    std::vector<std::string> params;
     // Audio observation
     double gamma = 0; // 0 leaves the engine's
     double klexp = 0; // 0 leaves the engine's
@@ -34,7 +30,14 @@ struct AudioSetup {
     int rate = 44100;
     int block = 512;
     std::string write_dir; // where renderings are saved, or empty
+    // Where renderings are kept between runs (read back when there), or
+    // empty.
+    std::string cache_dir;
     bool time_hops = false;
+    // "fluidsynth" (the General MIDI piano) or "synth" (the test
+    // synthesiser's piano voice).
+    std::string renderer = "fluidsynth";
+    std::string soundfont;
     bool plain_voice = false; // the synthesiser's default voice instead of its piano
 };
 

@@ -5,6 +5,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
+#include "ListeningProfile.hpp"
 #include "StandaloneHost.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"
@@ -86,8 +87,11 @@ void report(benchmark::State& state, std::vector<double>& micros) {
     state.counters["max_us"] = *std::max_element(micros.begin(), micros.end());
 }
 
-void BM_DecodingStepMidi(benchmark::State& state) {
+// With the engine's defaults, or (piano) the program's piano MIDI profile.
+void decoding_steps(benchmark::State& state, bool piano) {
     set_console_sink([](ConsoleLevel, std::string_view) {});
+    StateChain::restore_default_parameters();
+    const ListeningProfile profile = piano ? piano_midi_profile() : design_profile();
     StandaloneHost host;
     cadenzium_core& engine = host.engine();
     std::map<std::string, int> inlets{{"MIDI", 0}};
@@ -98,6 +102,7 @@ void BM_DecodingStepMidi(benchmark::State& state) {
     Score& score = *engine.score();
     t_tempo tempo;
     CadAlign align;
+    apply_listening_profile(align, profile);
     align.setScore(&score);
     tempo.TempoUpdate(std::fabs(score.events[1]->ScoreTempo()));
     align.setPointers(&inlets, &tempo);
@@ -127,8 +132,17 @@ void BM_DecodingStepMidi(benchmark::State& state) {
     state.counters["events"] = score.CountEvents();
     // How far the follower got at the end of the first performance.
     state.counters["first_pass_end"] = first_pass_end;
+    StateChain::restore_default_parameters();
+}
+
+void BM_DecodingStepMidi(benchmark::State& state) {
+    decoding_steps(state, false);
+}
+void BM_DecodingStepMidiPianoProfile(benchmark::State& state) {
+    decoding_steps(state, true);
 }
 BENCHMARK(BM_DecodingStepMidi)->Iterations(200000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DecodingStepMidiPianoProfile)->Iterations(200000)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

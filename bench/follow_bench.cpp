@@ -3,7 +3,8 @@
 // scores it as score followers are usually scored: an event is correct when
 // it is first reported within 300 ms of its true onset. By default the
 // follower listens to the MIDI performance; with --audio it listens to the
-// performance rendered on a synthetic piano.
+// performance rendered by FluidSynth on a General MIDI piano (or by the test
+// synthesiser).
 #include "FollowCases.hpp"
 #include "FollowRun.hpp"
 #include "FollowScoring.hpp"
@@ -31,17 +32,11 @@ struct Options {
 
 void add_listening_options(CLI::App& app, ListeningSettings& s) {
     app.add_flag("--design", s.design,
-                 "MIDI: listen with the engine's defaults instead of the piano profile");
-    app.add_option("--occupancy", s.occupancy, "Occupancy distribution model parameter");
-    app.add_option("--window", s.window, "Decode window length");
-    app.add_option("--release-ms", s.release_ms, "MIDI observation: release time of a note (ms)");
-    app.add_option("--sustain-level", s.sustain_level, "MIDI observation: level a held note settles at");
-    app.add_option("--sustain-ms", s.sustain_ms, "MIDI observation: time a held note takes to settle (ms)");
+                 "Listen with the engine's defaults instead of the piano profile (MIDI or audio)");
+    app.add_option("--set", s.params, "A listening setting by name, e.g. --set hold=0.9 (repeatable)");
     app.add_option("--gamma", s.gamma, "Audio observation: silence exponent (negative)");
     app.add_option("--klexp", s.klexp, "Audio observation: tightness of the spectral match (below -0.1)");
     app.add_option("--harmonics", s.harmonics, "Audio observation: harmonics per template pitch");
-    app.add_option("--dummy-silence", s.dummy_silence,
-                   "Self-transition of the silent waiting states (0 to 1)");
 }
 
 void add_options(CLI::App& app, Options& o) {
@@ -53,6 +48,11 @@ void add_options(CLI::App& app, Options& o) {
     app.add_option("--write-audio", o.setup.write_dir, "Audio mode: folder where the renderings are saved");
     app.add_option("--block", o.setup.block, "Audio mode: samples per block");
     app.add_flag("--hop-times", o.setup.time_hops, "Audio mode: time every block and print percentiles");
+    app.add_option("--renderer", o.setup.renderer,
+                   "Audio mode: 'fluidsynth' (General MIDI piano, default) or 'synth' (test synthesiser)");
+    app.add_option("--soundfont", o.setup.soundfont, "Audio mode: the sound font FluidSynth plays");
+    app.add_option("--render-cache", o.setup.cache_dir,
+                   "Audio mode: folder where renderings are kept and read back on the next run");
     app.add_flag("--plain-voice", o.setup.plain_voice,
                  "Audio mode: render with the synthesiser's plain voice instead of its piano");
     add_listening_options(app, o.settings);

@@ -9,6 +9,7 @@ packages=(
   liboscpack-dev libfftw3-dev libsndfile1-dev libjack-jackd2-dev
   librtmidi-dev libcli11-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libfluidsynth-dev fluid-soundfont-gm
   liblo-tools jackd2
   clang libclang-rt-14-dev
 )

@@ -8,14 +8,19 @@
 
 #include "Listening/AudioFrontEnd.hpp"
 #include "Listening/AudioLikelihood.hpp"
+#include "Listening/AudioOnsets.hpp"
 #include "Listening/AudioTemplates.hpp"
+#include "Listening/Evidence.hpp"
 #include "Listening/HeardNotes.hpp"
 #include "Listening/History.hpp"
 #include "Listening/Occupancy.hpp"
+#include "Listening/PedalHistory.hpp"
 #include "Listening/PitchClass.hpp"
+#include "Listening/Relocator.hpp"
 #include "Listening/StateSemiMarkov.hpp"
 
 #include <atomic>
+#include <bitset>
 #include <cstdint>
 #include <deque>
 #include <fstream>
@@ -35,17 +40,29 @@ struct UniqueObs {
     // How many semi-Markov / Markov states asked at this frame.
     int history_count = 0;
     int instant_count = 0;
-    History history{OBS_HISTORY};
+    Observation history{OBS_HISTORY};
+    // The newest settled probability.
     double instant = 0;
     std::vector<float> templ;
     // The spectral template's logarithms, for the audio match.
     KLTemplate kl;
     // Pitches above 0 in the pitch class: the denominator of a MIDI match.
     int positive_pitches = 0;
+    // The MIDI notes (nearest semitones) of the pitch class, and those it
+    // strikes (not tied): whom an attack belongs to.
+    std::bitset<128> own_notes;
+    std::bitset<128> struck_notes;
+    std::vector<int> note_list;
+    // By audio: the semitone bands of those notes' first partials.
+    std::bitset<128> own_bands;
+    std::bitset<128> struck_bands;
 
-    // The newest probability; kept in the history only when a semi-Markov
-    // state asked for it.
-    void push_back(double p);
+    // The newest probabilities; kept in the history only when a
+    // semi-Markov state asked for them.
+    void push_back(const PhaseValues& p);
+    void push_back(double p) { push_back(PhaseValues{p, p, p}); }
+    // The attacks of a frame (MIDI note numbers) counted against the notes.
+    AttackCount count(const std::vector<int>& attacks) const;
 };
 
 // Inlet kinds of the inlet-kinds map.
@@ -97,15 +114,21 @@ public:
     // The number of the "MIDI" inlet, or -1.
     int MIDI_input() const;
     int AUDIO_input() const;
-    // Listening to MIDI with every note released: decoding is off until
-    // the next note; steps in between only let what was heard fade.
-    bool waiting_for_notes() const { return MIDI_input() >= 0 && !align_on; }
+    // Listening to MIDI with every note released: until the next note,
+    // steps only let what was heard fade, or (listening through silence)
+    // let time pass in the rests.
+    bool waiting_for_notes() const { return MIDI_input() >= 0 && !any_note_sounding(); }
     // The raw input of an inlet for this frame (no allocation once the
     // inlet has been seen).
     void set_observation(int inlet, const float* values, int n);
-    // A pitch and velocity list has arrived at the MIDI inlet: update the
-    // sounding notes.
+    // A pitch and velocity list has arrived at the MIDI inlet (at the
+    // engine's time `now`; without it, the time of the last step): update
+    // the sounding notes and the frame's attacks.
     void MIDI_prepareObs();
+    void MIDI_prepareObs(double now);
+    // A controller change at the MIDI inlet: the sustain pedal (64) holds
+    // released notes on in what is heard, from a value of 64.
+    void MIDI_control(int number, int value);
     bool MIDI_statecheck(int i) const;
     bool AUDIO_statecheck(int i) const;
     float MIDI_likelihood(const PitchClass& pc, const std::vector<float>& obs);
@@ -129,7 +152,7 @@ public:
 
     // ---- templates ----
     UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
-    History& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
+    Observation& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
     const double& insert_PitchClass_Instant(const PitchClass& pc) {
         return insert_PitchClass(pc, false).instant;
     }
@@ -156,8 +179,8 @@ public:
     // ---- position ----
     // Forces the machine onto event i: all mass there, the window around it.
     void set_Position(int i);
-    // After a decision that moved: the position the engine holds now
-    // (the decided one, or the one it kept), where the window goes.
+    // After a decision that moved: the position the engine holds now (the
+    // decided one, or the one it kept). The window stays on the belief.
     void place_window(int position);
     // The position the engine holds, as last told.
     int accepted_position() const { return accepted; }
@@ -183,7 +206,21 @@ public:
     void set_piano_mode(bool on);
     // Templates are rebuilt at their next use (after a change of harmonics,
     // tuning or piano mode).
-    void invalidate_templates() { templates_stale = true; }
+    void invalidate_templates() {
+        templates_stale = true;
+        calibration_stale = true;
+    }
+
+    // ---- pedal model and calibration (audio) ----
+    // Subtracts from a spectrum of template_size bins the decaying sum of
+    // the pedal's history, scaled to pedalcoeff (no change at a
+    // coefficient of 0). `position` is unused: the correction does not
+    // depend on the score.
+    void pedal_correction(std::vector<float>& spectrum, int position);
+    // One frame of calibration: the energy of the "KL" inlet's spectrum
+    // and the likelihood of the reference pitch's template; feeds the
+    // pedal's history when the pedal is on.
+    void RawCalibration(float& energy, float& likelihood);
 
     Score* score = nullptr;
     const std::map<std::string, int>* inlets = nullptr;
@@ -210,7 +247,12 @@ public:
     double gamma = -1.0;
     double tune = 440.0;
     double variance = -1.0;
-    std::deque<std::vector<float>> pedal_history;
+    // Spectra for the pedal model (fed by calibration), and how many frames
+    // pedaltime covers at the analysis of setAnalysis.
+    PedalHistory pedal_history;
+    int pedal_frames = 1;
+    // The reference pitch of calibration: MIDI number up to 127, midicents
+    // above.
     int calibration_pitch = 6900;
     int template_size = 513;
     float samplerate = 44100.0f;
@@ -221,6 +263,14 @@ public:
     // The audio front end (window, FFT) and the spectral templates with
     // their frequency axis and stored piano spectra.
     AudioFrontEnd front_end;
+    // Attacks and level of each audio frame. With `audio_attacks` the audio
+    // observation weighs them (and tells silence by the level against the
+    // running peak); without, it is the spectral match and energy alone.
+    AudioOnsets onsets;
+    bool audio_attacks = false;
+    // Seconds the analysis window makes an audio decision late: an onset
+    // is reported that long before the frame that decided it.
+    double onset_lag = 0;
     AudioTemplates templates;
     // The frame's compared spectrum: the first template_size bins of the
     // "KL" observation, normalised.
@@ -231,14 +281,29 @@ public:
     std::vector<float> midi_active;
     // What the templates are compared with.
     HeardNotes heard{254};
+    // How attacks and the sound make the phase probabilities of a frame.
+    EvidenceSettings evidence;
+    // The score-wide search for a lost musician, and whether it may move
+    // the window.
+    Relocator relocator;
+    bool relocation = false;
+    // By MIDI, once the first note has come, frames go on while no note
+    // sounds (time passes in rests) instead of the machine standing still
+    // until the next note-on. Before the first note it waits.
+    bool listen_through_silence = false;
+    bool note_heard = false;
+    // Whether the sustain pedal keeps released notes on in what is heard.
+    bool hear_pedal = true;
     bool align_on = true;
 
 private:
-    double observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio);
+    PhaseValues observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio);
     float midi_match(const std::vector<float>& templ, int positive, const std::vector<float>& obs) const;
     int grid_index(float pitch) const;
     bool any_note_sounding() const;
     void build_template(UniqueObs& r, const PitchClass& pc);
+    void build_calibration_template();
+    static void set_notes(UniqueObs& r, const PitchClass& pc);
     void observe_audio();
     void rebuild_stale_templates();
     float spectral_match(UniqueObs& r);
@@ -246,6 +311,16 @@ private:
     double beat_period(const Event* e) const;
     const char* name() const { return host_name.c_str(); }
     void log_onset(const Decision& d) const;
+    double onset_time_of(State* s, double now) const;
+    double midi_sound(const UniqueObs& r) const;
+    PhaseValues audio_probability(const PitchClass& pc, UniqueObs& r);
+    AttackCount audio_attack_count(const UniqueObs& r) const;
+    // After a frame with attacks: moves the window where the relocator
+    // finds the musician, when the window has lost them.
+    void relocate_if_lost();
+    // The frame's attacks for the relocator (MIDI notes, or audio bands)
+    // with their weights in attack_weights.
+    const std::vector<int>& frame_attacks();
     void print_inference();
 
     std::map<PitchClass, std::unique_ptr<UniqueObs>> obs_map;
@@ -256,7 +331,19 @@ private:
     // The sub-event last reported within a trill or multi-event.
     Event* inner_event = nullptr;
     int accepted = 0;
+    // The event of the most likely state at the last step.
+    int belief = 0;
+    // The engine's time at the last step.
+    double last_time = 0;
     std::atomic<bool> templates_stale{false};
     KLFrame kl_frame;
+    std::vector<double> attack_weights;
+    std::vector<float> pedal_acc;
+    std::vector<float> calibration_spectrum;
+    std::vector<float> calibration_feed;
+    std::vector<float> calibration_template;
+    int calibration_template_pitch = -1;
+    bool calibration_stale = true;
+    std::vector<int> attack_bands;
     std::ofstream trace;
 };

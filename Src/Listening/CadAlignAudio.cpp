@@ -5,6 +5,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Base/Console.hpp"
 
+#include <algorithm>
 #include <cassert>
 
 // Sizes the front end and the template axis for a new analysis. Templates
@@ -18,6 +19,11 @@ void CadAlign::setAnalysis(float sr, float n, float h) {
     template_size = static_cast<int>(nfft * 0.125f + 1);
     front_end.setAnalysis(static_cast<int>(n));
     templates.setAnalysis(sr, static_cast<int>(n));
+    onsets.setAnalysis(sr, static_cast<int>(n), h);
+    pedal_frames = std::max(1, static_cast<int>(samplerate * (pedaltime / 1000.0f) / hop));
+    pedal_history.reset(static_cast<size_t>(pedal_frames), static_cast<size_t>(template_size));
+    pedal_acc.reserve(static_cast<size_t>(template_size));
+    calibration_stale = true;
     spectrum.reserve(static_cast<size_t>(template_size));
     if (const int kl = AUDIO_input(); kl >= 0) {
         std::vector<float>& raw = observations[kl];
@@ -38,7 +44,9 @@ void CadAlign::SigProc_frontend(const float* samples) {
 // The compared part of the spectrum, its energy and silence probability,
 // then the spectrum as a distribution for the divergences.
 void CadAlign::observe_audio() {
+    if (audio_attacks) onsets.frame(observations[AUDIO_input()]);
     fit_spectrum(observations[AUDIO_input()], template_size, spectrum);
+    if (pedal != 0) pedal_correction(spectrum, 0);
     const FrameEnergy e = spectrum_energy(spectrum, gamma);
     energy = e.energy;
     silence_prob = e.silence_prob;

@@ -59,6 +59,10 @@ bool CadAlign::any_note_sounding() const {
 // branch, which marks the released pitch as sounding again: a pitch is only
 // released for good when every note is off.
 void CadAlign::MIDI_prepareObs() {
+    MIDI_prepareObs(last_time);
+}
+
+void CadAlign::MIDI_prepareObs(double now) {
     const int inlet = MIDI_input();
     if (inlet < 0) return;
     const auto start = std::chrono::steady_clock::now();
@@ -93,7 +97,8 @@ void CadAlign::MIDI_prepareObs() {
         // would leave every overlapped (legato) note sounding for ever.
         if (bin >= 0 && velocity > 0) {
             midi_active[static_cast<size_t>(bin)] = 1.0f;
-            heard.note_on(bin);
+            heard.note_on(bin, static_cast<int>(std::lround(pitch)), now);
+            note_heard = true;
         }
         align_on = true;
         silence_prob = 1e-12f;
@@ -102,6 +107,10 @@ void CadAlign::MIDI_prepareObs() {
     if (verbosity > 2)
         post("MIDI observation prepared in %.3f ms",
              std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+}
+
+void CadAlign::MIDI_control(int number, int value) {
+    if (number == 64 && hear_pedal) heard.pedal(value >= 64);
 }
 
 void CadAlign::midi_envelope_set(double release_ms, double sustain_level, double sustain_ms) {

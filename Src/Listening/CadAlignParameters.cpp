@@ -22,7 +22,7 @@ void CadAlign::inference_decode_window_length(int n) {
     if (n < 1) return;
     const int old = decode_window_length;
     decode_window_length = n;
-    if (chain) chain->decodingwin_length = n;
+    if (chain) chain->set_window_length(n);
     inform("%s - Inference - Decode window length set to %i (was %i).", name(), n, old);
 }
 

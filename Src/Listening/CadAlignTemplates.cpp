@@ -5,6 +5,8 @@
 #include "Listening/StateChain.hpp"
 #include "Base/Console.hpp"
 
+#include <cmath>
+
 UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
     auto it = obs_map.find(pc);
     const bool existed = it != obs_map.end();
@@ -31,6 +33,7 @@ void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
     key.harmlist = harmlist;
     key.piano = PianoMode;
     r.positive_pitches = key.positive_count();
+    set_notes(r, pc);
     if (MIDI_input() >= 0) {
         MakeMIDItemplates(r.templ, key);
         return;
@@ -40,6 +43,36 @@ void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
     else
         MakeKLtemplates(r.templ, key);
     r.kl.build(r.templ);
+}
+
+namespace {
+
+int nearest_note(float pitch) {
+    double p = std::fabs(pitch);
+    if (p > 127) p /= 100.0;
+    return static_cast<int>(std::lround(p));
+}
+
+} // namespace
+
+void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
+    r.own_notes.reset();
+    r.struck_notes.reset();
+    r.note_list.clear();
+    for (float p : pc.pitches) {
+        if (p <= 0) continue;
+        const int note = nearest_note(p);
+        if (note < 0 || note >= 128) continue;
+        if (!r.own_notes[static_cast<size_t>(note)]) r.note_list.push_back(note);
+        r.own_notes.set(static_cast<size_t>(note));
+        r.struck_notes.set(static_cast<size_t>(note));
+    }
+    for (float p : pc.tied) {
+        const int note = nearest_note(p);
+        if (note >= 0 && note < 128) r.struck_notes.reset(static_cast<size_t>(note));
+    }
+    r.own_bands = AudioOnsets::partial_bands(r.own_notes);
+    r.struck_bands = AudioOnsets::partial_bands(r.struck_notes);
 }
 
 void CadAlign::clear_observation_history() {
@@ -56,7 +89,10 @@ UniqueOccupancy& CadAlign::insert_occupancy(double frame_duration, int u_max) {
     const bool existed = r != nullptr;
     if (!r) r = &occupancy_map.acquire(frame_duration);
     if (!existed || r->occupancy.size() < static_cast<size_t>(u_max)) {
-        ::DiscreteOccupancies(r->occupancy, frame_duration, u_max, StateChain::occupancyModel, false);
+        const double model = StateChain::duration_spread > 0
+                                 ? spread_model(frame_duration, StateChain::duration_spread)
+                                 : StateChain::occupancyModel;
+        ::DiscreteOccupancies(r->occupancy, frame_duration, u_max, model, false);
         survivor_from_occupancy(r->occupancy, r->survivor);
     }
     r->used = true;

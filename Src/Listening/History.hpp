@@ -1,8 +1,10 @@
 // A bounded history of doubles, newest at the back. Once full, appending
-// drops the oldest entry. The storage is allocated once, at the first
-// append, to the full bound, so that a decoding step that appends to a
-// history never allocates afterwards (a std::deque would allocate and free
-// blocks as the ring slides).
+// drops the oldest entry. The storage is either lent by its owner (attach:
+// a slot of a BufferPool, given back when the history is no longer used)
+// or its own, allocated once at the first append to the full bound, so
+// that a decoding step that appends to a history never allocates
+// afterwards (a std::deque would allocate and free blocks as the ring
+// slides).
 #pragma once
 
 #include <algorithm>
@@ -16,13 +18,37 @@ public:
         : limit(bound) {
         assert(bound > 0 && "a history needs room for one entry");
     }
+    // A copy holds its entries in storage of its own.
+    History(const History& other)
+        : limit(other.limit) {
+        for (std::size_t u = other.count; u-- > 0;)
+            push_back(other.back(u));
+    }
+    History& operator=(const History&) = delete;
+
+    // Uses `bound()` doubles at `external` (they outlive the attachment),
+    // and forgets the entries.
+    void attach(double* external) {
+        assert(external && "a history attaches to storage");
+        ring = external;
+        clear();
+    }
+    // Forgets the entries and lets go of lent storage.
+    void detach() {
+        ring = own.empty() ? nullptr : own.data();
+        clear();
+    }
+    bool attached() const { return ring && (own.empty() || ring != own.data()); }
 
     // Appends v; when the history already holds `bound` entries the oldest
     // one is dropped first.
     void push_back(double v) {
-        if (storage.empty()) storage.resize(limit);
+        if (!ring) {
+            own.resize(limit);
+            ring = own.data();
+        }
         if (count == limit) pop_front();
-        storage[wrap(head + count)] = v;
+        ring[wrap(head + count)] = v;
         ++count;
     }
 
@@ -35,7 +61,7 @@ public:
     // The entry `u` places from the back: back(0) is the newest.
     double back(std::size_t u = 0) const {
         assert(u < count && "history read past its oldest entry");
-        return storage[wrap(head + count - 1 - u)];
+        return ring[wrap(head + count - 1 - u)];
     }
 
     // The entries from back(u) towards the oldest that lie side by side in
@@ -44,7 +70,7 @@ public:
     std::size_t newest_run(std::size_t u, const double*& first) const {
         assert(u < count && "history read past its oldest entry");
         const std::size_t i = wrap(head + count - 1 - u);
-        first = storage.data() + i;
+        first = ring + i;
         return std::min(i + 1, count - u);
     }
 
@@ -59,7 +85,8 @@ private:
     // than a modulo in the inner loops of the recursion).
     std::size_t wrap(std::size_t i) const { return i >= limit ? i - limit : i; }
 
-    std::vector<double> storage;
+    std::vector<double> own;
+    double* ring = nullptr;
     std::size_t limit;
     std::size_t head = 0;
     std::size_t count = 0;

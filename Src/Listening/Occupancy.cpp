@@ -100,6 +100,12 @@ void DiscreteOccupancies(std::vector<double>& out, double mean, int u_max, doubl
         geometric(out, geometric_log_q(mean, model), log);
 }
 
+double spread_model(double mean, double spread) {
+    if (mean <= 1 || spread <= 0) return 0.98;
+    const double q = (mean - 1.0) / (spread * spread * mean * mean);
+    return 1.0 - std::clamp(q, 0.02, 0.98);
+}
+
 void survivor_from_occupancy(const std::vector<double>& occupancy, std::vector<double>& survivor) {
     survivor.resize(occupancy.size());
     if (survivor.empty()) return;

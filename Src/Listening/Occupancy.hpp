@@ -42,5 +42,12 @@ private:
 // With `log` the values are natural logarithms.
 void DiscreteOccupancies(std::vector<double>& out, double mean, int u_max, double model, bool log);
 
+// The negative binomial parameter whose law of mean `mean` (frames) has a
+// standard deviation of `spread` times the mean: a stay as uncertain in
+// proportion for a long note as for a short one (rubato stretches both
+// alike). Kept within (0.02, 0.98); short stays cannot be tighter than the
+// law allows.
+double spread_model(double mean, double spread);
+
 // survivor[u] = 1 - sum(occupancy[0..u-1]), never below 0.
 void survivor_from_occupancy(const std::vector<double>& occupancy, std::vector<double>& survivor);

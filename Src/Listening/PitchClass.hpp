@@ -12,7 +12,8 @@ public:
         : pitches(std::move(p))
         , variance(v) {}
 
-    // Lexicographic over pitches, variance, harmonic list, piano flag.
+    // Lexicographic over pitches, tied pitches, variance, harmonic list,
+    // piano flag.
     bool operator<(const PitchClass& other) const;
     bool operator==(const PitchClass& other) const = default;
 
@@ -24,6 +25,9 @@ public:
 
     // Midicents or MIDI numbers; 0 or less means silence.
     std::vector<float> pitches;
+    // The pitches held over from the previous event (written negative in
+    // the score): heard, but not struck again.
+    std::vector<float> tied;
     float variance = 0;
     std::vector<double> harmlist;
     bool piano = false;

@@ -11,11 +11,18 @@
 
 namespace {
 
-std::vector<float> absolute_pitches(const Event* e) {
-    std::vector<float> pitches = e->pitch_list();
+std::vector<float> absolute_pitches(const std::vector<float>& written) {
+    std::vector<float> pitches = written;
     for (float& p : pitches)
         p = std::fabs(p);
     return pitches;
+}
+
+std::vector<float> tied_pitches(const std::vector<float>& written) {
+    std::vector<float> tied;
+    for (float p : written)
+        if (p < 0) tied.push_back(-p);
+    return tied;
 }
 
 } // namespace
@@ -26,7 +33,9 @@ State::State(Event* e)
     : event(e) {
     if (!e) return;
     beat_duration = e->beat_duration();
-    pitchclass = PitchClass(absolute_pitches(e), e->variance());
+    const std::vector<float> written = e->pitch_list();
+    pitchclass = PitchClass(absolute_pitches(written), e->variance());
+    pitchclass.tied = tied_pitches(written);
 }
 
 void State::show(std::ostream& out) const {
@@ -56,24 +65,14 @@ float State::FrameDurationFloat(const CadAlign& align) const {
     return d > 0.1 ? static_cast<float>(d) : 0.1f;
 }
 
-void State::push_decodeWindow() {
-    if (window_count < 2) ++window_count;
-}
-
-void State::pop_decodeWindow() {
-    if (window_count > 0) {
-        --window_count;
-        return;
-    }
-    deleteInference();
-}
-
 // ---- StateRecursion ----
 
+// Mass sent out of the window is dropped: what a state holds when it enters
+// the window is only what was sent to it from within.
 void StateRecursion::propagateForward(double) {
     if (Forward <= 0) return;
     for (size_t i = 0; i < successors.size(); ++i)
-        successors[i]->StateIn += transitions[i] * Forward;
+        if (successors[i]->windowed) successors[i]->StateIn += transitions[i] * Forward;
 }
 
 void StateRecursion::deleteInference() {

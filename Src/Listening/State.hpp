@@ -27,8 +27,9 @@ constexpr double STATE_FLOOR = 1e-12;
 
 class State : public ASTNode {
 public:
-    // Takes duration and pitches (as absolute values: ties are not heard)
-    // from the event; a state without event has neither.
+    // Takes duration and pitches from the event, as absolute values, and
+    // remembers which are tied (heard but not struck again); a state
+    // without event has neither.
     explicit State(Event* e);
     State(const State&) = delete;
     State& operator=(const State&) = delete;
@@ -63,10 +64,13 @@ public:
     virtual bool remove_pitchclass(StateChain*) { return true; }
     virtual bool hasObsHistory() const { return false; }
 
-    // Decode-window membership, counted up to 2: a state that leaves the
-    // window keeps its probabilities once, until popped at 0.
-    void push_decodeWindow();
-    void pop_decodeWindow();
+    // Decode-window membership. A state that enters or leaves the window
+    // starts afresh: mass is only exchanged between states of the window.
+    virtual void set_windowed(bool on) { windowed = on; }
+    // The expected stay in beats (a compound passes it on).
+    virtual void set_beat_duration(double beats) { beat_duration = beats; }
+    // The recursion states within this one (itself for a recursion state).
+    virtual void recursion_states(std::vector<StateRecursion*>&) {}
 
     // A short name for traces: kind, event index and pitches.
     std::string toString() const;
@@ -77,7 +81,9 @@ public:
     double ForwardLast = STATE_FLOOR;
     double Forward = 0;
     Event* event = nullptr;
-    int window_count = 0;
+    bool windowed = false;
+    // Scratch of the window's update.
+    int window_mark = 0;
 };
 
 class StateRecursion : public State {
@@ -93,6 +99,7 @@ public:
     void addSuccessorUnique(State* s) override;
     virtual void addSuccessorUnique(StateRecursion* s) { add_transition(s, 1.0); }
     void addMultipleSuccessors(State* self, std::vector<State*>& list) override;
+    void recursion_states(std::vector<StateRecursion*>& out) override { out.push_back(this); }
     // Max-product propagation, for the micro-states of a compound.
     void propagateViterbi();
     // Sets the entering mass of the first frame after a forced position.

@@ -15,10 +15,20 @@ double StateChain::occupancyModel = 0.5;
 double StateChain::probaMarkov = 0.85;
 double StateChain::common_transition = 0;
 int StateChain::INFERENCE_VERSION = 2;
+double StateChain::duration_spread = 0;
+double StateChain::hold_probability = -1;
+double StateChain::hold_loop_probability = -1;
+double StateChain::skip_probability = 0;
+int StateChain::skip_reach = 1;
+double StateChain::skip_decay = 0.1;
+double StateChain::reentry = 0;
+double StateChain::back_probability = 0;
+int StateChain::back_reach = 0;
 
 StateChain::StateChain(Score* s, CadAlign* a)
     : score(s)
-    , align(a) {}
+    , align(a)
+    , stay_buffers(STAY_SLOT) {}
 
 StateChain::~StateChain() {
     deleteStates();
@@ -29,6 +39,15 @@ void StateChain::restore_default_parameters() {
     probaMarkov = 0.85;
     common_transition = 0;
     INFERENCE_VERSION = 2;
+    duration_spread = 0;
+    hold_probability = -1;
+    hold_loop_probability = -1;
+    skip_probability = 0;
+    skip_reach = 1;
+    skip_decay = 0.1;
+    reentry = 0;
+    back_probability = 0;
+    back_reach = 0;
 }
 
 // ---- building ----
@@ -47,7 +66,61 @@ void StateChain::loadScore(Score* s) {
     auto* end_state = new StateMarkov(s->events.back().get(), probaMarkov);
     end_state->pitchclass.pitches.clear();
     append_state(end_state);
+    add_detours();
     reserve_window();
+    lend_buffers();
+}
+
+void StateChain::add_detours() {
+    if (skip_probability <= 0 && (back_probability <= 0 || back_reach < 1)) return;
+    for (size_t k = 0; k + 1 < size(); ++k)
+        if (!at(k)->isDummy()) add_detours_from(k);
+}
+
+// The exits of the state at `position` are its transitions into the next
+// state's entry. Each gives a part of its weight to the entries of the
+// events after the next one (`skip_probability` over one event, a tenth of
+// that over each further one, up to `skip_reach`) and to those of the
+// events behind. Waiting states (dummies) are neither left by detours nor
+// their targets.
+void StateChain::add_detours_from(size_t position) {
+    StateRecursion* next = at(position + 1)->firstSubState();
+    std::vector<StateRecursion*> targets;
+    std::vector<double> weights;
+    size_t k = position + 1;
+    while (k < size() && at(k)->isDummy())
+        ++k;
+    double skip = skip_probability;
+    for (int over = 1; over <= skip_reach && skip > 0; ++over, skip *= skip_decay) {
+        for (++k; k < size() && at(k)->isDummy();)
+            ++k;
+        if (k >= size()) break;
+        targets.push_back(at(k)->firstSubState());
+        weights.push_back(skip);
+    }
+    int found = 0;
+    for (size_t b = position; b-- > 0 && found < back_reach;) {
+        if (at(b)->isDummy() || !at(b)->event || at(b)->event->index() == 0) continue;
+        targets.push_back(at(b)->firstSubState());
+        weights.push_back(back_probability);
+        ++found;
+    }
+    double taken = 0;
+    for (double w : weights)
+        taken += w;
+    if (targets.empty() || !next || taken >= 1) return;
+    std::vector<StateRecursion*> exits;
+    at(position)->recursion_states(exits);
+    for (StateRecursion* r : exits) {
+        for (size_t i = 0; i < r->successors.size(); ++i) {
+            if (r->successors[i] != next) continue;
+            const double w = r->transitions[i];
+            r->transitions[i] = w * (1 - taken);
+            for (size_t j = 0; j < targets.size(); ++j)
+                if (targets[j]) r->add_transition(targets[j], w * weights[j]);
+            break;
+        }
+    }
 }
 
 void StateChain::addEvent(Event* e) {
@@ -57,6 +130,13 @@ void StateChain::addEvent(Event* e) {
 void StateChain::append_state(State* s) {
     if (!empty()) back()->addSuccessorUnique(s);
     push_back(s);
+}
+
+bool StateChain::is_struck(const Event* e) {
+    if (e->isSilence() || e->index() == 0) return false;
+    for (float p : e->pitch_list())
+        if (p > 0) return true;
+    return false;
 }
 
 State* StateChain::newStateFomEvent(Event* e) {
@@ -71,7 +151,12 @@ State* StateChain::newStateFomEvent(Event* e) {
             s = new StateSemiMarkov(e, &N_t);
         break;
     case 1:
-        s = new StateMarkov(e, probaMarkov);
+        // A grace note is struck like any note: its attack must be heard
+        // at its entry, which a Markov state has no phase for.
+        if (INFERENCE_VERSION == 2 && is_struck(e))
+            s = new StateAggregateSM(e, this);
+        else
+            s = new StateMarkov(e, probaMarkov);
         break;
     case 2:
         s = new StateTrill(e, this);
@@ -127,7 +212,10 @@ StateChain::iterator StateChain::findStateIterator(Event* e) {
     return end();
 }
 
+// The window's states give back what they borrowed before they go, so
+// that a chain built again finds its pool whole.
 void StateChain::deleteStates() {
+    deleteDecode();
     for (State* s : *this)
         delete s;
     clear();
@@ -146,10 +234,60 @@ void StateChain::reserve_window() {
     jump_states.reserve(16);
 }
 
+namespace {
+
+// The semi-Markov states within `s`, each told to borrow from `pool`.
+int lend_to_states(State* s, BufferPool& pool, std::vector<StateRecursion*>& scratch) {
+    scratch.clear();
+    s->recursion_states(scratch);
+    int count = 0;
+    for (StateRecursion* r : scratch) {
+        auto* semi = dynamic_cast<StateSemiMarkov*>(r);
+        if (!semi) continue;
+        semi->lend_from(&pool);
+        ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+// The window holds at most `decodingwin_length` consecutive states and the
+// targets of jumps: the slots are the most semi-Markov states any such
+// stretch holds, those of every jump target, and a margin.
+void StateChain::lend_buffers() {
+    std::vector<StateRecursion*> scratch;
+    std::vector<int> counts;
+    counts.reserve(size());
+    for (State* s : *this)
+        counts.push_back(lend_to_states(s, stay_buffers, scratch));
+    const size_t L = static_cast<size_t>(std::max(decodingwin_length, 1));
+    int stretch = 0;
+    int fullest = 0;
+    for (size_t k = 0; k < counts.size(); ++k) {
+        stretch += counts[k];
+        if (k >= L) stretch -= counts[k - L];
+        fullest = std::max(fullest, stretch);
+    }
+    int targets = 0;
+    for (State* s : *this) {
+        if (!score || !s->event) continue;
+        for (int t : score->find_jump(s->event->index()))
+            if (State* target = state_of(t)) targets += lend_to_states(target, stay_buffers, scratch);
+    }
+    constexpr int margin = 2;
+    stay_buffers.reserve(static_cast<size_t>(fullest + targets + margin));
+}
+
+void StateChain::set_window_length(int n) {
+    decodingwin_length = n;
+    lend_buffers();
+}
+
 // ---- position ----
 
 void StateChain::initStates() {
-    decode_window.clear();
+    deleteDecode();
     if (empty()) {
         deleteInference();
         frames_in_position = 0;
@@ -172,8 +310,8 @@ void StateChain::setPosition(State* s) {
              s->toString().c_str(), s->event ? s->event->index() : -1,
              best ? best->toString().c_str() : "none", best && best->event ? best->event->index() : -1);
     deleteInference();
-    if (StateRecursion* entry = s->firstSubState()) entry->stateInSet(1.0);
     updateDecodeWindow(s->event);
+    if (StateRecursion* entry = s->firstSubState()) entry->stateInSet(1.0);
     frames_in_position = 1.0f;
 }
 
@@ -207,6 +345,8 @@ void StateChain::deleteInference() {
 }
 
 void StateChain::deleteDecode() {
+    for (State* s : decode_window)
+        s->set_windowed(false);
     decode_window.clear();
     window_open = false;
 }

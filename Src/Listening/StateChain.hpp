@@ -5,6 +5,7 @@
 // The parameters of inference are static: shared by all chains.
 #pragma once
 
+#include "Listening/BufferPool.hpp"
 #include "Listening/History.hpp"
 
 #include <deque>
@@ -13,6 +14,7 @@
 #include <vector>
 
 class CadAlign;
+class Relocator;
 class Event;
 class Score;
 class State;
@@ -30,6 +32,8 @@ public:
     void loadScore(Score* s);
     void addEvent(Event* e);
     State* newStateFomEvent(Event* e);
+    // Whether the event strikes a pitch (not a silence, not all tied).
+    static bool is_struck(const Event* e);
     void addDummySilence(Score* s, int i);
     void removeDummyState();
     State* findState(Event* e);
@@ -43,9 +47,11 @@ public:
     // Forgets all inference and puts the whole mass on entering `s`.
     void setPosition(State* s);
     void setPosition(Event* e);
-    // The window follows the position the engine accepted (null: the
-    // machine stays where it is), and the stay there starts again.
-    void place_window(Event* accepted);
+    // The window follows the most likely state's event.
+    void follow_belief(Event* e);
+    // Moves the window around event `index` and lets the mass enter the
+    // events from there as the relocator weighs them.
+    void relocate(int index, const Relocator& relocator);
     void updateDecodeWindow(Event* e);
     void Resampling(State* s, int depth);
     // Waits in a silent state in front of `from` until its first
@@ -72,12 +78,38 @@ public:
     // ---- parameters of inference ----
     static double get_occupancymodel() { return occupancyModel; }
     static void restore_default_parameters();
+    // The share of a note's leaving mass that goes on waiting in its tail,
+    // and the tail's self-loop: the occupancy parameter unless set.
+    static double hold_entry() { return hold_probability >= 0 ? hold_probability : occupancyModel; }
+    static double hold_loop() { return hold_loop_probability >= 0 ? hold_loop_probability : occupancyModel; }
 
     static int verbosity;
     static double occupancyModel;
     static double probaMarkov;
     static double common_transition;
     static int INFERENCE_VERSION;
+    // Above 0: the laws of stays are negative binomials whose standard
+    // deviation is this fraction of their mean (the occupancy parameter
+    // then only shapes the tails of notes).
+    static double duration_spread;
+    // Negative: the occupancy parameter.
+    static double hold_probability;
+    static double hold_loop_probability;
+    // Detours of the mass that leaves an event: over the next event (a
+    // note not played), and back to each of the `back_reach` events before
+    // it (a passage played again, or a decision taken too early).
+    static double skip_probability;
+    static int skip_reach;
+    static double skip_decay;
+    static double back_probability;
+    static int back_reach;
+    // The share of the mass that enters, at each frame, every state of the
+    // window alike: no position in reach is ever out of the question.
+    static double reentry;
+
+    // Sets the decode window's length and makes room for what its states
+    // borrow.
+    void set_window_length(int n);
 
     State* best = nullptr;
     std::vector<State*> decode_window;
@@ -92,6 +124,9 @@ public:
 
 private:
     void append_state(State* s);
+    // Adds the skip and backward transitions to the exits of each event.
+    void add_detours();
+    void add_detours_from(size_t position);
     bool in_window(const State* s) const;
     void add_to_window(State* s);
     void window_around(Event* e);
@@ -99,6 +134,11 @@ private:
     // `index` (the chain's size when there is none).
     int first_state_from(int index) const;
     void reserve_window();
+    // Lets the semi-Markov states borrow from the pool, and reserves as
+    // many slots as the fullest window can hold.
+    void lend_buffers();
+    void refresh_membership();
+    void reenter(std::span<State* const> states);
 
     // Whether the window iterators stand on the decode deque (false: at the
     // chain's end, the window is empty).
@@ -109,4 +149,8 @@ private:
     std::vector<State*> jump_states;
     // The state of each event of the score, by index.
     std::vector<State*> event_states;
+
+public:
+    // What the states of the window borrow (StateSemiMarkov::set_windowed).
+    BufferPool stay_buffers;
 };

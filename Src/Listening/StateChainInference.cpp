@@ -35,6 +35,15 @@ void StateChain::Infere() {
     const double common = std::max(sum, 1e-12);
     for (State* s : states)
         s->propagateForward(common);
+    if (reentry > 0) reenter(states);
+}
+
+// a_ji = a_ji (neighbours) + s_j r: every state of the window is entered by
+// an equal share of `reentry`, whatever the frame's mass did.
+void StateChain::reenter(std::span<State* const> states) {
+    const double share = reentry / static_cast<double>(states.size());
+    for (State* s : states)
+        if (StateRecursion* entry = s->firstSubState(); entry && !s->isDummy()) entry->StateIn += share;
 }
 
 // Ties go to the earlier state of the window.

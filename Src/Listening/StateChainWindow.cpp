@@ -1,6 +1,7 @@
 // The decode window: the states that may hold probability mass, one third
 // behind the position and two thirds ahead, plus the targets of jumps.
 #include "Listening/CadAlign.hpp"
+#include "Listening/Relocator.hpp"
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "Base/Console.hpp"
@@ -23,11 +24,25 @@ void StateChain::add_to_window(State* s) {
     if (!in_window(s)) decode_window.push_back(s);
 }
 
-// The window follows the position the engine accepted, not the decoder's
-// candidate: a refused backward move leaves it where it was.
-void StateChain::place_window(Event* accepted) {
-    if (accepted) updateDecodeWindow(accepted);
-    frames_in_position = 1.0f;
+// The window follows the belief, not the position the engine accepted: a
+// refused move cannot freeze the machine.
+void StateChain::follow_belief(Event* e) {
+    if (e) updateDecodeWindow(e);
+}
+
+void StateChain::relocate(int index, const Relocator& relocator) {
+    if (!score || index < 0 || index >= static_cast<int>(score->events.size())) return;
+    updateDecodeWindow(score->events[static_cast<size_t>(index)].get());
+    const int span = std::max(relocator.settings.found_span, 1);
+    double total = 0;
+    for (int j = index; j < index + span && j < relocator.size(); ++j)
+        total += relocator.weight_of(j);
+    if (total <= 0) return;
+    for (int j = index; j < index + span && j < relocator.size(); ++j) {
+        State* s = state_of(j);
+        StateRecursion* entry = s ? s->firstSubState() : nullptr;
+        if (entry && s->windowed) entry->StateIn += relocator.weight_of(j) / total;
+    }
 }
 
 void StateChain::updateDecodeWindow(Event* e) {
@@ -46,10 +61,29 @@ void StateChain::updateDecodeWindow(Event* e) {
         window_around(e);
     }
     window_open = true;
-    for (State* s : decode_window)
-        s->push_decodeWindow();
+    refresh_membership();
+}
+
+// States that enter or leave the window start afresh; those that stay keep
+// their mass.
+void StateChain::refresh_membership() {
     for (State* s : old_window)
-        s->pop_decodeWindow();
+        s->window_mark = 1;
+    for (State* s : decode_window) {
+        if (s->window_mark != 1) s->deleteInference();
+        s->window_mark = 2;
+    }
+    for (State* s : old_window) {
+        if (s->window_mark != 1) continue;
+        s->deleteInference();
+        s->set_windowed(false);
+    }
+    for (State* s : decode_window) {
+        s->window_mark = 0;
+        s->set_windowed(true);
+    }
+    for (State* s : old_window)
+        s->window_mark = 0;
 }
 
 // States stand in score order (a dummy carries the index of the event it

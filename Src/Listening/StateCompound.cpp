@@ -4,6 +4,9 @@
 #include "Listening/StateSemiMarkov.hpp"
 #include "Tree/Event.hpp"
 
+#include <bitset>
+#include <cmath>
+
 // ---- StateCompound ----
 
 StateCompound::~StateCompound() {
@@ -53,6 +56,23 @@ bool StateCompound::remove_pitchclass(StateChain* chain) {
     return all;
 }
 
+void StateCompound::set_beat_duration(double beats) {
+    beat_duration = beats;
+    for (State* s : sub_states)
+        s->set_beat_duration(beats);
+}
+
+void StateCompound::set_windowed(bool on) {
+    windowed = on;
+    for (State* s : sub_states)
+        s->set_windowed(on);
+}
+
+void StateCompound::recursion_states(std::vector<StateRecursion*>& out) {
+    for (State* s : sub_states)
+        s->recursion_states(out);
+}
+
 std::string StateCompound::toStringInference() const {
     std::string text = State::toStringInference();
     for (const State* s : sub_states)
@@ -69,12 +89,51 @@ StateGroup::StateGroup(Event* e, StateChain* chain)
         for (const auto& sub : *subs)
             addMicrostate(sub.get(), chain);
     best_sub = sub_states.empty() ? nullptr : sub_states.front();
+    share_duration();
 }
+
+// The elements of a multi-event have no duration of their own: they share
+// the event's, as a glide or a free succession takes it.
+void StateGroup::share_duration() {
+    if (sub_states.empty() || beat_duration <= 0) return;
+    const double each = beat_duration / static_cast<double>(sub_states.size());
+    for (State* s : sub_states)
+        if (s->beat_duration <= 0) s->set_beat_duration(each);
+}
+
+namespace {
+
+// The keys a state's pitches fall on.
+std::bitset<128> keys_of(const State* s) {
+    std::bitset<128> keys;
+    for (float p : s->pitchclass.pitches) {
+        const double m = std::fabs(p) > 127 ? std::fabs(p) / 100.0 : std::fabs(p);
+        const long key = std::lround(m);
+        if (p > 0 && key >= 0 && key < 128) keys.set(static_cast<size_t>(key));
+    }
+    return keys;
+}
+
+// An element whose pitches fall on keys the element before it already
+// struck (a glide moves by quarter tones; two of them fall on one key) is
+// not struck again: it is heard as held, and expects no attack.
+void hold_repeated_keys(State* s, const State* previous) {
+    const std::bitset<128> keys = keys_of(s);
+    if (keys.none() || (keys & ~keys_of(previous)).any()) return;
+    std::vector<StateRecursion*> inner;
+    s->recursion_states(inner);
+    s->pitchclass.tied = s->pitchclass.pitches;
+    for (StateRecursion* r : inner)
+        r->pitchclass.tied = r->pitchclass.pitches;
+}
+
+} // namespace
 
 // Each new sub-state follows the exit state of the previous one.
 void StateGroup::addMicrostate(Event* e, StateChain* chain) {
     State* s = chain->newStateFomEvent(e);
     if (!s) return;
+    if (!sub_states.empty()) hold_repeated_keys(s, sub_states.back());
     if (!sub_states.empty() && sub_states.back()->lastSubState())
         sub_states.back()->lastSubState()->addSuccessorUnique(s);
     sub_states.push_back(s);
@@ -110,8 +169,9 @@ StateAggregateSM::StateAggregateSM(Event* e, StateChain* chain)
     : StateGroup(e, chain) {
     semi = new StateSemiMarkov(e, &chain->N_t);
     semi->frame_offset += 1.0;
-    markov = new StateMarkov(e, StateChain::occupancyModel);
-    semi->add_transition(markov, StateChain::occupancyModel);
+    markov = new StateMarkov(e, StateChain::hold_loop());
+    hold = StateChain::hold_entry();
+    semi->add_transition(markov, hold);
     sub_states.insert(sub_states.begin(), semi);
     sub_states.push_back(markov);
     best_sub = sub_states.front();
@@ -119,7 +179,7 @@ StateAggregateSM::StateAggregateSM(Event* e, StateChain* chain)
 
 void StateAggregateSM::addSuccessorUnique(State* s) {
     StateRecursion* entry = s ? s->firstSubState() : nullptr;
-    if (entry) semi->add_transition(entry, 1.0 - markov->probaMarkov);
+    if (entry) semi->add_transition(entry, 1.0 - hold);
     markov->addSuccessorUnique(s);
 }
 

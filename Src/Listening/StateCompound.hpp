@@ -26,6 +26,9 @@ public:
     StateRecursion* lastSubState() override;
     void assign_pitchclass(CadAlign* align) override;
     bool remove_pitchclass(StateChain* chain) override;
+    void set_windowed(bool on) override;
+    void set_beat_duration(double beats) override;
+    void recursion_states(std::vector<StateRecursion*>& out) override;
     std::string toStringInference() const override;
 
     // Owned.
@@ -45,12 +48,16 @@ public:
     void addSuccessorUnique(State* s) override;
     void addMultipleSuccessors(State* self, std::vector<State*>& list) override;
     virtual void addMicrostate(Event* e, StateChain* chain);
+
+private:
+    void share_duration();
 };
 
 class StateAggregateSM : public StateGroup {
 public:
     // A semi-Markov body one frame shorter than the event, then a Markov
-    // tail that loops with the occupancy parameter.
+    // tail where the stay may go on past its law, waiting for the next
+    // event (StateChain::hold_entry, hold_loop).
     StateAggregateSM(Event* e, StateChain* chain);
 
     const char* type_string() const override { return "StateAggregateSM"; }
@@ -60,4 +67,6 @@ public:
 
     StateSemiMarkov* semi = nullptr;
     StateMarkov* markov = nullptr;
+    // The share of the body's leaving mass that goes to the tail.
+    double hold = 0;
 };

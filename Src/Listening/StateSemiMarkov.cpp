@@ -1,5 +1,6 @@
 #include "Listening/StateSemiMarkov.hpp"
 
+#include "Listening/BufferPool.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
 #include "Base/Console.hpp"
@@ -40,32 +41,14 @@ void StateSemiMarkov::Observe(CadAlign& align) {
 }
 
 // The newest normaliser is that of the previous frame: this frame's does not
-// exist yet. A product that overflows keeps its last finite value.
-void StateSemiMarkov::Observe(CadAlign&, int u) {
+// exist yet.
+void StateSemiMarkov::Observe(CadAlign& align, int u) {
     u_max = u;
-    if (obsCumNorm.capacity() < OBS_HISTORY) obsCumNorm.reserve(OBS_HISTORY);
     if (!obs || obs->empty()) {
         obsCumNorm.clear();
         return;
     }
-    const int reach = std::min<int>(u_max, static_cast<int>(std::min(obs->size(), N_t->size() + 1)));
-    const size_t limit = static_cast<size_t>(std::max(reach, 1));
-    obsCumNorm.resize(limit);
-    double* out = obsCumNorm.data();
-    double run = obs->back(0);
-    out[0] = run;
-    // Both histories are rings: walk them in runs of side-by-side entries.
-    for (size_t k = 1; k < limit;) {
-        const double* b = nullptr;
-        const double* n = nullptr;
-        const size_t m = std::min({obs->newest_run(k, b), N_t->newest_run(k - 1, n), limit - k});
-        for (size_t j = 0; j < m; ++j) {
-            const double candidate = (b[-static_cast<long>(j)] / n[-static_cast<long>(j)]) * run;
-            if (std::fabs(candidate) <= DBL_MAX) run = candidate;
-            out[k + j] = run;
-        }
-        k += m;
-    }
+    obs->stays(*N_t, u_max, align.evidence.early_length(FrameDurationFloat(align)), obsCumNorm);
 }
 
 // ForwardLast: entered u frames ago, heard what was heard, still here.
@@ -153,6 +136,23 @@ void StateSemiMarkov::deleteInference() {
     obsCumNorm.clear();
 }
 
+void StateSemiMarkov::set_windowed(bool on) {
+    StateRecursion::set_windowed(on);
+    if (!pool || on == (slot != nullptr)) return;
+    if (on) {
+        slot = pool->borrow();
+        if (!slot) return;
+        StateIns.attach(slot);
+        obsCumNorm.attach(slot + STATE_HISTORY);
+        return;
+    }
+    deleteInference();
+    StateIns.detach();
+    obsCumNorm.detach();
+    pool->give_back(slot);
+    slot = nullptr;
+}
+
 void StateSemiMarkov::assign_pitchclass(CadAlign* align) {
     obs = &align->insert_PitchClass_History(pitchclass);
 }
@@ -228,14 +228,21 @@ void StateTrill::addMicrostate(Event* e, StateChain* chain) {
 
 void StateTrill::Observe(CadAlign& align) {
     double best = -1.0;
+    PhaseValues heard{-1.0, -1.0, -1.0};
     for (StateSemiMarkov* m : trill_micro) {
         const double v = m->get_obs();
         if (v > best) {
             best = v;
             best_micro = m;
         }
+        if (!m->obs || m->obs->empty()) continue;
+        const PhaseValues& p = m->obs->newest_values();
+        heard.entry = std::max(heard.entry, p.entry);
+        heard.early = std::max(heard.early, p.early);
     }
-    own_obs.push_back(best);
+    if (heard.early < 0) heard = {best, best, best};
+    heard.settled = heard.early;
+    own_obs.push(heard);
     Observe(align, compute_u_max(align));
 }
 

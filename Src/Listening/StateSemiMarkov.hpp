@@ -3,7 +3,9 @@
 // back over the frames since the possible entry times.
 #pragma once
 
+#include "Listening/BoundedRow.hpp"
 #include "Listening/History.hpp"
+#include "Listening/Observation.hpp"
 #include "Listening/State.hpp"
 
 #include <vector>
@@ -12,6 +14,11 @@
 // more for observation histories.
 constexpr std::size_t STATE_HISTORY = 1000;
 constexpr std::size_t OBS_HISTORY = 1001;
+// What a semi-Markov state borrows while it is in the decode window: its
+// entering mass and its look-back observations.
+constexpr std::size_t STAY_SLOT = STATE_HISTORY + OBS_HISTORY;
+
+class BufferPool;
 
 class StateSemiMarkov : public StateRecursion {
 public:
@@ -21,28 +28,38 @@ public:
     const char* type_string() const override { return "StateSemiMarkov"; }
     // Bounds the look-back (compute_u_max), then Observe(u_max).
     void Observe(CadAlign& align) override;
-    // obsCumNorm[u]: the observation of the last u + 1 frames, each past
+    // obsCumNorm[u]: the observation of the last u + 1 frames for a stay
+    // entered u frames ago (entry, early and settled phases), each past
     // frame divided by that frame's normaliser.
     virtual void Observe(CadAlign& align, int u_max);
     void Infere(CadAlign& align) override;
     void deleteInference() override;
-    double get_obs() const override { return obs && !obs->empty() ? obs->back() : 0; }
+    double get_obs() const override { return obs ? obs->newest() : 0; }
     void assign_pitchclass(CadAlign* align) override;
     bool hasObsHistory() const override { return true; }
+    // Entering the window borrows a slot of the pool for StateIns and
+    // obsCumNorm; leaving it forgets the inference and gives the slot back.
+    void set_windowed(bool on) override;
+    // The pool the state borrows from (null: storage of its own).
+    void lend_from(BufferPool* p) { pool = p; }
 
     // Four times the expected stay, cut to the histories available.
     int compute_u_max(const CadAlign& align);
     void set_default_parameters();
 
     History StateIns{STATE_HISTORY};
-    // The observation history of this state's template, owned by the driver.
-    History* obs = nullptr;
+    // The observation histories of this state's template, owned by the
+    // driver.
+    Observation* obs = nullptr;
     History* N_t;
-    std::vector<double> obsCumNorm;
+    BoundedRow obsCumNorm{OBS_HISTORY};
     float u_max_factor = 4.0f;
     int u_max = 1;
 
 private:
+    BufferPool* pool = nullptr;
+    double* slot = nullptr;
+
     // The sums of ForwardLast and Forward over the first n look-back steps.
     void accumulate(size_t n, const double* survivor, const double* occupancy);
     void accumulate_checked(size_t n, const double* survivor, const double* occupancy);
@@ -73,7 +90,9 @@ public:
 };
 
 // A trill: a semi-Markov state whose observation at each frame is that of
-// its best-heard note. The notes only provide observations.
+// its best-heard note, phase by phase. Its notes are struck again and again:
+// once settled it hears as in its early frames. The notes only provide
+// observations.
 class StateTrill : public StateSemiMarkovCompound {
 public:
     StateTrill(Event* e, StateChain* chain);
@@ -92,5 +111,5 @@ public:
 
 private:
     // The history of best-note observations, created at construction.
-    History own_obs{OBS_HISTORY};
+    Observation own_obs{OBS_HISTORY};
 };

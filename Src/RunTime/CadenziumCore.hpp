@@ -62,8 +62,15 @@ public:
     void cadenzium_next_frame(const float* block);
     void cadenzium_next_frame_double(const double* block);
     // One observation of n values (pitch and velocity of a MIDI note), or a
-    // plain decoding step when n is 0.
+    // plain decoding step when n is 0. A note runs its own decoding step
+    // unless the host steps the machine once per hop.
     void cadenzium_doit(int n, const float* values);
+    // The host runs a plain decoding step every analysis hop (as the
+    // standalone program does): notes only feed the observation, and the
+    // machine's frames are evenly spaced in time.
+    void midi_steps_by_hop(bool on) { hop_clocked_midi = on; }
+    // A MIDI controller change (CC 64, the sustain pedal, is heard).
+    void cadenzium_midi_control(int number, int value);
     void cadenzium_analysisParameters(int window, int hop);
     void cadenzium_init_dsp();
     // Samples of the frames so far that were not finite numbers (read as
@@ -79,6 +86,21 @@ public:
     void KLexp_set(double e);
     // Piano spectra as templates; forces a window of 4096 samples.
     void PianoMode(int on);
+
+    // ---- pedal model and calibration (audio) ----
+    // The pedal model on (non-zero) or off; a change posts.
+    void pedal_set(int on);
+    void pedalcoeff_set(double c);
+    // Milliseconds the pedal's history covers, above 1.0; taken at the next
+    // analysis settings.
+    void pedaltime_set(double ms);
+    // Calibration on or off, with an optional MIDI reference pitch (taken
+    // when `count` is above 1). Only for audio input.
+    void calibrate_set(int count, int on, int pitch);
+    void calibrate_set_internal(int on);
+    bool is_calibrating() const { return calibrating != 0; }
+    // One frame of calibration, reported to the host.
+    void cadenzium_doit_calibration();
 
     // ---- inlets ----
     // Listen to inlet `number` as `kind` ("MIDI" pitches in midicents, "KL"
@@ -175,6 +197,9 @@ private:
     InletMap inlet_map;
     int verbosity = 0;
     std::atomic<std::uint8_t> follow_on{1};
+    bool hop_clocked_midi = false;
+    int pedal_mode = 0;
+    std::atomic<std::uint8_t> calibrating{0};
     std::atomic<int> running{0};
     bool tempo_from_first_event = true;
 

@@ -52,6 +52,7 @@ void cadenzium_core::window_full() {
     const int keep = window - static_cast<int>(hop_size);
     std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep), static_cast<size_t>(keep) * sizeof(float));
     frame_fill = keep;
+    if (calibrating && inlet_map.count("KL")) cadenzium_doit_calibration();
     if (!is_running() || !follow_on) return;
     std::lock_guard align_lock(align_mutex);
     align_busy = true;
@@ -67,11 +68,17 @@ void cadenzium_core::cadenzium_doit(int n, const float* values) {
     align_busy = true;
     if (n >= 1) {
         align->set_observation(0, values, n);
-        align->MIDI_prepareObs();
+        align->MIDI_prepareObs(GetTime());
     }
-    follow(*align, align->Align(GetTime()));
+    if (n < 1 || !hop_clocked_midi) follow(*align, align->Align(GetTime()));
     align_busy = false;
     align_cond.notify_all();
+}
+
+void cadenzium_core::cadenzium_midi_control(int number, int value) {
+    const ConsoleScope scope(&rt.console);
+    std::lock_guard lock(align_mutex);
+    align->MIDI_control(number, value);
 }
 
 // -1 asks for defaults: a window of 4096 with a hop of 512 (or the block

@@ -12,6 +12,7 @@
 //                   time is virtual, as offline)
 //   console         console: the engine's posts and errors
 //   signal          sample_rate, block_size: what frames will carry
+//   calibration     calibration: each calibrated frame's energy and fit
 #pragma once
 
 #include "Base/Console.hpp"
@@ -44,4 +45,9 @@ public:
 
     // A score was read and is ready.
     virtual void score_loaded() {}
+
+    // While calibrating, after each analysed frame: how loud the frame is
+    // and how well it fits the reference pitch ("calibration" on the
+    // patch's main outlet).
+    virtual void calibration(float /*energy*/, float /*likelihood*/) {}
 };

@@ -3,6 +3,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 struct CheckOptions {
     std::string score;
@@ -29,6 +30,8 @@ struct FollowOptions {
     double tail = 2.0;
     // Listen with the engine's defaults rather than the piano profile.
     bool design_listening = false;
+    // Listening settings by name ("hold=0.9"), over the input's profile.
+    std::vector<std::string> listening;
 
     std::string audio; // a sound file (WAV, AIFF, FLAC...), first channel
     // Live audio through JACK: the engine runs in the process callback of

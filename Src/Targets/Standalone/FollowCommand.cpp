@@ -5,6 +5,7 @@
 #include "SchedulerThread.hpp"
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -65,6 +66,20 @@ bool open_trace(const std::string& path, TraceTarget& target) {
 
 } // namespace
 
+bool override_profile(ListeningProfile& profile, const std::vector<std::string>& settings) {
+    for (const std::string& text : settings) {
+        const auto eq = text.find('=');
+        char* end = nullptr;
+        const std::string value = eq == std::string::npos ? "" : text.substr(eq + 1);
+        const double v = std::strtod(value.c_str(), &end);
+        if (value.empty() || *end != '\0' || !profile.set(text.substr(0, eq), v)) {
+            error("cadenzium: unknown listening setting '%s' (NAME=VALUE)", text.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
 std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& o) {
     const int named = !o.midi.empty() + !o.audio.empty() + o.live_audio + o.live_midi;
     if (named != 1) {
@@ -93,7 +108,9 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     StandaloneHost host(clocks.get());
     cadenzium_core& engine = host.engine();
     if (options.verbosity != 0) engine.cadenzium_verbosity(options.verbosity);
-    apply_listening_profile(engine, input->profile(options));
+    ListeningProfile profile = input->profile(options);
+    if (!override_profile(profile, options.listening)) return 1;
+    apply_listening_profile(engine, profile);
     if (!input->open(host)) return 1;
     if (!engine.ScoreParsing(options.score)) return 1;
     if (!open_trace(options.trace, trace)) return 1;

@@ -44,7 +44,8 @@ public:
     }
 
     bool run(StandaloneHost& host, FollowReport& report, const FollowOptions& options) override {
-        MidiFollower follower(host, std::move(performance.notes), performance.duration);
+        MidiFollower follower(host, std::move(performance.notes), performance.duration,
+                              std::move(performance.controls));
         follower.run(options.realtime, options.tail, progress_of(report, options, performance.duration));
         return true;
     }
@@ -62,7 +63,7 @@ public:
     explicit AudioFileInput(std::string path)
         : path(std::move(path)) {}
 
-    ListeningProfile profile(const FollowOptions&) const override { return design_profile(); }
+    ListeningProfile profile(const FollowOptions& options) const override { return audio_listening(options); }
 
     bool open(StandaloneHost& host) override {
         sound = SoundFile::open(path);

@@ -41,6 +41,16 @@ inline ListeningProfile midi_listening(const FollowOptions& options) {
     return options.design_listening ? design_profile() : piano_midi_profile();
 }
 
+// How a sound is heard: the piano audio profile, or the engine's defaults
+// when asked.
+inline ListeningProfile audio_listening(const FollowOptions& options) {
+    return options.design_listening ? design_profile() : piano_audio_profile();
+}
+
+// Applies settings "NAME=VALUE" over a profile; false (reported) for a bad
+// one.
+bool override_profile(ListeningProfile& profile, const std::vector<std::string>& settings);
+
 // The source the options name, or null (reported) when they name none or
 // more than one.
 std::unique_ptr<FollowInput> make_follow_input(const FollowOptions& options);

@@ -65,7 +65,7 @@ public:
         : source(options.audio_port)
         , server(options.jack_server) {}
 
-    ListeningProfile profile(const FollowOptions&) const override { return design_profile(); }
+    ListeningProfile profile(const FollowOptions& options) const override { return audio_listening(options); }
 
     bool open(StandaloneHost& host) override {
         if (!jack.open("cadenzium", server)) return false;
@@ -135,7 +135,9 @@ public:
     // Notes go to the engine from RtMidi's thread as they arrive; before
     // the follow starts the engine ignores them.
     bool open(StandaloneHost& host) override {
-        return midi.open(port, [&host](int pitch, int velocity) { host.deliver_note(pitch, velocity); });
+        return midi.open(
+            port, [&host](int pitch, int velocity) { host.deliver_note(pitch, velocity); }, "cadenzium",
+            [&host](int number, int value) { host.deliver_control(number, value); });
     }
 
     // The decoding step runs once a hop on the main thread, between notes.

@@ -127,16 +127,27 @@ bool decode_note(const unsigned char* bytes, std::size_t n, int& pitch, int& vel
     return true;
 }
 
+bool decode_control(const unsigned char* bytes, std::size_t n, int& number, int& value) {
+    if (n < 3 || (bytes[0] & 0xF0u) != 0xB0) return false;
+    number = bytes[1] & 0x7F;
+    value = bytes[2] & 0x7F;
+    return true;
+}
+
 struct MidiInput::Impl {
     std::unique_ptr<RtMidiIn> in;
     NoteHandler handler;
+    ControlHandler controls;
 
     static void receive(double, std::vector<unsigned char>* message, void* arg) {
         auto* self = static_cast<Impl*>(arg);
-        int pitch = 0;
-        int velocity = 0;
-        if (message && decode_note(message->data(), message->size(), pitch, velocity) && self->handler)
-            self->handler(pitch, velocity);
+        if (!message) return;
+        int a = 0;
+        int b = 0;
+        if (decode_note(message->data(), message->size(), a, b) && self->handler)
+            self->handler(a, b);
+        else if (decode_control(message->data(), message->size(), a, b) && self->controls)
+            self->controls(a, b);
     }
 };
 
@@ -172,11 +183,13 @@ MidiInput::~MidiInput() {
     close();
 }
 
-bool MidiInput::open(const std::string& port, NoteHandler handler, const std::string& client) {
+bool MidiInput::open(const std::string& port, NoteHandler handler, const std::string& client,
+                     ControlHandler controls) {
     close();
     impl->in = open_alsa(client);
     if (!impl->in) return false;
     impl->handler = std::move(handler);
+    impl->controls = std::move(controls);
     impl->in->setCallback(&Impl::receive, impl.get());
     try {
         if (port.empty()) {

@@ -48,6 +48,7 @@ class MidiInput {
 public:
     // Called with each note: a velocity of 0 is a note-off.
     using NoteHandler = std::function<void(int pitch, int velocity)>;
+    using ControlHandler = std::function<void(int number, int value)>;
 
     MidiInput();
     ~MidiInput();
@@ -57,7 +58,9 @@ public:
     // Opens the first ALSA input port whose name contains `port`, or, with an
     // empty `port`, a virtual port that other programs connect to. Reports
     // and gives false when ALSA or the port is not there.
-    bool open(const std::string& port, NoteHandler handler, const std::string& client = "cadenzium");
+    // Controller changes (the sustain pedal) go to `controls` when given.
+    bool open(const std::string& port, NoteHandler handler, const std::string& client = "cadenzium",
+              ControlHandler controls = {});
     void close();
     bool is_open() const;
 
@@ -72,3 +75,6 @@ private:
 // Reads a channel message as a note: note-on gives its velocity, note-off
 // (or note-on with velocity 0) gives velocity 0. False for anything else.
 bool decode_note(const unsigned char* bytes, std::size_t n, int& pitch, int& velocity);
+// Reads a control change: its controller number and value. False for
+// anything else.
+bool decode_control(const unsigned char* bytes, std::size_t n, int& number, int& value);

@@ -151,9 +151,15 @@ struct TickedNote {
     MidiNote note; // time is filled in once the tempo map is known
 };
 
+struct TickedControl {
+    uint64_t tick = 0;
+    MidiControl control;
+};
+
 // What the tracks hold that matters here, in file order.
 struct Timeline {
     std::vector<TickedNote> notes;
+    std::vector<TickedControl> controls;
     std::vector<TempoChange> tempos;
     uint64_t end_tick = 0;
 };
@@ -208,6 +214,14 @@ private:
         uint8_t kind = status >> 4;
         if (kind == 0xC || kind == 0xD) return; // program change, channel pressure: one data byte
         uint8_t data2 = next_data();
+        if (kind == 0xB) {
+            MidiControl control;
+            control.number = data1;
+            control.value = data2;
+            control.channel = status & 0x0F;
+            out_.controls.push_back({tick_, control});
+            return;
+        }
         if (kind != 0x8 && kind != 0x9) return;
         MidiNote note;
         note.pitch = data1;
@@ -360,6 +374,17 @@ std::vector<MidiNote> place_in_time(std::vector<TickedNote>& ticked, const Tempo
     return notes;
 }
 
+std::vector<MidiControl> place_in_time(std::vector<TickedControl>& ticked, const TempoMap& tempo_map) {
+    sort_keeping_order(ticked, [](const TickedControl& t) { return t.tick; });
+    std::vector<MidiControl> controls;
+    controls.reserve(ticked.size());
+    for (const TickedControl& t : ticked) {
+        controls.push_back(t.control);
+        controls.back().time = tempo_map.seconds(t.tick);
+    }
+    return controls;
+}
+
 MidiReadResult parse_midi(const uint8_t* data, std::size_t size) {
     if (size > kMaxMidiFileBytes)
         fail("file too large: " + std::to_string(size) + " bytes (at most " +
@@ -370,6 +395,7 @@ MidiReadResult parse_midi(const uint8_t* data, std::size_t size) {
     TempoMap tempo_map(division, std::move(timeline.tempos));
     MidiReadResult result;
     result.notes = place_in_time(timeline.notes, tempo_map);
+    result.controls = place_in_time(timeline.controls, tempo_map);
     result.duration = tempo_map.seconds(timeline.end_tick);
     result.format = header.format;
     result.tracks = header.tracks;
@@ -461,18 +487,30 @@ uint64_t to_tick(double seconds, double ticks_per_second) {
     return uint64_t(std::llround(ticks));
 }
 
-void write_notes(TrackWriter& writer, const std::vector<MidiNote>& notes, double ticks_per_second) {
-    std::vector<std::pair<uint64_t, const MidiNote*>> ticked;
-    ticked.reserve(notes.size());
+// Controls come before the notes of their tick (a pedal pressed with a
+// chord holds it).
+void write_notes(TrackWriter& writer, const std::vector<MidiNote>& notes, const std::vector<MidiControl>& controls,
+                 double ticks_per_second) {
+    struct Ticked {
+        uint64_t tick;
+        int rank;
+        uint8_t status, data1, data2;
+    };
+    std::vector<Ticked> ticked;
+    ticked.reserve(notes.size() + controls.size());
+    for (const MidiControl& c : controls)
+        ticked.push_back({to_tick(c.time, ticks_per_second), 0, uint8_t(0xB0 | std::min<uint8_t>(c.channel, 15)),
+                          std::min<uint8_t>(c.number, 127), std::min<uint8_t>(c.value, 127)});
     for (const MidiNote& note : notes)
-        ticked.emplace_back(to_tick(note.time, ticks_per_second), &note);
-    sort_keeping_order(ticked, [](const auto& t) { return t.first; });
+        ticked.push_back({to_tick(note.time, ticks_per_second), 1,
+                          uint8_t(0x90 | std::min<uint8_t>(note.channel, 15)), std::min<uint8_t>(note.pitch, 127),
+                          std::min<uint8_t>(note.velocity, 127)});
+    sort_keeping_order(ticked, [](const Ticked& t) { return std::make_pair(t.tick, t.rank); });
     uint64_t now = 0;
-    for (const auto& [tick, note] : ticked) {
-        writer.delta(tick - now);
-        now = tick;
-        uint8_t status = uint8_t(0x90 | std::min<uint8_t>(note->channel, 15));
-        writer.channel(status, std::min<uint8_t>(note->pitch, 127), std::min<uint8_t>(note->velocity, 127));
+    for (const Ticked& t : ticked) {
+        writer.delta(t.tick - now);
+        now = t.tick;
+        writer.channel(t.status, t.data1, t.data2);
     }
 }
 
@@ -513,14 +551,14 @@ MidiReadResult read_midi_file(const std::string& path) {
 }
 
 std::vector<uint8_t> write_midi_bytes(const std::vector<MidiNote>& notes, uint16_t ticks_per_quarter,
-                                      double bpm) {
+                                      double bpm, const std::vector<MidiControl>& controls) {
     assert(ticks_per_quarter >= 1 && ticks_per_quarter <= 0x7FFF && "ticks per quarter must be in 1..32767");
     ticks_per_quarter = std::clamp<uint16_t>(ticks_per_quarter, 1, 0x7FFF);
     uint32_t micros = micros_per_quarter(bpm);
     TrackWriter writer;
     writer.delta(0);
     writer.meta(kMetaSetTempo, {uint8_t(micros >> 16), uint8_t(micros >> 8), uint8_t(micros)});
-    write_notes(writer, notes, ticks_per_quarter * 1e6 / micros);
+    write_notes(writer, notes, controls, ticks_per_quarter * 1e6 / micros);
     writer.delta(0);
     writer.meta(kMetaEndOfTrack, {});
 
@@ -535,8 +573,8 @@ std::vector<uint8_t> write_midi_bytes(const std::vector<MidiNote>& notes, uint16
 }
 
 bool write_midi_file(const std::string& path, const std::vector<MidiNote>& notes, uint16_t ticks_per_quarter,
-                     double bpm, std::string* error) {
-    std::vector<uint8_t> bytes = write_midi_bytes(notes, ticks_per_quarter, bpm);
+                     double bpm, std::string* error, const std::vector<MidiControl>& controls) {
+    std::vector<uint8_t> bytes = write_midi_bytes(notes, ticks_per_quarter, bpm, controls);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     if (out) out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
     if (out) out.close();

@@ -1,6 +1,9 @@
 // Standard MIDI File reading and writing, reduced to what a score follower
 // needs: the notes of a performance, each at its absolute time in seconds.
 //
+// Controller changes (the sustain pedal, CC 64, among them) are kept apart
+// from the notes, each at its time.
+//
 // The reader accepts format 0 and format 1 files with metrical (ticks per
 // quarter note) or SMPTE division. It applies every set-tempo event, wherever
 // it stands, to all tracks; it skips other meta events and sysex. Malformed
@@ -28,10 +31,25 @@ struct MidiNote {
     bool operator==(const MidiNote&) const = default;
 };
 
+// One controller change.
+struct MidiControl {
+    double time = 0.0; // seconds from the start of the file
+    uint8_t number = 0;
+    uint8_t value = 0;
+    uint8_t channel = 0;
+
+    bool operator==(const MidiControl&) const = default;
+};
+
+// The sustain pedal's controller; down from a value of 64.
+inline constexpr uint8_t kSustainPedal = 64;
+
 struct MidiReadResult {
     // Sorted by time; events of equal time keep the file's order (track
     // order, then order within the track).
     std::vector<MidiNote> notes;
+    // Sorted as the notes are.
+    std::vector<MidiControl> controls;
     double duration = 0.0; // seconds, up to the latest end of track
     uint16_t format = 0;
     uint16_t tracks = 0;
@@ -52,11 +70,14 @@ MidiReadResult read_midi_file(const std::string& path);
 // rounded to the nearest tick; negative times become 0. Pitch and velocity
 // are limited to 127, channel to 15. Note-offs are written as note-ons of
 // velocity 0 so that running status covers them.
+// Controller changes, when given, are written among the notes at their
+// times (before notes of the same tick).
 std::vector<uint8_t> write_midi_bytes(const std::vector<MidiNote>& notes, uint16_t ticks_per_quarter = 480,
-                                      double bpm = 120.0);
+                                      double bpm = 120.0, const std::vector<MidiControl>& controls = {});
 // Returns false and sets `error` (when given) if the file cannot be written.
 bool write_midi_file(const std::string& path, const std::vector<MidiNote>& notes,
-                     uint16_t ticks_per_quarter = 480, double bpm = 120.0, std::string* error = nullptr);
+                     uint16_t ticks_per_quarter = 480, double bpm = 120.0, std::string* error = nullptr,
+                     const std::vector<MidiControl>& controls = {});
 
 // A played note with a duration, as one thinks of a performance.
 struct MidiNoteSpan {

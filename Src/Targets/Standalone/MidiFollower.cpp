@@ -7,9 +7,10 @@
 #include <cmath>
 #include <thread>
 
-MidiFollower::MidiFollower(StandaloneHost& h, std::vector<MidiNote> n, double d)
+MidiFollower::MidiFollower(StandaloneHost& h, std::vector<MidiNote> n, double d, std::vector<MidiControl> c)
     : host(h)
     , notes(std::move(n))
+    , controls(std::move(c))
     , duration(d) {}
 
 void MidiFollower::advance_clock(double t, bool realtime) {
@@ -17,11 +18,22 @@ void MidiFollower::advance_clock(double t, bool realtime) {
     host.set_time(t);
 }
 
+// In time order; a controller change before a note of the same time.
 void MidiFollower::deliver_notes_until(double t) {
-    for (; next_note < notes.size() && notes[next_note].time <= t; ++next_note) {
-        const MidiNote& note = notes[next_note];
-        host.set_time(note.time);
-        host.deliver_note(note.pitch, note.velocity);
+    for (;;) {
+        const bool note = next_note < notes.size() && notes[next_note].time <= t;
+        const bool control = next_control < controls.size() && controls[next_control].time <= t;
+        if (control && (!note || controls[next_control].time <= notes[next_note].time)) {
+            const MidiControl& c = controls[next_control++];
+            host.set_time(c.time);
+            host.deliver_control(c.number, c.value);
+        } else if (note) {
+            const MidiNote& n = notes[next_note++];
+            host.set_time(n.time);
+            host.deliver_note(n.pitch, n.velocity);
+        } else {
+            return;
+        }
     }
 }
 

@@ -1,5 +1,5 @@
-// Drives the engine through a recorded MIDI performance: the notes arrive
-// at their times and a decoding step runs once per analysis hop, on the
+// Drives the engine through a recorded MIDI performance: the notes and the
+// controller changes (the sustain pedal) arrive at their times and a decoding step runs once per analysis hop, on the
 // engine's virtual clock (as fast as possible) or paced by the wall clock.
 #pragma once
 
@@ -12,7 +12,8 @@ class StandaloneHost;
 
 class MidiFollower {
 public:
-    MidiFollower(StandaloneHost& host, std::vector<MidiNote> notes, double duration);
+    MidiFollower(StandaloneHost& host, std::vector<MidiNote> notes, double duration,
+                 std::vector<MidiControl> controls = {});
 
     // Plays the whole performance, plus `tail` seconds after its end.
     // `progress` is told the time reached, now and then.
@@ -25,7 +26,9 @@ private:
 
     StandaloneHost& host;
     std::vector<MidiNote> notes;
+    std::vector<MidiControl> controls;
     double duration;
     size_t next_note = 0;
+    size_t next_control = 0;
     double waiting_since = -1; // when the machine began to wait for notes
 };

@@ -8,6 +8,8 @@ StandaloneHost::StandaloneHost(HostClocks* clocks)
     // The standalone program listens to one input, inlet 0, by MIDI; its
     // pitches are read in midicents.
     core.set_inlet("MIDI", 0);
+    // Every way the program follows MIDI runs a decoding step per hop.
+    core.midi_steps_by_hop(true);
 }
 
 void StandaloneHost::listen_by_audio(int rate, int block_samples) {
@@ -48,6 +50,10 @@ void StandaloneHost::wait_until(double seconds) const {
 void StandaloneHost::deliver_note(int pitch, int velocity) {
     const float values[2] = {static_cast<float>(pitch), static_cast<float>(velocity)};
     core.cadenzium_doit(2, values);
+}
+
+void StandaloneHost::deliver_control(int number, int value) {
+    core.cadenzium_midi_control(number, value);
 }
 
 void StandaloneHost::decoding_step() {

@@ -55,6 +55,8 @@ public:
     // ---- input ----
     // One MIDI note (velocity 0 is a note-off) as it arrives.
     void deliver_note(int pitch, int velocity);
+    // One controller change (the sustain pedal) as it arrives.
+    void deliver_control(int number, int value);
     // The per-hop decoding step while following.
     void decoding_step();
 

@@ -51,6 +51,8 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
     cmd.add_flag("--realtime", follow.realtime, "Pace a recorded performance by the wall clock");
     cmd.add_flag("--design-listening", follow.design_listening,
                  "Listen with the engine's default observation instead of the piano profile");
+    cmd.add_option("--set", follow.listening,
+                   "A listening setting NAME=VALUE over the input's profile (repeatable; see README)");
     cmd.add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
     cmd.add_option("--tail", follow.tail,
                    "Seconds the follower and the electronics go on after the last note, up to an hour");

@@ -43,8 +43,9 @@ TEST(StateChainBuild, EachEventKindGetsItsState) {
     ListeningRig rig("NOTE 60 1\nNOTE 62 0\nTRILL (60 62) 1\nMULTI ((60) (62)' 64) 1\nNOTE 0 1\n");
     ASSERT_TRUE(rig.loaded);
     EXPECT_EQ(kinds(rig.chain()),
-              (std::vector<std::string>{"StateMarkov", "StateAggregateSM", "StateMarkov", "StateTrill",
-                                        "StateGroup", "StateAggregateSM", "StateMarkov"}));
+              (std::vector<std::string>{"StateMarkov", "StateAggregateSM", "StateAggregateSM", "StateTrill",
+                                        "StateGroup", "StateAggregateSM", "StateMarkov"}))
+        << "a grace note is struck: it has an entry to hear its attack";
     const Score& score = rig.host.score();
     for (size_t i = 0; i < score.events.size(); ++i)
         EXPECT_EQ(rig.chain().state_of(i), rig.chain()[i]);
@@ -55,6 +56,24 @@ TEST(StateChainBuild, EachEventKindGetsItsState) {
     ASSERT_EQ(multi->sub_states.size(), 3u);
     EXPECT_STREQ(multi->sub_states[1]->type_string(), "StateTrill");
     EXPECT_EQ(multi->sub_states[0]->lastSubState()->successors.back(), multi->sub_states[1]->firstSubState());
+}
+
+// A glide moves by quarter tones; a key is struck once: the element that
+// falls on the key the one before it struck is heard as held.
+TEST(StateChainBuild, GlideElementsOnAKeyAlreadyStruckExpectNoAttack) {
+    ListeningRig rig("BPM 60\nNOTE 57 1\nMULTI ((60) -> (62)) 2\n");
+    ASSERT_TRUE(rig.loaded);
+    auto* glide = static_cast<StateGroup*>(rig.chain().state_of(2));
+    std::vector<bool> held;
+    for (const State* s : glide->sub_states)
+        held.push_back(!s->pitchclass.tied.empty());
+    // 60, 60.5 (key 61), 61 (key 61 again), 61.5 (key 62)
+    EXPECT_EQ(held, (std::vector<bool>{false, false, true, false}));
+    std::vector<StateRecursion*> inner;
+    glide->sub_states[2]->recursion_states(inner);
+    for (const StateRecursion* r : inner)
+        EXPECT_EQ(r->pitchclass.tied, r->pitchclass.pitches)
+            << "every state within the element hears it held";
 }
 
 TEST(StateChainBuild, OtherInferenceVersionsMakePlainSemiMarkovNotes) {
@@ -180,15 +199,27 @@ TEST(DecodeWindow, LengthOneKeepsTheStateBehind) {
     EXPECT_EQ(window_events(rig.chain()), (std::vector<int>{4, 5}));
 }
 
-TEST(DecodeWindow, StateLeavingTheWindowKeepsItsMassOnce) {
+// A state that leaves the window starts afresh, and gives back what it
+// borrowed: only the window's states hold buffers.
+TEST(DecodeWindow, StateLeavingTheWindowForgetsItsMassAndGivesBackItsBuffers) {
     ListeningRig rig(long_score(60));
     rig.align.set_Position(30);
+    const size_t lent = rig.chain().stay_buffers.lent();
+    EXPECT_GT(lent, 0u);
     State* leaving = rig.chain().state_of(23);
     leaving->ForwardLast = 0.25;
-    rig.chain().updateDecodeWindow(rig.host.score().events[40].get());
-    EXPECT_EQ(leaving->ForwardLast, 0.25) << "popped once: kept";
-    rig.chain().updateDecodeWindow(rig.host.score().events[40].get());
-    EXPECT_EQ(leaving->ForwardLast, 0.25) << "no longer in the old window";
+    rig.chain().updateDecodeWindow(rig.host.score().events[45].get());
+    EXPECT_EQ(leaving->ForwardLast, STATE_FLOOR);
+    EXPECT_FALSE(leaving->windowed);
+    EXPECT_EQ(rig.chain().stay_buffers.lent(), lent) << "as many states in the window, as many buffers";
+    State* staying = rig.chain().state_of(45);
+    staying->ForwardLast = 0.5;
+    rig.chain().updateDecodeWindow(rig.host.score().events[46].get());
+    EXPECT_EQ(staying->ForwardLast, 0.5) << "a state that stays keeps its mass";
+    EXPECT_EQ(rig.chain().stay_buffers.misses(), 0u);
+
+    rig.chain().loadScore(&rig.host.score());
+    EXPECT_EQ(rig.chain().stay_buffers.lent(), 0u) << "a chain built again finds its pool whole";
 }
 
 TEST(ForcedPosition, SetPositionPutsAllTheMassOnTheEntry) {

@@ -1,0 +1,67 @@
+#include "Listening/Observation.hpp"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+Observation::Observation(std::size_t bound)
+    : entry(bound)
+    , early(bound)
+    , settled(bound) {}
+
+void Observation::push(const PhaseValues& v) {
+    entry.push_back(v.entry);
+    early.push_back(v.early);
+    settled.push_back(v.settled);
+    last = v;
+}
+
+void Observation::clear() {
+    entry.clear();
+    early.clear();
+    settled.clear();
+    last = {};
+}
+
+// out[u] = entry(t - u) * R(u), where R(u) is the product over the frames
+// after the entry: the early phase for the first early_frames - 1 of them,
+// the settled phase beyond. Going from u to u + 1 adds frame t - u (just
+// after the entry, so early) and moves frame t - u - 1 + early_frames from
+// early to settled; when the phases agree the ratio is exactly 1, and the
+// products are those of a single history.
+void Observation::stays(const History& N, int u_max, int early_frames, BoundedRow& out) const {
+    if (entry.empty()) {
+        out.clear();
+        return;
+    }
+    const std::size_t reach = std::min(entry.size(), N.size() + 1);
+    const std::size_t n =
+        std::min(out.bound(), std::max<std::size_t>(1, std::min<std::size_t>(std::max(u_max, 1), reach)));
+    const std::size_t K = static_cast<std::size_t>(std::max(early_frames, 1));
+    out.resize(n);
+    double R = 1.0;
+    double O = entry.back(0);
+    out[0] = O;
+    // How a frame just after the entry is read, and frame t - (u - 1) so
+    // read and normalised: one division per frame, by its normaliser.
+    const History& after = K > 1 ? early : settled;
+    double just_after = after.back(0);
+    for (std::size_t u = 1; u < n; ++u) {
+        // Frame t - (u - 1) is now one frame after the entry.
+        double next = R * just_after;
+        if (K > 1 && u >= K) {
+            // The frame's normaliser divides both phases: their ratio is
+            // that of the raw values.
+            const std::size_t v = u - K;
+            const double was = early.back(v);
+            const double now = settled.back(v);
+            if (now != was) next *= now / was;
+        }
+        if (std::fabs(next) <= DBL_MAX) R = next;
+        const double inverse = 1.0 / N.back(u - 1);
+        just_after = after.back(u) * inverse;
+        const double candidate = entry.back(u) * inverse * R;
+        if (std::fabs(candidate) <= DBL_MAX) O = candidate;
+        out[u] = O;
+    }
+}
