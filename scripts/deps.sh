@@ -11,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   liblo-tools jackd2
   clang libclang-rt-14-dev
+  gnuplot-nox
 )
 
 missing=()
