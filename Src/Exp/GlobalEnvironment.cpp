@@ -49,6 +49,7 @@ void GlobalEnvironment::clear() {
             ++it;
             continue;
         }
+        it->second->location = nullptr; // the place was in the score that goes
         retired.emplace_back(it->second);
         it = functions.erase(it);
     }

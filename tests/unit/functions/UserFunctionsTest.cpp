@@ -55,6 +55,13 @@ TEST(UserFunctions, AFunctionUsedBeforeItsDefinitionIsFoundAtItsCall) {
     rig.check({"@nowhere(2)", "<<undef>>", "Unknown function: @nowhere"});
 }
 
+// User functions belong to their score: the next score does not see them.
+TEST(UserFunctions, ANewScoreForgetsTheFunctionsOfTheLastOne) {
+    FunctionRig rig;
+    rig.check({"@up(1, 2)", "3"}, kDefinitions);
+    rig.check({"@up(1, 2)", "<<undef>>", "Unknown function: @up"});
+}
+
 TEST(UserFunctions, TracingPrintsCallsAndResultsIndentedByDepth) {
     FunctionRig rig;
     ASSERT_TRUE(rig.run(std::string(kDefinitions) +
