@@ -1,10 +1,14 @@
 // The runtime in real time: how late the messages of timers reach the host
 // against their logical dates, on the standalone scheduler thread, with
-// 1,000 timers pending; and the cost of an instant that sends messages.
+// 1,000 timers pending, and with 100 curves and 100 loops running; the cost
+// of an instant that sends messages; the allocations of a curve's step and
+// a loop's iteration.
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "SchedulerThread.hpp"
 #include "StandaloneHost.hpp"
+
+#include "AllocCounter.hpp"
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -30,7 +34,7 @@ public:
     explicit LatenessHost(SchedulerThread& clocks)
         : StandaloneHost(&clocks)
         , clocks(clocks) {
-        late_us.reserve(1 << 16);
+        late_us.reserve(1 << 17);
     }
     void send_message(const message& m) override {
         const double due_ms = (m.date + engine().time().queue.start_time()) * 1000.0;
@@ -197,6 +201,96 @@ void BM_ScoreMessageLateness(benchmark::State& state) {
     std::remove(path.c_str());
 }
 BENCHMARK(BM_ScoreMessageLateness)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// 100 curves with a 10 ms grain, each sending its value at each step, and
+// 100 loops with a period of 1/16 beat at 60 BPM, each sending a click, all
+// started by the first event and running for two seconds. With `messages`
+// false the curves only move their variables and the loops only count.
+std::string curves_and_loops_score(bool messages) {
+    std::ostringstream text;
+    text << "bpm 60\nNOTE 60 1000\n";
+    for (int i = 0; i < 100; ++i) {
+        text << "    curve c" << i << " @grain 10 ms";
+        if (messages) text << " @action := { level" << i << " $x" << i << " }";
+        text << " { $x" << i << " { {0} \"sine_in_out\" 2s {1} } }\n";
+    }
+    for (int i = 0; i < 100; ++i) {
+        text << "    $n" << i << " := 0\n";
+        text << "    loop l" << i << " 1/16 { ";
+        text << (messages ? "click " + std::to_string(i) : "$n" + std::to_string(i) + " := $n" + std::to_string(i) + " + 1");
+        text << " } during [32#]\n";
+    }
+    return text.str();
+}
+
+std::string write_score(const std::string& name, const std::string& text) {
+    const std::string path = "/tmp/cadenzium-bench-" + name + "-" + std::to_string(::getpid()) + ".cad";
+    std::ofstream(path) << text;
+    return path;
+}
+
+// The curves and loops with their messages in real time, on the scheduler
+// thread: 20,000 curve messages and 3,200 clicks per iteration.
+void BM_CurvesAndLoopsLateness(benchmark::State& state) {
+    SchedulerThread clocks;
+    const std::string path = write_score("curves", curves_and_loops_score(true));
+    {
+        LatenessHost host(clocks);
+        cadenzium_core& engine = host.engine();
+        engine.time().init_now();
+        if (!engine.ScoreParsing(path)) state.SkipWithError("the score does not read");
+        const std::size_t per_run = 100 * 201 + 100 * 32;
+        std::size_t expected = 0;
+        for (auto _ : state) {
+            engine.cadenzium_start("");
+            engine.updatePosition(1);
+            expected += per_run;
+            for (int wait = 0; wait < 800 && host.received() < expected; ++wait)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            if (host.received() < expected) state.SkipWithError("a message did not arrive");
+        }
+        engine.cadenzium_stop();
+        std::lock_guard lock(host.mutex);
+        report_lateness(state, host.late_us);
+    }
+    std::remove(path.c_str());
+}
+BENCHMARK(BM_CurvesAndLoopsLateness)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Allocations on the virtual clock over one second of the curves and loops,
+// once they run: per curve step (100 curves, 100 steps each) and per loop
+// iteration (100 loops, 16 iterations each), as one count over both.
+void count_allocations(benchmark::State& state, bool messages) {
+    const std::string path = write_score(messages ? "alloc-messages" : "alloc", curves_and_loops_score(messages));
+    StandaloneHost host;
+    cadenzium_core& engine = host.engine();
+    if (!engine.ScoreParsing(path)) state.SkipWithError("the score does not read");
+    std::size_t allocations = 0;
+    for (auto _ : state) {
+        engine.cadenzium_start("");
+        engine.time().advance_to(engine.time().GetTime() + 0.1);
+        engine.updatePosition(1);
+        const double t = engine.time().GetTime();
+        engine.time().advance_to(t + 0.1);
+        alloc_counter::start();
+        engine.time().advance_to(t + 1.1);
+        allocations += alloc_counter::stop();
+        engine.cadenzium_stop();
+    }
+    const double steps = static_cast<double>(state.iterations()) * (100 * 100 + 100 * 16);
+    state.counters["allocations_per_step"] = static_cast<double>(allocations) / steps;
+    std::remove(path.c_str());
+}
+
+void BM_CurveStepAllocations(benchmark::State& state) {
+    count_allocations(state, false);
+}
+BENCHMARK(BM_CurveStepAllocations)->Iterations(3)->Unit(benchmark::kMillisecond);
+
+void BM_CurveStepAllocationsWithMessages(benchmark::State& state) {
+    count_allocations(state, true);
+}
+BENCHMARK(BM_CurveStepAllocationsWithMessages)->Iterations(3)->Unit(benchmark::kMillisecond);
 
 // One instant on the virtual clock that queues and delivers 100 messages.
 void BM_InstantOfHundredMessages(benchmark::State& state) {

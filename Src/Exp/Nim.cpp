@@ -1,9 +1,11 @@
 #include "Exp/Nim.hpp"
 
+#include "Exp/Interpolation.hpp"
 #include "Exp/Values.hpp"
 #include "Base/Console.hpp"
 
 #include <algorithm>
+#include <vector>
 #include <ostream>
 
 namespace {
@@ -19,9 +21,6 @@ int compare_segments(const SimpleScalarNim& a, const SimpleScalarNim& b) {
     return sign_of(a.change - b.change);
 }
 
-const char* type_name(interpolate_type type) {
-    return type == INTERPOLATE_LINEAR ? "linear" : "none";
-}
 
 } // namespace
 
@@ -30,6 +29,21 @@ void ScalarInterpolatedMap::add_last(interpolate_type type, double duration, dou
     const double at = segments.empty() ? x0 : abscissae.back() + segments.back().duration;
     abscissae.push_back(at);
     segments.push_back(SimpleScalarNim{type, duration, start, end - start});
+}
+
+void ScalarInterpolatedMap::add_first(interpolate_type type, double duration, double start, double end,
+                                      double x0) {
+    const double at = (segments.empty() ? x0 : abscissae.front()) - duration;
+    abscissae.insert(abscissae.begin(), at);
+    segments.insert(segments.begin(), SimpleScalarNim{type, duration, start, end - start});
+}
+
+double ScalarInterpolatedMap::first_value() const {
+    return segments.empty() ? 0.0 : segments.front().start;
+}
+
+double ScalarInterpolatedMap::last_value() const {
+    return segments.empty() ? 0.0 : segments.back().end();
 }
 
 double ScalarInterpolatedMap::apply(double x) const {
@@ -64,13 +78,39 @@ void ScalarInterpolatedMap::show_body(std::ostream& out) const {
     if (segments.empty()) return;
     out << abscissae.front() << " " << segments.front().start;
     for (const SimpleScalarNim& s : segments)
-        out << ", " << s.duration << " " << s.end() << " \"" << type_name(s.type) << "\"";
+        out << ", " << s.duration << " " << s.end() << " " << interpol_to_pr_str(s.type);
 }
 
 void NewInterpolatedMap::apply(double x, std::vector<double>& out) const {
     out.clear();
     for (const ScalarInterpolatedMap& c : components)
         out.push_back(c.apply(x));
+}
+
+// ---- extension ----
+
+void NewInterpolatedMap::add_first(interpolate_type type, double duration, double start, double end) {
+    if (components.empty()) components.resize(1);
+    for (ScalarInterpolatedMap& c : components)
+        c.add_first(type, duration, start, end);
+}
+
+void NewInterpolatedMap::add_first(interpolate_type type, double duration, double start) {
+    if (components.empty()) components.resize(1);
+    for (ScalarInterpolatedMap& c : components)
+        c.add_first(type, duration, start, c.first_value());
+}
+
+void NewInterpolatedMap::add_last(interpolate_type type, double duration, double start, double end) {
+    if (components.empty()) components.resize(1);
+    for (ScalarInterpolatedMap& c : components)
+        c.add_last(type, duration, start, end);
+}
+
+void NewInterpolatedMap::add_last(interpolate_type type, double duration, double end) {
+    if (components.empty()) components.resize(1);
+    for (ScalarInterpolatedMap& c : components)
+        c.add_last(type, duration, c.last_value(), end);
 }
 
 int NewInterpolatedMap::_compare(const NewInterpolatedMap& other) const {

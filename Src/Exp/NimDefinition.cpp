@@ -124,19 +124,6 @@ Value NimDefinition::bad_nim() const {
     return Value::make<NimValue>(make_counted<NewInterpolatedMap>());
 }
 
-// Breakpoints are turned into values by the interpolation library; until it
-// is there, a written NIM is reported and evaluates to the empty one.
-Value NimDefinition::eval() const {
-    if (!list) return Value::make<NimValue>(make_counted<NewInterpolatedMap>());
-    if (list->points.empty()) {
-        error("Bad Nim construction (?) [nim10]");
-        CAD_INTERNAL_ERROR("empty NIM list");
-        return bad_nim();
-    }
-    error("NIM values are not supported yet");
-    return bad_nim();
-}
-
 void NimDefinition::for_each_child(ChildVisitor visit) const {
     if (list) visit_each(visit, list->expressions());
 }

@@ -70,6 +70,7 @@ bool ParseDriver::read_file(const std::string& path) {
         ::error("Error in opening file %s: %s", path.c_str(), why.c_str());
         return false;
     }
+    macros.add_included(path);
     return read_with(scan);
 }
 
@@ -168,7 +169,7 @@ void ParseDriver::report_location(const yy::location& loc) {
     }
     const int l1 = loc.begin.line, c1 = loc.begin.column, l2 = loc.end.line;
     const int c2 = loc.end.column > 1 ? loc.end.column - 1 : 1;
-    if (in->file) {
+    if (!in->expansion) {
         if (l1 == l2)
             ::error("line %d, characters %d-%d", l1, c1, c2);
         else
@@ -182,14 +183,14 @@ void ParseDriver::report_location(const yy::location& loc) {
                     c1, l2, c2);
         ::error("expanded as\n'%s'", in->text.c_str());
     }
-    bool first = true;
+    // Each input around the current one, with the line where it called or
+    // inserted the one inside it.
+    const Scanner::Input* inner = nullptr;
     for (const Scanner::Input& outer : scanner->inputs()) {
-        if (first) {
-            first = false;
-            continue;
-        }
-        post("%s '%s' line %d", outer.file ? "in file" : "in macro", outer.name.c_str(),
-             outer.saved.begin.line);
+        if (inner)
+            post("%s '%s' line %d", outer.expansion ? "in macro" : "in file", outer.name.c_str(),
+                 inner->saved.begin.line);
+        inner = &outer;
     }
 }
 

@@ -11,6 +11,7 @@
 
 #include "Base/Console.hpp"
 #include "Base/Location.hpp"
+#include "Parser/Macro.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Score.hpp"
 
@@ -99,6 +100,8 @@ public:
     std::string file_name;
     std::string directory;
     Scanner* scanner = nullptr;
+    // The reading's macros, the files it inserted and its fresh names.
+    MacroTable macros;
     int error_count = 0;
     // Reading stops after this many errors, as a compiler's does: a binary
     // file or an endless device read as a score gives a screenful, not

@@ -26,10 +26,16 @@ public:
     // deep: the tree and its execution walk nested constructs recursively.
     static constexpr size_t kMaxNesting = 256;
 
-    // One entry of the input stack: a file or a text (a string to read, or
-    // later a macro expansion).
+    // Files and macro calls nest at most this deep: a recursive macro or a
+    // circular @insert stops there.
+    static constexpr size_t kMaxInputs = 32;
+
+    // One entry of the input stack: a file (the score or one it inserts),
+    // a text given to read, or a macro's expansion. `file` is true for the
+    // first two, whose errors are told by line in that file.
     struct Input {
         bool file = true;
+        bool expansion = false;
         std::string name;
         yy::location saved;
         std::unique_ptr<std::istream> stream;
@@ -69,8 +75,36 @@ private:
     int label_token(int kind);
     int label_align_token(const char* text);
     int word_token(const std::string& word);
+    // The token of an "@name": a keyword, "@var", or kMacroCall when the
+    // name is a macro (then `calling` is set).
     int at_token(const std::string& word);
+    static constexpr int kMacroCall = -1;
     int newline_token();
+
+    // Macros. A definition is gathered in parts (name, parameters, body);
+    // a call in arguments; the expansion is read as a new input.
+    void start_macro(const char* text, int length);
+    void end_macro_definition();
+    // At an "@name" that is no keyword: a macro without parameters expands
+    // at once, one with parameters waits for its arguments. False when the
+    // name is no macro.
+    bool begin_macro_call(const std::string& name);
+    void push_macro_argument();
+    // False when the expansion cannot be read (inputs nest too deep).
+    bool expand_macro_call();
+    void macro_ended_early(const char* what);
+    // @insert and @insert_once: the rest of the line names the file. False
+    // when the reading must stop.
+    bool insert_file(const char* line, bool once);
+    bool push_input(Input in);
+    std::string macro_name;
+    std::vector<std::string> macro_parameters;
+    std::string macro_body;
+    int macro_depth = 0;
+    const Macro* calling = nullptr;
+    std::vector<std::string> call_arguments;
+    std::string call_argument;
+    int call_depth = 0;
     // Brackets: each opening one is kept with its place until it closes, so
     // that an unclosed one is reported where it opened and nesting stays
     // within what the reader and the runtime can walk.

@@ -63,14 +63,90 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?|[0-9]+[eE][+-]?[0-9]+
                                     return token::END;
                                 }
 
-<INITIAL,COMMENT>"@insert_once"{BLANK}+[^\r\n]* |
-<INITIAL,COMMENT>"@insert"{BLANK}+[^\r\n]* {
-                                    driver->error(*loc, "@insert is not supported yet");
-                                    ok = false;
+"@insert_once"{BLANK}+[^\r\n]*  { if (!insert_file(yytext, true)) return token::END; }
+"@insert"{BLANK}+[^\r\n]*       { if (!insert_file(yytext, false)) return token::END; }
+
+"$"?"@"[UL]"ID("{WORD}")"       {
+                                    /* A fresh name (@UID) or the latest one (@LID), read again as
+                                       if written here: "$@UID(x)" becomes the variable "$x_3". */
+                                    const bool dollar = yytext[0] == '$';
+                                    const std::string text(yytext + (dollar ? 1 : 0));
+                                    const std::string stem = text.substr(5, text.size() - 6);
+                                    const std::string name = (dollar ? "$" : "") +
+                                        (text[1] == 'U' ? driver->macros.unique_name(stem)
+                                                        : driver->macros.latest_name(stem));
+                                    for (auto c = name.rbegin(); c != name.rend(); ++c) unput(*c);
                                 }
-"@UID("{WORD}")" |
-"@LID("{WORD}")"                { driver->error(*loc, "@UID and @LID are not supported yet"); ok = false; }
-"@macro_def"{BLANK}+            { driver->error(*loc, "@macro_def is not supported yet"); ok = false; }
+
+"@macro_def"{BLANK}+            { BEGIN(MACRO_NAME); }
+<MACRO_NAME>"@"?{NAME}/"("      { start_macro(yytext, yyleng); BEGIN(MACRO_PARAMS); }
+<MACRO_NAME>"@"?{NAME}          { start_macro(yytext, yyleng); BEGIN(MACRO_BODY_OPEN); }
+<MACRO_PARAMS>"$"{NAME}         { macro_parameters.push_back(yytext); }
+<MACRO_PARAMS>")"               { BEGIN(MACRO_BODY_OPEN); }
+<MACRO_PARAMS,MACRO_BODY_OPEN>[,( \t\r\n]+ { }
+<MACRO_PARAMS,MACRO_BODY_OPEN,MACRO_BODY>"//"[^\r\n]*|;[^\r\n]* { }
+<MACRO_PARAMS,MACRO_BODY_OPEN,MACRO_BODY>"/*"([^*]|"*"+[^*/])*"*"+"/" { }
+<MACRO_BODY_OPEN>"{"            { macro_body.clear(); macro_depth = 0; BEGIN(MACRO_BODY); }
+<MACRO_NAME,MACRO_PARAMS,MACRO_BODY_OPEN>.|\n {
+                                    driver->error(*loc, "invalid macro");
+                                    ok = false;
+                                    BEGIN(INITIAL);
+                                }
+<MACRO_BODY>\"([^\\\"]|\\(.|\n|\r))*\"  { macro_body += yytext; }
+<MACRO_BODY>"{"                 { ++macro_depth; macro_body += '{'; }
+<MACRO_BODY>"}"                 {
+                                    if (macro_depth == 0) {
+                                        end_macro_definition();
+                                        BEGIN(INITIAL);
+                                    } else {
+                                        --macro_depth;
+                                        macro_body += '}';
+                                    }
+                                }
+<MACRO_BODY>[^{}/;"]+|.         { macro_body += yytext; }
+
+<MACRO_CALL_OPEN>{BLANK}*"("    { BEGIN(MACRO_ARGS); }
+<MACRO_CALL_OPEN>.|\n           {
+                                    driver->error(*loc, str_printf("Error: macro call '%s' expects arguments",
+                                                                   calling->name().c_str()));
+                                    calling = nullptr;
+                                    yyless(0);
+                                    BEGIN(INITIAL);
+                                }
+<MACRO_ARGS>"("{BLANK}*         { ++call_depth; call_argument += '('; }
+<MACRO_ARGS>{BLANK}*")"         {
+                                    if (call_depth > 0) {
+                                        --call_depth;
+                                        call_argument += ')';
+                                    } else {
+                                        push_macro_argument();
+                                        BEGIN(INITIAL);
+                                        if (!expand_macro_call()) return token::END;
+                                    }
+                                }
+<MACRO_ARGS>{BLANK}*","{BLANK}* {
+                                    if (call_depth > 0)
+                                        call_argument += ',';
+                                    else
+                                        push_macro_argument();
+                                }
+<MACRO_ARGS>\"([^\\\"]|\\(.|\n|\r))*\"  { call_argument += yytext; }
+<MACRO_ARGS>[^(),"]+|.          { call_argument += yytext; }
+<MACRO_ARGS,MACRO_CALL_OPEN><<EOF>> {
+                                    BEGIN(INITIAL);
+                                    macro_ended_early("Unterminated macro call ");
+                                    return token::END;
+                                }
+<MACRO_NAME,MACRO_PARAMS,MACRO_BODY_OPEN><<EOF>> {
+                                    BEGIN(INITIAL);
+                                    macro_ended_early("Unterminated macro definition (name and parameter definition) ");
+                                    return token::END;
+                                }
+<MACRO_BODY><<EOF>>             {
+                                    BEGIN(INITIAL);
+                                    macro_ended_early("Unterminated macro definition (body definition) ");
+                                    return token::END;
+                                }
 
 "@faust_def"                    { BEGIN(FAUST_HEAD); return token::AT_FAUST_DEF; }
 <FAUST_HEAD>[fF][aA][uU][sS][tT]"::"{NAME} { TEXT_TOKEN(FAUST_NAME, yytext); }
@@ -105,7 +181,15 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?|[0-9]+[eE][+-]?[0-9]+
 
 "cadenzium::"[!A-Za-z_][!.0-9?A-Za-z_]* { TEXT_TOKEN(INTERNAL_CMD, yytext); }
 "::"{NAME}                      { TEXT_TOKEN(PROCVAR, yytext); }
-"@"{NAME}                       { return at_token(yytext); }
+"@"{NAME}                       {
+                                    const int kind = at_token(yytext);
+                                    if (kind != kMacroCall) return kind;
+                                    if (calling->arity() > 0) {
+                                        BEGIN(MACRO_CALL_OPEN);
+                                    } else if (!expand_macro_call()) {
+                                        return token::END;
+                                    }
+                                }
 
 "]"{BLANK}*":"{BLANK}*/"$"      { return close_bracket(token::RBRACKET_COLON); }
 
@@ -196,9 +280,6 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?|[0-9]+[eE][+-]?[0-9]+
                                     if (driver->stopped()) return token::END;
                                 }
 
-<MACRO_CALL_OPEN,MACRO_ARGS,MACRO_NAME,MACRO_PARAMS,MACRO_BODY,MACRO_BODY_OPEN>.|\n {
-                                    BEGIN(INITIAL);
-                                }
 
 <<EOF>>                         {
                                     const Input* in = current_input();

@@ -394,6 +394,7 @@ int Scanner::word_token(const std::string& word) {
 int Scanner::at_token(const std::string& word) {
     auto it = at_keywords().find(word);
     if (it != at_keywords().end()) return it->second;
+    if (begin_macro_call(word)) return kMacroCall;
     yylval->emplace<std::string>(word);
     return token::ATVAR;
 }
@@ -409,6 +410,6 @@ void Scanner::localisation() {
 void Scanner::localisation(std::ostream& out) {
     out << "line: " << (loc ? loc->begin.line : 0) << '\n';
     for (const Input& in : input_stack)
-        out << "\t " << (in.file ? "in file" : "from macro") << " '" << in.name << "' (line "
+        out << "\t " << (in.expansion ? "from macro" : "in file") << " '" << in.name << "' (line "
             << (loc ? loc->begin.line : 0) << ")\n";
 }

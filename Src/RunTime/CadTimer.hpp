@@ -1,5 +1,5 @@
 // A running compound action: the run-time image of one instance of a group
-// (and later of a loop, a reaction, a curve). It carries the instance's
+// (or of a loop, a reaction, a curve). It carries the instance's
 // date, its environments, its children and the ends of its life; the
 // scheduler wakes it at its dates. A timer frees itself at the end of its
 // life: once finished, with no callback running and no child alive.
@@ -22,6 +22,7 @@ class Runtime;
 class Environment;
 class Expression;
 class Bloc;
+class Gfwd;
 class Score;
 
 // The list of the scheduler where a timer waits.
@@ -55,6 +56,14 @@ public:
     // The wake-ups of a past that was missed, and of a simulation.
     virtual void callback_late(var_management* var) { callback(var); }
     virtual void callback_sim(var_management* var) { callback(var); }
+    // The first step of a timer just started: late when its action started
+    // behind its date (a skipped event), else in time.
+    void first_step(cadTimer_mode mode) {
+        if (mode == MODE_LATE)
+            callback_late(nullptr);
+        else
+            callback(nullptr);
+    }
     // The score position moved to event `pos` (timers waiting on events).
     virtual void UpdatePosition(int) {}
     // A variable the timer observes changed: a notification, a move of the
@@ -116,6 +125,11 @@ public:
     // The same for a step whose date may lie in the past: a past date is
     // due now, in late mode.
     void schedule_late(double delay, duration_type unit);
+
+    // Fires the actions of `group` (those `enabled` selects; empty: all) at
+    // this timer's date in its context, in time or late; stops when the
+    // timer ends meanwhile.
+    void fire_inline(const Gfwd& group, const std::vector<bool>& enabled, bool late = false);
 
     // ---- children and kill ----
     // Stops the timer, and with `rec` every timer started by it; the
@@ -192,4 +206,3 @@ private:
     mutable std::recursive_mutex childs_mutex;
     std::set<const CadTimer*> active_childs;
 };
-

@@ -169,3 +169,34 @@ void exec_group::cancel_action(const std::string& label) {
     for (std::size_t i = 0; i < group->actions.size(); ++i)
         if (group->actions[i]->get_label() == label) enabled[i] = false;
 }
+
+// ---- groups run in the instance that fires them ----
+
+namespace {
+
+bool undelayed(const Action& a) {
+    return !a.delay.expr && a.delay.value_ == 0.0;
+}
+
+} // namespace
+
+const Gfwd* runs_inline(const Action& a) {
+    if (!a.hidden || !a.is_bloc()) return nullptr;
+    const auto* g = dynamic_cast<const Gfwd*>(&a);
+    if (!g || g->env || g->until || g->during || g->during_count || g->at_kill) return nullptr;
+    if (!std::all_of(g->actions.begin(), g->actions.end(), [](const ActionPtr& c) { return undelayed(*c); }))
+        return nullptr;
+    return g;
+}
+
+void CadTimer::fire_inline(const Gfwd& group, const std::vector<bool>& enabled, bool late) {
+    for (std::size_t i = 0; i < group.actions.size(); ++i) {
+        if (!enabled.empty() && !enabled[i]) continue;
+        if (late)
+            Fire_late(*rt, *group.actions[i], date, 0.0, DURATION_BEATS);
+        else
+            Fire(*rt, *group.actions[i], date, 0.0, DURATION_BEATS);
+        if (finished) return;
+        set_context();
+    }
+}

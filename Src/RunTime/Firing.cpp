@@ -64,7 +64,7 @@ void Firing::visit(Message& a) {
     if (!condition_holds(a)) return;
     for (std::size_t i = 0; i < a.arguments.size(); ++i) {
         if (i > 0 && a.receiver_expr) a.receiver_expr->eval();
-        auto* m = new message;
+        message* m = rt.new_message();
         m->receiver = name;
         m->values.reserve(a.arguments[i].size());
         for (const ExpPtr& e : a.arguments[i])
@@ -133,15 +133,6 @@ void Firing::visit(DspPatch& a) {
     if (runs(a)) not_run_yet(a);
 }
 void Firing::visit(DspFluidsynthAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(Lfwd& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(WhenAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(Curve& a) {
     if (runs(a)) not_run_yet(a);
 }
 

@@ -1,5 +1,5 @@
 // Firing the compound actions that run at once or start a timer: sequences,
-// conditionals, switches, groups and iterations.
+// conditionals, switches, groups, loops, reactions, curves and iterations.
 #include "RunTime/Firing.hpp"
 
 #include "Exp/Environment.hpp"
@@ -11,6 +11,7 @@
 #include "Tree/AtomicActions.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Compound.hpp"
+#include "Tree/Curve.hpp"
 
 // Each action of a sequence fires in the mode and the context the sequence
 // began in.
@@ -81,6 +82,23 @@ void Firing::start_group(Gfwd& a, cadTimer_mode how) {
     if (a.tempo_expression || a.events_tempo) not_run_yet(a, "@tempo");
     if (get_sync_var(a.attributes)) not_run_yet(a, "@sync");
     exec_group::create(rt, a, date, delay, unit, how);
+}
+
+// Loops, reactions and curves start an instance in time, and late unless
+// "@local"; a simulation runs none of them.
+void Firing::visit(Lfwd& a) {
+    if (!runs(a) || !condition_holds(a)) return;
+    exec_loop::start(rt, a, date, mode);
+}
+
+void Firing::visit(WhenAction& a) {
+    if (!runs(a) || !condition_holds(a)) return;
+    exec_when::start(rt, a, date, get_immediate(a.attributes));
+}
+
+void Firing::visit(Curve& a) {
+    if (!runs(a) || !condition_holds(a)) return;
+    exec_curve::start(rt, a, date, mode);
 }
 
 namespace {

@@ -15,14 +15,15 @@
 
 namespace {
 
-// The running instances of the group labelled `name`, in the order they
-// started, or false when the score has no such group.
+// The running instances of the groups labelled `name`, in the order they
+// started, or false when the score has no such group. Several actions may
+// bear one label: a simplified curve on a receiver aborts every earlier one.
 bool instances_of(Runtime& rt, const std::string& name, std::vector<CadTimer*>& out) {
     Score* score = rt.score;
     if (!score) return false;
     const auto found = score->label_to_action.find(name);
     if (found == score->label_to_action.end() || !found->second->is_bloc()) return false;
-    out = rt.instances_of(static_cast<const Bloc*>(found->second));
+    out = rt.instances_labelled(name);
     return true;
 }
 

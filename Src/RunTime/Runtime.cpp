@@ -23,6 +23,9 @@ constexpr std::size_t queue_room = 256;
 
 constexpr std::size_t hard_limit = 20000;
 
+// Delivered messages kept for reuse, at most.
+constexpr std::size_t spare_room = 1024;
+
 } // namespace
 
 Runtime::Runtime(HostPort& host, TimeBase& time)
@@ -34,11 +37,14 @@ Runtime::Runtime(HostPort& host, TimeBase& time)
     init_envs.assign(1, &env);
     envs = &init_envs;
     pending.reserve(queue_room);
+    spare.reserve(spare_room);
 }
 
 Runtime::~Runtime() {
     Killall();
     clear_messages();
+    for (message* m : spare)
+        delete m;
 }
 
 // ---- what evaluation asks ----
@@ -159,6 +165,14 @@ std::vector<CadTimer*> Runtime::instances_of(const Bloc* bloc) const {
     std::lock_guard lock(timers_mutex);
     for (const auto& [id, timer] : executions)
         if (timer->bloc == bloc) found.push_back(timer);
+    return found;
+}
+
+std::vector<CadTimer*> Runtime::instances_labelled(const std::string& label) const {
+    std::vector<CadTimer*> found;
+    std::lock_guard lock(timers_mutex);
+    for (const auto& [id, timer] : executions)
+        if (timer->bloc && timer->bloc->get_label() == label) found.push_back(timer);
     return found;
 }
 

@@ -65,6 +65,20 @@ struct PracticeCounters {
     std::vector<int> missed_events;
 };
 
+// A warning that may come at every step of a curve: said the first time,
+// then only each time its count passes a limit that rises by `step`.
+struct WarningLimiter {
+    int count = 0;
+    int limit = 10;
+    int step = 10;
+
+    bool should_say() {
+        const bool over = count > limit;
+        if (over) limit += step;
+        return count++ == 0 || over;
+    }
+};
+
 class Runtime final : public EvalContext, private SchedulerEnv {
 public:
     Runtime(HostPort& port, TimeBase& time);
@@ -102,7 +116,12 @@ public:
     // or, with -1, wherever time has carried the position.
     void start_logical_instant(int pos);
     void end_logical_instant();
-    // Appends a message to the instant's queue, dated now.
+    // A message to fill and queue: a delivered one is used again, so that a
+    // step that sends messages does not allocate once the runtime has sent
+    // as many at once.
+    message* new_message();
+    // Appends a message to the instant's queue, dated now. The runtime
+    // owns it from here (it may come from `new`).
     void queue_message(message* m);
     void clear_messages();
     // Delivers the queue to the host with the lock released. With `unlock`
@@ -163,6 +182,8 @@ public:
     std::size_t active_timer_count() const;
     // The running instances of `bloc`, in the order they started.
     std::vector<CadTimer*> instances_of(const Bloc* bloc) const;
+    // The running instances of the blocks labelled `label`, in the order they started.
+    std::vector<CadTimer*> instances_labelled(const std::string& label) const;
     // Terminates every running compound action.
     void Killall();
     // True from the moment too many groups ran at once: the program stops.
@@ -171,6 +192,9 @@ public:
     int handlers_firing = 0;
     // The kinds of action already reported as not run yet.
     std::set<std::string> reported_kinds;
+    // Curve grains raised to their floor, in seconds and in beats.
+    WarningLimiter grain_warnings{0, 10, 10};
+    WarningLimiter relative_grain_warnings{0, 10, 20};
 
 private:
     // Before the environment, which dates its first values with it.
@@ -212,6 +236,11 @@ private:
     double last_utime = 0.0;
     double last_rnow_sent = -1.0;
     std::vector<message*> pending;
+    // Delivered messages kept for `new_message`, under their own lock: they
+    // come back after delivery, with the environment lock released.
+    void recycle(message* m);
+    std::mutex spare_mutex;
+    std::vector<message*> spare;
     // A position accepted under the lock, reported with the messages once
     // the lock is released (-1: none), with its onset time and tempo.
     int position_to_report = -1;

@@ -204,8 +204,32 @@ void Runtime::queue_message(message* m) {
 
 void Runtime::clear_messages() {
     for (message* m : pending)
-        delete m;
+        recycle(m);
     pending.clear();
+}
+
+message* Runtime::new_message() {
+    {
+        std::lock_guard lock(spare_mutex);
+        if (!spare.empty()) {
+            message* m = spare.back();
+            spare.pop_back();
+            return m;
+        }
+    }
+    return new message;
+}
+
+// A message keeps the room of its receiver and values for its next use.
+void Runtime::recycle(message* m) {
+    m->values.clear();
+    m->source = nullptr;
+    std::lock_guard lock(spare_mutex);
+    if (spare.size() < spare.capacity()) {
+        spare.push_back(m);
+        return;
+    }
+    delete m;
 }
 
 void Runtime::send_messages(bool release) {
@@ -242,6 +266,6 @@ void Runtime::send_messages(bool release) {
     if (report >= 0) port.report_position(report, reported, time_to_report, tempo_to_report);
     for (std::size_t i = 0; i < n; ++i) {
         if (!switches.silent) deliver_one(port, *batch[i]);
-        delete batch[i];
+        recycle(batch[i]);
     }
 }

@@ -268,6 +268,13 @@ WhenAction::WhenAction(BuildContext* ctx, const std::string& name, ExpPtr c, Att
     adopt(body.get());
 }
 
+// The end conditions are bound with the condition.
+std::vector<Expression*> WhenAction::own_expressions() const {
+    std::vector<Expression*> all = Bloc::own_expressions();
+    all.push_back(condition.get());
+    return all;
+}
+
 void WhenAction::show_head(std::ostream& out) const {
     out << " (" << *condition << ')';
 }

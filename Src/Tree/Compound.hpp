@@ -134,7 +134,7 @@ public:
     bool noRec;
 
 protected:
-    std::vector<Expression*> own_expressions() const override { return {condition.get()}; }
+    std::vector<Expression*> own_expressions() const override;
 };
 
 // "whenever pattern::P { body }": the body each time the pattern is recognised.

@@ -8,11 +8,12 @@
 
 namespace {
 
-// A constant number folds into the literal; a constant of another kind is
-// reported and kept as an expression (it fails when evaluated).
+// A constant number folds into the literal; a constant tab stays an
+// expression (a loop's period may be a tab of periods); a constant of another
+// kind is reported and kept as an expression (it fails when evaluated).
 bool fold_literal(ExpPtr& e, double& value) {
     ScoreEval known = e->eval_in_score();
-    if (known.variability != VARIABILITY_STATIC) return false;
+    if (known.variability != VARIABILITY_STATIC || known.value->is_tab()) return false;
     if (!known.value->is_numeric()) {
         error("Duration is not a number: '%s' evaluates to '%s'", e->show().c_str(),
               show_text(known.value).c_str());

@@ -22,6 +22,13 @@ public:
 
     bool has_error(const std::string& text) const { return contains(errors, text); }
     bool has_post(const std::string& text) const { return contains(posts, text); }
+    // Every line, errors first, one per line: for messages that span lines.
+    std::string all() const {
+        std::string text;
+        for (const auto* lines : {&errors, &posts})
+            for (const std::string& l : *lines) text += l + '\n';
+        return text;
+    }
     void clear() {
         errors.clear();
         posts.clear();

@@ -1,7 +1,9 @@
 // The golden traces: each case of tests/scores/traces is a score, a
 // performance (a note list) and the exact trace that `cadenzium follow`
 // writes for it offline: positions and messages, dated in logical time.
-// CAD_UPDATE_GOLDEN=1 rewrites the expected traces instead of comparing.
+// A case whose score must say something on the console lists the errors in
+// errors.txt. CAD_UPDATE_GOLDEN=1 rewrites the expected traces instead of
+// comparing.
 #include "Commands.hpp"
 #include "ConsoleCapture.hpp"
 #include "MidiFile.hpp"
@@ -61,6 +63,13 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
+// The console errors a case expects, one per line of its errors.txt: none
+// when it has no such file.
+std::vector<std::string> expected_errors(const fs::path& dir) {
+    const fs::path path = dir / "errors.txt";
+    return fs::exists(path) ? lines_of(read_file(path)) : std::vector<std::string>{};
+}
+
 // Runs the program's follow command offline and gives the trace it wrote.
 std::string follow_trace(const fs::path& dir) {
     TempScore midi("", ".mid");
@@ -77,7 +86,7 @@ std::string follow_trace(const fs::path& dir) {
     options.quiet = true;
     std::ostringstream human;
     EXPECT_EQ(run_follow(options, human), 0);
-    EXPECT_TRUE(console.errors.empty()) << console.errors.front();
+    EXPECT_EQ(console.errors, expected_errors(dir));
     return read_file(trace.path);
 }
 

@@ -1,8 +1,8 @@
 // Firing the score's actions through the engine: messages, groups and their
 // delays, assignments, conditions, aborts, and the late firing of missed
 // events. Time is virtual; an event is heard when the test says so.
+#include "PlayRig.hpp"
 #include "RunTime/CadenziumCore.hpp"
-#include "RuntimeRig.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,14 +25,8 @@ std::vector<std::string> timeline(const std::vector<Delivered>& delivered) {
 
 const char* kOneNote = "NOTE 60 1\n";
 
-class Firing : public RuntimeRig {
+class Firing : public PlayRig {
 protected:
-    // Starts `score` and hears event 1 at `t`.
-    void play(const std::string& score, double t = 0.0) {
-        start(score);
-        at(t);
-        engine.updatePosition(1);
-    }
     std::vector<std::string> run_until(double t) {
         at(t);
         return timeline(host.delivered);
