@@ -136,6 +136,9 @@ TEST(ScalarFunctions, LeastAndGreatestOfTabsMapsAndNims) {
                        {"@min_val(TAB[])", "<<undef>>"},
                        {"@min_key(MAP{(5, 1), (2, 3)})", "2"},
                        {"@max_key(MAP{(5, 1), (2, 3)})", "5"},
+                      {"@min_key(NIM{0 0, 2 10})", "0.0"},
+                      {"@max_key(NIM{0 0, 2 10, 3 5})", "5.0"},
+                      {"@size(NIM{0 0, 2 10})", "1"},
                        {"@min_val($x)", "<<undef>>", "a map or a tab is expected [baf15]", "$x := 3"},
                        {"@max_key($x)", "<<undef>>", "a map or a nim is expected [baf15]", "$x := TAB[1]"},
                    });
