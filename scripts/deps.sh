@@ -12,6 +12,7 @@ packages=(
   libfluidsynth-dev fluid-soundfont-gm
   liblo-tools jackd2
   clang libclang-rt-14-dev
+  gnuplot-nox
 )
 
 missing=()

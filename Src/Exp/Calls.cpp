@@ -1,10 +1,10 @@
 #include "Exp/Calls.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
+#include "Exp/EvalContext.hpp"
 #include "Exp/Function.hpp"
 #include "Exp/Var.hpp"
-#include "Base/Console.hpp"
-#include "Exp/EvalContext.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -54,6 +54,22 @@ Value CallExpression::launch_process(const TaggedValue& proc, const std::vector<
 
 Value CallExpression::eval() const {
     const Value f = fct->eval();
+    if (scratch_busy) return eval_with_fresh_arguments(f);
+    struct Release {
+        const CallExpression& self;
+        ~Release() {
+            self.scratch.clear(); // the arguments go now; the room stays
+            self.scratch_busy = false;
+        }
+    } release{*this};
+    scratch_busy = true;
+    scratch.clear();
+    for (const ExpPtr& a : args)
+        scratch.push_back(a->eval());
+    return call(f, scratch);
+}
+
+Value CallExpression::eval_with_fresh_arguments(const Value& f) const {
     std::vector<Value> values;
     values.reserve(args.size());
     for (const ExpPtr& a : args)

@@ -37,6 +37,13 @@ public:
 
 private:
     Value launch_process(const TaggedValue& proc, const std::vector<Value>& values) const;
+    Value eval_with_fresh_arguments(const Value& f) const;
+
+    // The arguments of the call being evaluated, kept from call to call so
+    // that a call of a scalar function allocates nothing once warm. A call
+    // made while this one runs (a recursion) takes a vector of its own.
+    mutable std::vector<Value> scratch;
+    mutable bool scratch_busy = false;
 };
 
 // `[body | $i in tab]`, `[body | (n)]`, `[body | $i in start .. stop : step, guard]`.

@@ -14,6 +14,7 @@
 
 class EvalContext;
 class FunctionDefinition;
+struct LibraryState;
 class ProcDefinition;
 class GlobalEnvironment;
 
@@ -135,6 +136,8 @@ public:
     bool is_defined_function(const std::string& name) const;
     bool is_defined_function(unique_identifier uid) const { return get_function(uid) != nullptr; }
     int count_user_defined_functions() const;
+    // The registered functions, in the order of their identifiers.
+    std::vector<FunctionDefinition*> registered_functions() const;
     // Keeps a forward reference alive as long as the environment, one per
     // name: for a name already seen, `f` is freed and the first one given.
     FunctionDefinition* adopt_forward(FunctionDefinition* f);
@@ -158,6 +161,10 @@ public:
     // environment or of one nested in it.
     std::uint64_t next_attachment() { return ++attachments; }
 
+    // What the function library keeps for this engine (random source,
+    // helper threads).
+    LibraryState& library() { return *library_state; }
+
     // Positions of the system variables in `vars`.
     std::size_t jump_updated_index = 0, energy_index = 0, now_index = 0, rnow_index = 0, rcnow_index = 0,
                 rt_tempo_index = 0, score_tempo_index = 0, pitch_index = 0, dur_index = 0, beat_pos_index = 0,
@@ -169,4 +176,5 @@ private:
     std::map<unique_identifier, FunctionDefinition*> forwards; // held by `retired`
     std::map<unique_identifier, std::pair<ProcDefinition*, bool>> procs;
     std::uint64_t attachments = 0;
+    std::unique_ptr<LibraryState> library_state;
 };

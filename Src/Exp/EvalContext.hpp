@@ -9,12 +9,20 @@
 #include "Exp/Values.hpp"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 class Action;
 class Environment;
 class GlobalEnvironment;
 class ProcDefinition;
+
+// An event of the score as the function library reads it.
+struct ScoreEventView {
+    double beat = 0.0;          // position in beats
+    double duration = 0.0;      // in beats
+    std::vector<float> pitches; // midicents, negative when tied; empty for a silence
+};
 
 // The dates of the logical instant in progress. The runtime owns and moves
 // them; every assignment of the instant is dated with them.
@@ -54,6 +62,12 @@ public:
     // Fires `action` now, at beat `position`, outside any running execution
     // (a block used as a value); the execution it started, or exe 0.
     virtual Value fire_action(Action& /*action*/, double /*position*/) { return exe_value(0); }
+    // The score being run, as the function library reads it: its tempo
+    // changes (beat, BPM) and its events in order.
+    virtual std::vector<std::pair<double, double>> score_tempi() const { return {}; }
+    virtual std::vector<ScoreEventView> score_events() const { return {}; }
+    // The file the score was read from; empty when unknown.
+    virtual std::string score_filename() const { return {}; }
     virtual Value launch_process(ProcDefinition* /*proc*/, const std::vector<Value>& /*args*/,
                                  float /*beat_pos*/, const Action* /*ambient*/) {
         return exe_value(0);

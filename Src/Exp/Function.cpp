@@ -40,6 +40,10 @@ Value UserFunction::apply(const std::vector<Value>& args) const {
               arity, static_cast<int>(args.size()));
         return undef_value();
     }
+    return traced ? traced_apply(args) : evaluate(args);
+}
+
+Value UserFunction::evaluate(const std::vector<Value>& args) const {
     if (!body) return undef_value();
     const std::vector<Value>* saved = current_args;
     current_args = &args;
@@ -49,7 +53,7 @@ Value UserFunction::apply(const std::vector<Value>& args) const {
 }
 
 void UserFunction::show(std::ostream& out) const {
-    out << "FUN (";
+    out << (traced ? "TFUN (" : "FUN (");
     const char* separator = "";
     for (const std::string& p : parameters) {
         out << separator << p;

@@ -24,6 +24,9 @@ public:
     virtual Value apply(const std::vector<Value>& args) const = 0;
     virtual bool is_user_defined() const { return false; }
     virtual int nb_arg() const { return arity; }
+    // The most arguments a call may give: `nb_arg` unless optional ones
+    // follow; -1 for any number.
+    virtual int most_args() const { return nb_arg(); }
     virtual bool is_not_registered() const { return !registered; }
     virtual bool is_traced() const { return false; }
 
@@ -53,12 +56,23 @@ public:
 
     Value apply(const std::vector<Value>& args) const override;
     bool is_user_defined() const override { return true; }
+    bool is_traced() const override { return traced; }
     void show(std::ostream& out) const override;
+
+    // A traced function prints each call and its result. The body keeps
+    // pointing to this definition, so tracing is a state, not a new object.
+    void switch_to_traced_user_function() { traced = true; }
+    void switch_to_user_function() { traced = false; }
 
     std::vector<std::string> parameters;
     ExpPtr body;
     // The arguments of the call under evaluation, read by `Parameter` nodes.
     mutable const std::vector<Value>* current_args = nullptr;
+
+private:
+    Value evaluate(const std::vector<Value>& args) const;
+    Value traced_apply(const std::vector<Value>& args) const;
+    bool traced = false;
 };
 
 // A function with its first arguments bound.

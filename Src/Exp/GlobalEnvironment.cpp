@@ -1,7 +1,8 @@
 #include "Exp/Environment.hpp"
 #include "Exp/Function.hpp"
+#include "Exp/Library.hpp"
+#include "Exp/LibraryInstall.hpp"
 #include "Exp/Reference.hpp"
-#include "Exp/ScalarFunctions.hpp"
 
 namespace {
 
@@ -12,12 +13,14 @@ constexpr std::size_t reserved_variables = 120;
 } // namespace
 
 GlobalEnvironment::GlobalEnvironment(EvalContext* engine)
-    : Environment(engine) {
+    : Environment(engine)
+    , library_state(std::make_unique<LibraryState>()) {
     reset_cached_variables();
-    install_scalar_functions(*this);
+    install_predefined_function(this);
 }
 
 GlobalEnvironment::~GlobalEnvironment() {
+    library_state.reset(); // waits for the helper threads still writing
     for (auto& [uid, f] : functions)
         delete f;
 }
@@ -46,6 +49,7 @@ void GlobalEnvironment::clear() {
             ++it;
             continue;
         }
+        it->second->location = nullptr; // the place was in the score that goes
         retired.emplace_back(it->second);
         it = functions.erase(it);
     }
@@ -80,6 +84,14 @@ int GlobalEnvironment::count_user_defined_functions() const {
     for (const auto& [uid, f] : functions)
         count += f->is_user_defined();
     return count;
+}
+
+std::vector<FunctionDefinition*> GlobalEnvironment::registered_functions() const {
+    std::vector<FunctionDefinition*> out;
+    out.reserve(functions.size());
+    for (const auto& [uid, f] : functions)
+        out.push_back(f);
+    return out;
 }
 
 // One forward reference per name: a score that calls an undefined function

@@ -1,40 +1,74 @@
-// The predefined functions that the reader's shorthands call: "@pow" for
-// `a ^ b`, "@between" for `(a in b .. c)`, "@approx" for `(a ~ b)`. Each
-// takes numbers or tabs of numbers; with tabs the test is made element by
-// element and holds when it holds for all.
-#include "Exp/ScalarFunctions.hpp"
-
+// The numeric functions: the mathematical library, rounding to ints, the
+// simple random draws, and the tests that the reader's shorthands call
+// ("@pow" for `a ^ b`, "@between" for `(a in b .. c)`, "@approx" for
+// `(a ~ b)`). The tests take numbers or tabs of numbers; with tabs the test is
+// made element by element and holds when it holds for all.
 #include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
-#include "Exp/Function.hpp"
-#include "Exp/ValueKinds.hpp"
+#include "Exp/FunctionHelpers.hpp"
+#include "Exp/Library.hpp"
+#include "Exp/LibraryInstall.hpp"
 
+#include <cassert>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 namespace {
 
-class Pow final : public PredefinedFunction {
-public:
-    explicit Pow(GlobalEnvironment* env)
-        : PredefinedFunction("@pow", 2, env) {
-        is_pure = true;
-    }
+// A double rounded to the language's 32-bit ints, saturating; NaN gives 0.
+long saturate(double x) {
+    if (std::isnan(x)) return 0;
+    if (x >= static_cast<double>(std::numeric_limits<std::int32_t>::max()))
+        return std::numeric_limits<std::int32_t>::max();
+    if (x <= static_cast<double>(std::numeric_limits<std::int32_t>::min()))
+        return std::numeric_limits<std::int32_t>::min();
+    return static_cast<long>(x);
+}
 
-    Value apply(const std::vector<Value>& args) const override {
-        if (args.size() != 2) {
-            error("Bad arguments number in function call %s (2 expected, %d provided) [baf13]", name.c_str(),
-                  static_cast<int>(args.size()));
-            return undef_value();
-        }
-        for (std::size_t i = 0; i < 2; ++i) {
-            if (args[i]->is_numeric()) continue;
-            error("Bad argument %d type in function %s (got %s)", static_cast<int>(i + 1), name.c_str(),
-                  args[i]->kind_name());
-            return undef_value();
-        }
-        return float_value(std::pow(args[0]->get_double(), args[1]->get_double()));
-    }
+long my_round(double x) {
+    return saturate(std::round(x));
+}
+long my_floor(double x) {
+    return saturate(std::floor(x));
+}
+long my_ceil(double x) {
+    return saturate(std::ceil(x));
+}
+
+// "@rand(x)": a float from 0 to x, both ends possible.
+class RandFloat final : public DoubleToDouble {
+public:
+    explicit RandFloat(GlobalEnvironment* genv)
+        : DoubleToDouble("@rand", nullptr, genv, false) {}
+
+protected:
+    double compute(double x) const override { return env->library().rand15() / 32767.0 * x; }
 };
+
+// "@rand_int(n)": an int from 0 to n - 1; 0 when n is not positive.
+class RandInt final : public IntToInt {
+public:
+    explicit RandInt(GlobalEnvironment* genv)
+        : IntToInt("@rand_int", nullptr, genv, false) {}
+
+protected:
+    long compute(long n) const override { return n > 0 ? env->library().rand15() % n : 0; }
+};
+
+// "@random()": a float in [0, 1].
+Value simple_random(const LibraryCall& call) {
+    if (call.count() != 0) {
+        error("Bad arguments number in function call %s (0 expected, %d provided) [baf10]", call.name(),
+              call.count());
+        return undef_value();
+    }
+    return float_value(library_of(call.env).rand15() / 32767.0);
+}
+
+double pow_of(double x, double y) {
+    return std::pow(x, y);
+}
 
 // A test over numbers that also takes tabs: one tab gives each of its
 // elements in turn to the argument it stands for; several tabs must have
@@ -64,36 +98,33 @@ public:
             }
             length = n;
         }
-        if (length < 0) return bool_value(holds(args));
+        if (length < 0) return bool_value(holds(args, -1));
         for (long i = 0; i < length; ++i)
-            if (!holds(element(args, i))) return bool_value(false);
+            if (!holds(args, i)) return bool_value(false);
         return bool_value(true);
     }
 
 protected:
-    // The test on numbers; false (reported) when one is not a number.
-    virtual bool test(const std::vector<double>& x) const = 0;
+    static constexpr std::size_t max_arity = 3;
+    // The test on numbers.
+    virtual bool test(const double* x) const = 0;
 
 private:
-    bool holds(const std::vector<Value>& numbers) const {
-        std::vector<double> x;
-        x.reserve(numbers.size());
-        for (const Value& n : numbers) {
+    // The test on the arguments, a tab standing for its element `i`; false
+    // (reported) when one is not a number. Nothing is allocated.
+    bool holds(const std::vector<Value>& args, long i) const {
+        assert(args.size() <= max_arity && "numeric tests take at most three arguments");
+        double x[max_arity] = {};
+        for (std::size_t k = 0; k < args.size(); ++k) {
+            const TaggedValue* n = &*args[k];
+            if (n->is_tab()) n = &*(*value_cast<TabValue>(*n).val)[static_cast<std::size_t>(i)];
             if (!n->is_numeric()) {
                 error("%s: non numeric argument", name.c_str());
                 return false;
             }
-            x.push_back(n->get_double());
+            x[k] = n->get_double();
         }
         return test(x);
-    }
-
-    static std::vector<Value> element(const std::vector<Value>& args, long i) {
-        std::vector<Value> out;
-        out.reserve(args.size());
-        for (const Value& a : args)
-            out.push_back(a->is_tab() ? (*value_cast<TabValue>(*a).val)[static_cast<std::size_t>(i)] : a);
-        return out;
     }
 };
 
@@ -104,7 +135,7 @@ public:
         : NumericTest("@between", 3, env) {}
 
 protected:
-    bool test(const std::vector<double>& x) const override { return x[0] < x[1] && x[1] < x[2]; }
+    bool test(const double* x) const override { return x[0] < x[1] && x[1] < x[2]; }
 };
 
 // |x - y| / max(x, y) below the ratio $APPROX_RATIO (0.1 unless set); the
@@ -115,7 +146,7 @@ public:
         : NumericTest("@approx", 2, env) {}
 
 protected:
-    bool test(const std::vector<double>& x) const override {
+    bool test(const double* x) const override {
         if (x[0] == 0 && x[1] == 0) return true;
         const Value& ratio = env->get_global_approx_ratio();
         const double r = ratio->is_numeric() ? std::fabs(ratio->get_double()) : 0.1;
@@ -123,10 +154,33 @@ protected:
     }
 };
 
+struct MathEntry {
+    const char* name;
+    double (*fct)(double);
+};
+
+const MathEntry math_library[] = {
+    {"@sin", [](double x) { return std::sin(x); }},   {"@asin", [](double x) { return std::asin(x); }},
+    {"@sinh", [](double x) { return std::sinh(x); }}, {"@cos", [](double x) { return std::cos(x); }},
+    {"@acos", [](double x) { return std::acos(x); }}, {"@cosh", [](double x) { return std::cosh(x); }},
+    {"@tan", [](double x) { return std::tan(x); }},   {"@atan", [](double x) { return std::atan(x); }},
+    {"@exp", [](double x) { return std::exp(x); }},   {"@log10", [](double x) { return std::log10(x); }},
+    {"@log2", [](double x) { return std::log2(x); }}, {"@log", [](double x) { return std::log(x); }},
+    {"@sqrt", [](double x) { return std::sqrt(x); }},
+};
+
 } // namespace
 
 void install_scalar_functions(GlobalEnvironment& env) {
-    new Pow(&env);
+    for (const MathEntry& m : math_library)
+        new DoubleToDouble(m.name, m.fct, &env);
+    new DoubleToInt("@round", my_round, &env);
+    new DoubleToInt("@floor", my_floor, &env);
+    new DoubleToInt("@ceil", my_ceil, &env);
+    new DoubleDoubleToDouble("@pow", pow_of, &env);
+    new RandFloat(&env);
+    new RandInt(&env);
+    new LibraryFunction("@random", 0, simple_random, &env, false);
     new Between(&env);
     new Approx(&env);
 }

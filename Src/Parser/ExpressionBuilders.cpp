@@ -105,6 +105,13 @@ ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, cons
     return std::make_unique<WithExpression>(std::move(bindings), std::move(body), driver.keep(loc));
 }
 
+void fun_definition(ParseDriver& driver, const std::string& name, const StringList& parameters, ExpPtr body,
+                    const yy::location& loc) {
+    GlobalEnvironment* env = driver.eval() ? driver.eval()->global_env() : nullptr;
+    if (!env) return;
+    new UserFunction(name, parameters, std::move(body), env, driver.keep(loc));
+}
+
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc) {
     ActionPtr action = Gfwd::make(driver.build(), "", nullptr, {}, std::move(body), nullptr, {}, &loc);
     return std::make_unique<ActionAsExpression>(driver.eval(), std::move(action), driver.keep(loc));

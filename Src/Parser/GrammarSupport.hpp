@@ -132,6 +132,10 @@ ExpPtr comprehension_over(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr s
 ExpPtr comprehension_range(ParseDriver& driver, ExpPtr body, VarPtr var, ExpPtr from, ExpPtr to,
                            ExpPair step_guard, const yy::location& loc);
 ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, const yy::location& loc);
+// "@fun_def @name($x, $y) { body }": a user function registered in the
+// global environment (a later definition of the name replaces it).
+void fun_definition(ParseDriver& driver, const std::string& name, const StringList& parameters, ExpPtr body,
+                    const yy::location& loc);
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc);
 ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc);
 

@@ -97,6 +97,9 @@ public:
     Environment* exe_environment(unsigned long id, unique_identifier uid) const override;
     Value fire_action(Action& action, double position) override;
     std::unique_ptr<TempoOscillator> make_tempo_oscillator() const override;
+    std::vector<std::pair<double, double>> score_tempi() const override;
+    std::vector<ScoreEventView> score_events() const override;
+    std::string score_filename() const override;
 
     // ---- the score being run (the engine's; may be null) ----
     Score* score = nullptr;
