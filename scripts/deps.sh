@@ -9,7 +9,7 @@ packages=(
   liboscpack-dev libfftw3-dev libsndfile1-dev libjack-jackd2-dev
   librtmidi-dev libcli11-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  liblo-tools jackd2
+  liblo-tools jackd2 puredata-dev puredata-core
   clang libclang-rt-14-dev
 )
 

@@ -69,6 +69,7 @@ void cadenzium_core::cadenzium_init() {
         cadenzium_init_preloaded();
         return;
     }
+    close_channels();
     {
         EnvironmentLock lock(rt);
         rt.Killall();

@@ -4,6 +4,7 @@
 
 #include "Base/Console.hpp"
 #include "Parser/ParseDriver.hpp"
+#include "RunTime/ChannelPort.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/Firing.hpp"
 #include "RunTime/HostPort.hpp"
@@ -30,6 +31,7 @@ void cadenzium_core::drop_score(std::unique_ptr<Score>& score) {
 bool cadenzium_core::ScoreParsing(const std::string& path) {
     const ConsoleScope scope(&rt.console);
     cadenzium_stop();
+    close_channels();
     Reading reading;
     {
         EnvironmentLock lock(rt);
@@ -55,6 +57,12 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     tempo.TempoUpdate(loaded->initial_tempo());
     port.score_loaded();
     return true;
+}
+
+// Before the environment lock: the receivers' threads take it, and closing
+// them waits for their end.
+void cadenzium_core::close_channels() {
+    if (ChannelPort* channels = port.channels()) channels->reset();
 }
 
 void cadenzium_core::report_loaded_score() {
