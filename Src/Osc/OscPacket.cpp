@@ -79,6 +79,27 @@ void check_layout(const char* data, std::size_t size) {
     }
 }
 
+std::int32_t int32_at(const char* data, std::size_t at) {
+    const auto* b = reinterpret_cast<const unsigned char*>(data + at);
+    return static_cast<std::int32_t>(std::uint32_t{b[0]} << 24 | std::uint32_t{b[1]} << 16 |
+                                     std::uint32_t{b[2]} << 8 | b[3]);
+}
+
+// Each element of a bundle has a size of its own that fits in what is
+// left. oscpack walks the elements by their sizes and loops forever on a
+// negative one.
+void check_bundle(const char* data, std::size_t size) {
+    constexpr std::size_t kHeader = 16; // "#bundle\0" and the time tag
+    if (size < kHeader) throw osc::MalformedBundleException("bundle too short");
+    for (std::size_t at = kHeader; at < size;) {
+        if (size - at < 4) throw osc::MalformedBundleException("bundle element size beyond the bundle");
+        const std::int32_t n = int32_at(data, at);
+        if (n < 0 || n % 4 != 0 || static_cast<std::size_t>(n) > size - at - 4)
+            throw osc::MalformedBundleException("bad bundle element size");
+        at += 4 + static_cast<std::size_t>(n);
+    }
+}
+
 void collect_bundle(const osc::ReceivedBundle& bundle, std::vector<osc::ReceivedMessage>& out, int depth) {
     if (depth > kDeepestBundle) throw osc::MalformedBundleException("bundles nest too deep");
     for (auto e = bundle.ElementsBegin(); e != bundle.ElementsEnd(); ++e)
@@ -86,9 +107,10 @@ void collect_bundle(const osc::ReceivedBundle& bundle, std::vector<osc::Received
 }
 
 void collect(const osc::ReceivedPacket& packet, std::vector<osc::ReceivedMessage>& out, int depth) {
-    if (packet.IsBundle())
+    if (packet.IsBundle()) {
+        check_bundle(packet.Contents(), static_cast<std::size_t>(packet.Size()));
         collect_bundle(osc::ReceivedBundle(packet), out, depth);
-    else {
+    } else {
         check_layout(packet.Contents(), static_cast<std::size_t>(packet.Size()));
         out.emplace_back(packet);
     }

@@ -135,9 +135,10 @@ std::vector<std::string> damaged_datagrams() {
         // A string with no terminating zero.
         std::string truncated = good.substr(0, 8) + ",s\0\0" + std::string(4 + 4 * (i % 5), 'x');
         all.push_back(truncated);
-        // A bundle whose element claims more bytes than it has.
+        // A bundle whose element claims more bytes than it has, or a
+        // negative number of them.
         std::string bundle = std::string("#bundle\0", 8) + std::string(8, '\0');
-        const uint32_t claim = static_cast<uint32_t>(good.size() + 4 + i);
+        const uint32_t claim = i % 2 ? static_cast<uint32_t>(good.size() + 4 + i) : 0xfffffffcu;
         bundle += {static_cast<char>(claim >> 24), static_cast<char>(claim >> 16),
                    static_cast<char>(claim >> 8), static_cast<char>(claim)};
         all.push_back(bundle + good);
