@@ -27,8 +27,13 @@ std::size_t string_end(const char* data, std::size_t size, std::size_t at) {
     std::size_t i = at;
     while (i < size && data[i] != '\0')
         ++i;
-    if (i >= size || padded(i + 1) > size) malformed("unterminated string");
-    return padded(i + 1);
+    const std::size_t end = padded(i + 1);
+    if (i >= size || end > size) malformed("unterminated string");
+    // oscpack finds the end of a string by its padding: padding that is
+    // not zero makes it read beyond the packet.
+    for (std::size_t p = i + 1; p < end; ++p)
+        if (data[p] != '\0') malformed("string padding not zero");
+    return end;
 }
 
 std::size_t argument_size(char tag, const char* data, std::size_t size, std::size_t at) {
@@ -69,7 +74,8 @@ std::size_t argument_size(char tag, const char* data, std::size_t size, std::siz
 // iterators would then read beyond it.
 void check_layout(const char* data, std::size_t size) {
     std::size_t at = string_end(data, size, 0);
-    if (at >= size || data[at] != ',') return;
+    if (at >= size) return;
+    if (data[at] != ',') malformed("type tags missing");
     const std::size_t tags = at + 1;
     at = string_end(data, size, at);
     for (std::size_t t = tags; data[t] != '\0'; ++t) {
