@@ -1,7 +1,7 @@
 // Every thread of the engine at once, for minutes: OSC messages arriving on
-// a receiver's port, MIDI notes and decoding steps from the driver, timers
-// on the scheduler thread, commands and variables set from another thread,
-// and a new score read now and then. Built with ThreadSanitizer (make tsan)
+// a receiver's port, MIDI notes and decoding steps from their own thread,
+// timers on the scheduler thread, and on the main thread commands,
+// variables set from outside and a new score read now and then. Built with ThreadSanitizer (make tsan)
 // it must run to the end without a report; it prints what it did.
 #include "Osc/OscManager.hpp"
 #include "SchedulerThread.hpp"
@@ -67,15 +67,33 @@ void play_notes(StandaloneHost& host, const std::atomic<bool>& stop, std::atomic
         }
         host.deliver_note(p, 0);
         ++notes;
-        if (i % 12 == 11) host.engine().cadenzium_start("");
     }
 }
 
-void send_commands(StandaloneHost& host, const std::atomic<bool>& stop, std::atomic<long>& commands) {
-    for (long i = 0; !stop; ++i) {
+// The main thread's share: a variable and a line of score every few
+// milliseconds, back to the top of the score every 12 notes or so, and a
+// new reading of the score (which closes the receiver's port and opens it
+// again) every 20 seconds.
+void run_commands(StandaloneHost& host, const std::string& path, Clock::time_point end,
+                  const std::atomic<long>& notes, std::atomic<long>& commands, long& readings) {
+    long rewound_at = 0;
+    auto next_reading = Clock::now() + std::chrono::seconds(20);
+    for (long i = 0; Clock::now() < end; ++i) {
         host.engine().runtime().ExternalUpdateVar("$knob", *int_value(-i));
         host.engine().StringParsing("out \"command\" " + std::to_string(i));
         ++commands;
+        if (notes - rewound_at >= 12) {
+            rewound_at = notes;
+            host.engine().cadenzium_start("");
+        }
+        if (Clock::now() >= next_reading) {
+            next_reading += std::chrono::seconds(20);
+            host.engine().ScoreParsing(path);
+            host.engine().cadenzium_start("");
+            ++readings;
+            std::printf("commands %ld, readings %ld\n", commands.load(), readings);
+            std::fflush(stdout);
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(7));
     }
 }
@@ -109,21 +127,12 @@ int main(int argc, char** argv) {
     host.engine().cadenzium_start("");
     std::thread osc([&] { send_knobs(port, stop, sent); });
     std::thread midi([&] { play_notes(host, stop, notes); });
-    std::thread cmd([&] { send_commands(host, stop, commands); });
-    while (Clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::seconds(20));
-        // A new reading closes the receiver's port and opens it again.
-        host.engine().ScoreParsing(path);
-        host.engine().cadenzium_start("");
-        ++readings;
-        std::printf("osc %ld, notes %ld, commands %ld, messages %ld, readings %ld\n", sent.load(),
-                    notes.load(), commands.load(), delivered.load(), readings);
-        std::fflush(stdout);
-    }
+    run_commands(host, path, end, notes, commands, readings);
     stop = true;
     osc.join();
     midi.join();
-    cmd.join();
+    std::printf("osc %ld, notes %ld, commands %ld, messages %ld, readings %ld\n", sent.load(), notes.load(),
+                commands.load(), delivered.load(), readings);
     host.engine().cadenzium_stop();
     std::remove(path.c_str());
     return 0;

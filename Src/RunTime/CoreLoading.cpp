@@ -90,14 +90,16 @@ bool cadenzium_core::StringParsing(const std::string& text) {
 }
 
 // Actions read from a string run at once, event by event, each in its own
-// logical instant, with the string's events as the runtime's score.
+// logical instant, with the string's events as the runtime's score: for
+// that while, under the environment lock, since instants on other threads
+// read the runtime's score.
 void cadenzium_core::fire_string_events(Score& small) {
+    EnvironmentLock lock(rt);
     Score* previous = rt.score;
     rt.score = &small;
     for (size_t i = 0; i < small.events.size(); ++i) {
         Event& e = *small.events[i];
         if (!e.action()) continue;
-        EnvironmentLock lock(rt);
         rt.set_static_context();
         rt.start_logical_instant(static_cast<int>(i));
         Fire(rt, *e.action(), e.beatcum(), 0.0, DURATION_BEATS);
