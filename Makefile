@@ -4,6 +4,7 @@
 #   make bench  build optimised, run the benchmarks (follow benchmark included)
 #   make fuzz   build the libFuzzer targets with clang (FUZZ_SECONDS=600 to run them)
 #   make soak   follow a two-hour performance of real pieces and watch the memory
+#   make tsan   build with ThreadSanitizer, run OSC, MIDI, timers and commands together
 
 JOBS        ?= $(shell nproc)
 DEBUG_DIR   := build/debug
@@ -11,8 +12,10 @@ RELEASE_DIR := build/release
 FUZZ_DIR    := build/fuzz
 DATA_DIR    ?= $(abspath ../shared/data)
 FUZZ_SECONDS ?= 60
+TSAN_DIR    := build/tsan
+TSAN_MINUTES ?= 10
 
-.PHONY: all deps build release demo test bench fuzz soak clean format
+.PHONY: all deps build release demo test bench fuzz soak tsan clean format
 
 all: build
 
@@ -42,6 +45,11 @@ bench: release
 
 soak: release
 	@$(RELEASE_DIR)/bench/follow_soak --data $(DATA_DIR)/follow --minutes 120
+
+tsan: deps
+	@cmake -S . -B $(TSAN_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCAD_TSAN=ON -DCAD_TESTS=OFF -DCAD_PD=OFF >/dev/null
+	@cmake --build $(TSAN_DIR) -j $(JOBS) --target thread_soak
+	@TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $(TSAN_DIR)/bench/thread_soak --minutes $(TSAN_MINUTES)
 
 fuzz: deps
 	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCAD_FUZZ=ON \

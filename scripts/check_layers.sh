@@ -35,6 +35,7 @@ test_floor_of() {
     parser) echo Parser ;;
     listening) echo Listening ;;
     follow | runtime | scheduler | audio) echo RunTime ;;
+    osc) echo Osc ;;
     *) echo Targets ;;
     esac
 }

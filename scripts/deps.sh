@@ -10,7 +10,7 @@ packages=(
   librtmidi-dev libcli11-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfluidsynth-dev fluid-soundfont-gm
-  liblo-tools jackd2
+  liblo-tools jackd2 puredata-dev puredata-core
   clang libclang-rt-14-dev
   gnuplot-nox
 )

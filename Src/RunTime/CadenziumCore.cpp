@@ -69,6 +69,7 @@ void cadenzium_core::cadenzium_init() {
         cadenzium_init_preloaded();
         return;
     }
+    close_channels();
     {
         EnvironmentLock lock(rt);
         rt.Killall();
@@ -126,11 +127,13 @@ void cadenzium_core::cadenzium_start(const std::string& name) {
         running = 0;
         return;
     }
+    // The decoder stops, and waits until the top of the score is in place.
+    wait_for_decoder();
+    std::lock_guard hold(align_mutex);
     const bool was_preloaded = x_netscore->preloaded;
     x_netscore->preloaded = false;
     cadenzium_init();
     x_netscore->preloaded = was_preloaded;
-    wait_for_decoder();
     running = 1;
     if (rt.switches.play_state == 0) {
         rt.switches.practice_on = false;

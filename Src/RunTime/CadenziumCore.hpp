@@ -163,6 +163,7 @@ private:
     void apply_first_event_tempo();
     void start_preloaded(const std::string& name);
     void report_loaded_score();
+    void close_channels();
     void fire_string_events(Score& small);
     void window_full();
     void apply_analysis(int window, int hop);

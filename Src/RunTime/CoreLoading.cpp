@@ -4,6 +4,7 @@
 
 #include "Base/Console.hpp"
 #include "Parser/ParseDriver.hpp"
+#include "RunTime/ChannelPort.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/Firing.hpp"
 #include "RunTime/HostPort.hpp"
@@ -30,6 +31,7 @@ void cadenzium_core::drop_score(std::unique_ptr<Score>& score) {
 bool cadenzium_core::ScoreParsing(const std::string& path) {
     const ConsoleScope scope(&rt.console);
     cadenzium_stop();
+    close_channels();
     Reading reading;
     {
         EnvironmentLock lock(rt);
@@ -57,6 +59,12 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     return true;
 }
 
+// Before the environment lock: the receivers' threads take it, and closing
+// them waits for their end.
+void cadenzium_core::close_channels() {
+    if (ChannelPort* channels = port.channels()) channels->reset();
+}
+
 void cadenzium_core::report_loaded_score() {
     const int events = x_netscore->CountEvents();
     const int actions = x_netscore->CountActions();
@@ -82,14 +90,16 @@ bool cadenzium_core::StringParsing(const std::string& text) {
 }
 
 // Actions read from a string run at once, event by event, each in its own
-// logical instant, with the string's events as the runtime's score.
+// logical instant, with the string's events as the runtime's score: for
+// that while, under the environment lock, since instants on other threads
+// read the runtime's score.
 void cadenzium_core::fire_string_events(Score& small) {
+    EnvironmentLock lock(rt);
     Score* previous = rt.score;
     rt.score = &small;
     for (size_t i = 0; i < small.events.size(); ++i) {
         Event& e = *small.events[i];
         if (!e.action()) continue;
-        EnvironmentLock lock(rt);
         rt.set_static_context();
         rt.start_logical_instant(static_cast<int>(i));
         Fire(rt, *e.action(), e.beatcum(), 0.0, DURATION_BEATS);

@@ -5,6 +5,7 @@
 #include "RunTime/CadenziumCore.hpp"
 
 #include "Base/Console.hpp"
+#include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -30,6 +31,9 @@ void cadenzium_core::follow(CadAlign& machine, const Decision& d) {
     const ConsoleScope scope(&rt.console);
     if (d.quiet) rt.update_energy(d.energy);
     if (!d.moved) return;
+    // The position moves under the environment lock: instants on other
+    // threads (OSC receivers, clocks) read it.
+    EnvironmentLock lock(rt);
     rt.inner_event = d.sub;
     accept(d.index, d.onset_time);
     machine.place_window(Position());
@@ -37,6 +41,7 @@ void cadenzium_core::follow(CadAlign& machine, const Decision& d) {
 
 void cadenzium_core::updatePosition(int pos) {
     const ConsoleScope scope(&rt.console);
+    EnvironmentLock lock(rt);
     accept(pos, GetTime());
 }
 

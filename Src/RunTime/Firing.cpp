@@ -5,6 +5,7 @@
 #include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
 #include "Exp/ValueKinds.hpp"
+#include "RunTime/ChannelPort.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/HostPort.hpp"
 #include "Tree/Assignments.hpp"
@@ -62,6 +63,10 @@ void Firing::visit(Message& a) {
     if (!runs(a)) return;
     const std::string name = a.receiver_expr ? a.receiver_expr->eval()->get_string() : a.receiver;
     if (!condition_holds(a)) return;
+    if (ChannelPort* channels = rt.port.channels(); channels && channels->takes(name)) {
+        deliver_to_channel(*channels, name, a);
+        return;
+    }
     for (std::size_t i = 0; i < a.arguments.size(); ++i) {
         if (i > 0 && a.receiver_expr) a.receiver_expr->eval();
         message* m = rt.new_message();
@@ -72,6 +77,18 @@ void Firing::visit(Message& a) {
         m->source = &a;
         rt.queue_message(m);
     }
+}
+
+// A sender or an output file takes all the argument lists at once, from
+// inside the instant: only the host's messages wait for its end.
+void Firing::deliver_to_channel(ChannelPort& channels, const std::string& name, Message& a) {
+    MessageLists lists(a.arguments.size());
+    for (std::size_t i = 0; i < a.arguments.size(); ++i) {
+        lists[i].reserve(a.arguments[i].size());
+        for (const ExpPtr& e : a.arguments[i])
+            lists[i].push_back(e->eval());
+    }
+    channels.deliver(name, lists, a);
 }
 
 // ---- calls, commands, asserts ----
@@ -108,24 +125,6 @@ void Firing::visit(CadAssert& a) {
 
 // ---- kinds not run yet ----
 
-void Firing::visit(OscSend& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(OscRecv& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(OscOn& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(OscOff& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(OpenFileAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(CloseFileAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
 void Firing::visit(DspEquation& a) {
     if (runs(a)) not_run_yet(a);
 }

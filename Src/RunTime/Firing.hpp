@@ -15,6 +15,7 @@
 #include "Tree/ActionVisitor.hpp"
 
 class Action;
+class ChannelPort;
 class Runtime;
 
 void Fire(Runtime& rt, Action& action, double date, double delay, duration_type unit);
@@ -69,6 +70,10 @@ private:
     void not_run_yet(Action& a);
     void not_run_yet(Action& a, const char* attribute);
     void start_group(Gfwd& a, cadTimer_mode how);
+    void deliver_to_channel(ChannelPort& channels, const std::string& name, Message& a);
+    // The host's channels when it has them; otherwise the action says once
+    // that it does not run.
+    ChannelPort* channels_for(Action& a);
     void fire_again(Action& child) const;
 
     Runtime& rt;

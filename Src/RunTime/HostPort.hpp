@@ -10,6 +10,7 @@
 //                   followed tempo
 //   clocks          clocks: one-shot timers of the host (null: the engine's
 //                   time is virtual, as offline)
+//   channels        channels: the score's OSC and output files (null: none)
 //   console         console: the engine's posts and errors
 //   signal          sample_rate, block_size: what frames will carry
 //   calibration     calibration: each calibrated frame's energy and fit
@@ -19,6 +20,7 @@
 
 #include <string_view>
 
+class ChannelPort;
 class Event;
 class HostClocks;
 struct message;
@@ -36,6 +38,7 @@ public:
     virtual void report_position(int index, const Event* event, double time, double tempo_bpm) = 0;
 
     virtual HostClocks* clocks() { return nullptr; }
+    virtual ChannelPort* channels() { return nullptr; }
     // By default the process's console.
     virtual void console(ConsoleLevel level, std::string_view text) { console_default(level, text); }
 

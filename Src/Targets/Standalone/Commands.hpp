@@ -47,6 +47,10 @@ struct FollowOptions {
     // Seconds a live follow lasts; 0 listens until interrupted.
     double duration = 0;
 
+    // HOST:PORT to which every message of the score that no OSC sender of
+    // the score takes is forwarded as "/receiver values..."; empty: none.
+    std::string send_osc;
+
     bool live() const { return live_audio || live_midi; }
 };
 

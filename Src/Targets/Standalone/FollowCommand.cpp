@@ -2,6 +2,8 @@
 
 #include "Base/Console.hpp"
 #include "FollowInput.hpp"
+#include "Osc/OscManager.hpp"
+#include "Osc/OscSender.hpp"
 #include "SchedulerThread.hpp"
 
 #include <cmath>
@@ -64,6 +66,23 @@ bool open_trace(const std::string& path, TraceTarget& target) {
     return true;
 }
 
+// "HOST:PORT", "PORT" or ":PORT" (the host is then this machine).
+std::unique_ptr<OscSender> open_forwarding(const std::string& peer) {
+    if (peer.empty()) return nullptr;
+    const auto colon = peer.rfind(':');
+    const std::string host = colon == std::string::npos ? "" : peer.substr(0, colon);
+    const std::string digits = colon == std::string::npos ? peer : peer.substr(colon + 1);
+    char* end = nullptr;
+    const long port = std::strtol(digits.c_str(), &end, 10);
+    if (digits.empty() || *end != '\0' || port < 1 || port > 65535) {
+        error("cadenzium: --send-osc takes HOST:PORT with a port from 1 to 65535 (got '%s')", peer.c_str());
+        return nullptr;
+    }
+    auto sender = std::make_unique<OscSender>(host, static_cast<int>(port));
+    if (!sender->is_open()) return nullptr;
+    return sender;
+}
+
 } // namespace
 
 bool override_profile(ListeningProfile& profile, const std::vector<std::string>& settings) {
@@ -105,8 +124,15 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     std::unique_ptr<SchedulerThread> clocks = realtime ? std::make_unique<SchedulerThread>() : nullptr;
     TraceTarget trace;
     std::optional<FollowReport> reporting;
+    const std::unique_ptr<OscSender> forwarding = open_forwarding(options.send_osc);
+    if (!options.send_osc.empty() && !forwarding) return 1;
     StandaloneHost host(clocks.get());
     cadenzium_core& engine = host.engine();
+    // The score's channels end (their listening threads with them) before
+    // the engine does.
+    OscManager channels(engine.runtime());
+    host.set_channels(&channels);
+    host.forward_to(forwarding.get());
     if (options.verbosity != 0) engine.cadenzium_verbosity(options.verbosity);
     ListeningProfile profile = input->profile(options);
     if (!override_profile(profile, options.listening)) return 1;

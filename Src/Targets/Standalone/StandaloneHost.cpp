@@ -1,5 +1,8 @@
 #include "StandaloneHost.hpp"
 
+#include "Osc/OscSender.hpp"
+#include "RunTime/Environment_RunTime.hpp"
+
 #include <thread>
 
 StandaloneHost::StandaloneHost(HostClocks* clocks)
@@ -22,10 +25,13 @@ void StandaloneHost::listen_by_audio(int rate, int block_samples) {
 }
 
 void StandaloneHost::report_position(int index, const Event* event, double time, double tempo_bpm) {
+    const std::lock_guard<std::mutex> hold(report_mutex);
     if (position_sink) position_sink(index, event, time, tempo_bpm);
 }
 
 void StandaloneHost::send_message(const message& m) {
+    if (forward) forward->send("/" + m.receiver, {m.values});
+    const std::lock_guard<std::mutex> hold(report_mutex);
     if (message_sink) message_sink(m);
 }
 

@@ -9,7 +9,10 @@
 
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <string>
+
+class OscSender;
 
 class StandaloneHost : public HostPort {
 public:
@@ -25,6 +28,7 @@ public:
     void send_message(const message& m) override;
     void report_position(int index, const Event* event, double time, double tempo_bpm) override;
     HostClocks* clocks() override { return host_clocks; }
+    ChannelPort* channels() override { return score_channels; }
     float sample_rate() const override { return sample_rate_hz; }
     float block_size() const override { return block; }
 
@@ -40,6 +44,12 @@ public:
     // Where the score's messages go, in the order of their instants.
     using MessageSink = std::function<void(const message&)>;
     void on_message(MessageSink sink) { message_sink = std::move(sink); }
+
+    // The score's OSC channels and files (they outlive the engine's runs),
+    // and a peer to which every message the host gets is forwarded as
+    // "/receiver values...". Both outlive the host's use of them.
+    void set_channels(ChannelPort* channels) { score_channels = channels; }
+    void forward_to(const OscSender* peer) { forward = peer; }
 
     // ---- time ----
     // Offline the engine's clocks are virtual and the driver moves time on:
@@ -66,6 +76,11 @@ private:
     float sample_rate_hz = 44100.0f;
     PositionSink position_sink;
     MessageSink message_sink;
+    ChannelPort* score_channels = nullptr;
+    const OscSender* forward = nullptr;
+    // Reports come from the driver's thread, the clocks' and the OSC
+    // receivers': one at a time.
+    std::mutex report_mutex;
     bool wall_clock = false;
     std::chrono::steady_clock::time_point wall_origin;
     // Last: built once the port's settings are in place.

@@ -56,6 +56,8 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
     cmd.add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
     cmd.add_option("--tail", follow.tail,
                    "Seconds the follower and the electronics go on after the last note, up to an hour");
+    cmd.add_option("--send-osc", follow.send_osc,
+                   "Forward every message of the score to HOST:PORT by OSC, as /receiver values...");
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     add_verbosity(cmd, follow.verbosity);
 }

@@ -1,0 +1,34 @@
+// The object's named outlets, made from the box's "@OUTLET" names from left
+// to right, and what the engine reports through them at each position.
+#pragma once
+
+#include "PdApi.hpp"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+class Event;
+
+// The outlets this object knows, with their help text.
+const char* outlet_assist(const std::string& name);
+
+class PdOutlets {
+public:
+    // Makes the outlets named in `names` on `owner`, left to right; a name
+    // the object does not know is reported and skipped.
+    void make(t_object* owner, const std::vector<std::string>& names, bool audio_input);
+
+    // Null when the object has no outlet of that name.
+    t_outlet* find(const char* name) const;
+    const std::vector<std::pair<std::string, t_outlet*>>& all() const { return outlets; }
+
+    // A position accepted: its outlets, right to left as Pd's order wants,
+    // with MAIN (the event's index) last.
+    void position(int index, const Event* event, double time, double tempo_bpm, bool last_event);
+    void loadbang() const;
+
+private:
+    void out_float(const char* name, double v) const;
+    std::vector<std::pair<std::string, t_outlet*>> outlets;
+};

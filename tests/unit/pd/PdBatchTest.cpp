@@ -1,0 +1,205 @@
+// The object cadenzium~ inside Pure Data, run by `pd -nogui -batch`: the
+// golden traces of the standalone program, played into the object by MIDI,
+// give the same positions and the same messages at the patch's receivers;
+// a recording played into its signal inlet gives the positions the program
+// finds in it; box flags, messages and reports behave as in a patch.
+#include "PdBatch.hpp"
+#include "Commands.hpp"
+#include "Synth.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kCorpus = fs::path(CAD_TESTS_DIR) / "scores" / "traces";
+
+class Folder {
+public:
+    Folder() {
+        static int counter = 0;
+        path = fs::temp_directory_path() /
+               ("cadenzium-pd-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+        fs::create_directories(path);
+    }
+    ~Folder() {
+        std::error_code ec;
+        fs::remove_all(path, ec);
+    }
+    void write(const std::string& name, const std::string& text) const { std::ofstream(path / name) << text; }
+    fs::path path;
+};
+
+std::string number_text(double v) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%g", v);
+    return buffer;
+}
+
+// What Pd prints: "MAIN: 3" for a position, "message: print one" for a
+// receiver's message; the rest of its console is left out.
+std::vector<std::string> positions_and_messages(const PdRun& run) {
+    std::vector<std::string> got;
+    for (const std::string& line : run.lines) {
+        if (line.rfind("MAIN: ", 0) == 0) got.push_back("position " + line.substr(6));
+        if (line.rfind("message: ", 0) == 0) got.push_back("message " + line.substr(9));
+    }
+    return got;
+}
+
+// The same from a trace of the program.
+std::vector<std::string> positions_and_messages(const std::string& jsonl,
+                                                std::vector<std::string>* receivers) {
+    std::vector<std::string> want;
+    std::istringstream in(jsonl);
+    for (std::string line; std::getline(in, line);) {
+        const nlohmann::json j = nlohmann::json::parse(line);
+        if (j["type"] == "position") want.push_back("position " + std::to_string(j["index"].get<int>()));
+        if (j["type"] != "message") continue;
+        std::string text = "message " + j["receiver"].get<std::string>();
+        for (const auto& a : j["args"])
+            text += " " + (a.is_number()    ? number_text(a.get<double>())
+                           : a.is_boolean() ? a.dump()
+                                            : a.get<std::string>());
+        want.push_back(text);
+        if (receivers && std::find(receivers->begin(), receivers->end(), j["receiver"]) == receivers->end())
+            receivers->push_back(j["receiver"]);
+    }
+    return want;
+}
+
+std::string read_file(const fs::path& p) {
+    std::ifstream in(p);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::vector<std::string> corpus_cases() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(kCorpus))
+        if (fs::exists(entry.path() / "expected.jsonl")) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class PdCorpus : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(PdCorpus, TheObjectFollowsAsTheProgramDoes) {
+    const fs::path dir = kCorpus / GetParam();
+    Folder f;
+    f.write("score.cad", read_file(dir / "score.cad"));
+    PdPatch patch;
+    // The program hears MIDI as a pianist plays: the same settings here.
+    patch.setup = {"inference_occupancymodel_set 0.2", "midienvelope 100 0.5 1000"};
+    const std::vector<std::string> want =
+        positions_and_messages(read_file(dir / "expected.jsonl"), &patch.receivers);
+    patch.notes = read_notes(dir / "performance.txt");
+    double end = 0;
+    for (const PdNote& n : patch.notes)
+        end = std::max(end, n.onset + n.duration);
+    patch.seconds = end + 2.0;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    EXPECT_EQ(positions_and_messages(run), want) << run.console;
+    EXPECT_NE(std::find(run.lines.begin(), run.lines.end(), "LOADBANG: bang"), run.lines.end())
+        << run.console;
+}
+
+INSTANTIATE_TEST_SUITE_P(Traces, PdCorpus, ::testing::ValuesIn(corpus_cases()), [](const auto& info) {
+    std::string name = info.param;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+});
+
+const char* const kThreeNotes =
+    "BPM 60\nNOTE C4 1 first\n  print one\nNOTE D4 1\n  nobody 1\nNOTE E4 1 last\n"
+    "  print $x\n";
+
+std::vector<PdNote> three_notes() {
+    return {{0.5, 60, 0.8, 80}, {1.5, 62, 0.8, 80}, {2.5, 64, 0.8, 80}};
+}
+
+TEST(PdObject, OutletsReportEachPositionAndAMissingReceiverIsNamedWithItsPlace) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    PdPatch patch;
+    patch.box = "cadenzium~ @INLET MIDI @OUTLET MAIN TEMPO LABEL LOADBANG ENDBANG BEATNUM NOTENUM";
+    patch.receivers = {"print"};
+    patch.notes = three_notes();
+    patch.commands = {"setvar $x 7"};
+    patch.seconds = 4;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    const std::vector<std::string> want{"position 0", "position 1", "message print one",
+                                        "position 2", "position 3", "message print 7"};
+    EXPECT_EQ(positions_and_messages(run), want) << run.console;
+    const std::string& c = run.console;
+    EXPECT_NE(c.find("LABEL: symbol first"), std::string::npos) << c;
+    EXPECT_NE(c.find("LABEL: symbol last"), std::string::npos) << c;
+    EXPECT_NE(c.find("NOTENUM: 62"), std::string::npos) << c;
+    EXPECT_NE(c.find("BEATNUM: 2"), std::string::npos) << c;
+    EXPECT_NE(c.find("ENDBANG: bang"), std::string::npos) << c;
+    EXPECT_NE(c.find("Cadenzium~ - Unable to forward to non-existing \"nobody\" on line 5, chars"),
+              std::string::npos)
+        << c;
+}
+
+TEST(PdObject, BoxFlagsSetAttributesAndUnknownWordsAreReported) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    PdPatch patch;
+    patch.box = "cadenzium~ @INLET MIDI @OUTLET MAIN NOWHERE @suivi 0 @colour 3";
+    patch.notes = three_notes();
+    patch.seconds = 4;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    EXPECT_EQ(positions_and_messages(run), std::vector<std::string>{"position 0"}) << "the follower is off";
+    EXPECT_NE(run.console.find("Cadenzium~: Outlet NOWHERE not supported!"), std::string::npos)
+        << run.console;
+    EXPECT_NE(run.console.find("Cadenzium~: Argument @colour not supported!"), std::string::npos)
+        << run.console;
+}
+
+// A recording of the three notes, played into the signal inlet, and the
+// same recording followed by the program.
+TEST(PdObject, AudioThroughTheSignalInletGivesThePositionsTheProgramFinds) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    std::vector<SynthNote> notes;
+    for (const PdNote& n : three_notes())
+        notes.push_back({n.onset, {static_cast<float>(n.pitch)}, n.duration, static_cast<float>(n.velocity)});
+    ASSERT_TRUE(write_sound_file((f.path / "perf.wav").string(), synthesize(notes, 44100), 44100));
+
+    FollowOptions o;
+    o.score = (f.path / "score.cad").string();
+    o.audio = (f.path / "perf.wav").string();
+    o.trace = (f.path / "trace.jsonl").string();
+    o.quiet = true;
+    std::ostringstream out;
+    ASSERT_EQ(run_follow(o, out), 0);
+    std::vector<std::string> want;
+    for (const std::string& line : positions_and_messages(read_file(f.path / "trace.jsonl"), nullptr))
+        if (line.rfind("position", 0) == 0) want.push_back(line);
+    ASSERT_GE(want.size(), 3u);
+
+    PdPatch patch;
+    patch.box = "cadenzium~";
+    patch.sound = "perf.wav";
+    patch.seconds = 5;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    std::vector<std::string> got;
+    for (const std::string& line : positions_and_messages(run))
+        if (line.rfind("position", 0) == 0) got.push_back(line);
+    EXPECT_EQ(got, want) << run.console;
+}
+
+} // namespace
