@@ -6,7 +6,7 @@
 #include "FollowRender.hpp"
 #include "Listening/CadAlign.hpp"
 #include "FollowInput.hpp"
-#include "ListeningProfile.hpp"
+#include "RunTime/ListeningProfile.hpp"
 #include "MidiFile.hpp"
 #include "MidiFollower.hpp"
 #include "StandaloneHost.hpp"

@@ -5,7 +5,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
-#include "ListeningProfile.hpp"
+#include "RunTime/ListeningProfile.hpp"
 #include "StandaloneHost.hpp"
 #include "Base/Console.hpp"
 #include "Tree/Event.hpp"

@@ -5,7 +5,7 @@
 // grows after the first minutes: memory must depend on the score, not on
 // how long the musician plays.
 #include "Base/Console.hpp"
-#include "ListeningProfile.hpp"
+#include "RunTime/ListeningProfile.hpp"
 #include "MidiFile.hpp"
 #include "MidiFollower.hpp"
 #include "StandaloneHost.hpp"

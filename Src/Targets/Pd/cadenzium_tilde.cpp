@@ -4,6 +4,7 @@
 #include "PdObject.hpp"
 
 #include "Base/Console.hpp"
+#include "RunTime/ListeningProfile.hpp"
 
 #include "PdApi.hpp"
 
@@ -181,6 +182,19 @@ void cadenzium_occupancy(t_cadenzium* x, t_floatarg v) {
 void cadenzium_midienvelope(t_cadenzium* x, t_floatarg release_ms, t_floatarg level, t_floatarg sustain_ms) {
     x->host->engine().get_align().midi_envelope_set(release_ms, level, sustain_ms);
 }
+// "profile piano_midi|piano_audio|design": the listening settings the
+// program uses for a pianist by MIDI or by audio, or the engine's own.
+void cadenzium_profile(t_cadenzium* x, t_symbol* name) {
+    const std::string which = name->s_name;
+    if (which == "piano_midi")
+        apply_listening_profile(x->host->engine(), piano_midi_profile());
+    else if (which == "piano_audio")
+        apply_listening_profile(x->host->engine(), piano_audio_profile());
+    else if (which == "design")
+        apply_listening_profile(x->host->engine(), design_profile());
+    else
+        pd_error(x, "cadenzium~: unknown profile '%s' (piano_midi, piano_audio or design)", which.c_str());
+}
 void cadenzium_harmlist(t_cadenzium* x, t_symbol*, int argc, t_atom* argv) {
     std::vector<double> list;
     for (int i = 0; i < argc; ++i)
@@ -261,6 +275,8 @@ void add_methods() {
     class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_midienvelope),
                     gensym("midienvelope"), A_FLOAT, A_FLOAT, A_FLOAT, 0);
     class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_actions), gensym("actions"),
+                    A_SYMBOL, 0);
+    class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_profile), gensym("profile"),
                     A_SYMBOL, 0);
 }
 

@@ -7,7 +7,7 @@
 
 #include "Commands.hpp"
 #include "FollowReport.hpp"
-#include "ListeningProfile.hpp"
+#include "RunTime/ListeningProfile.hpp"
 #include "StandaloneHost.hpp"
 
 #include <memory>

@@ -3,7 +3,7 @@
 // rate (and once paced by the wall clock), with the score's actions firing.
 #include "Commands.hpp"
 #include "ConsoleCapture.hpp"
-#include "ListeningProfile.hpp"
+#include "RunTime/ListeningProfile.hpp"
 #include "PerformanceFiles.hpp"
 #include "ScoreFiles.hpp"
 

@@ -1,4 +1,4 @@
-#include "ListeningProfile.hpp"
+#include "RunTime/ListeningProfile.hpp"
 
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
