@@ -29,6 +29,9 @@ struct FollowOptions {
     double tail = 2.0;
     // Listen with the engine's defaults rather than the piano profile.
     bool design_listening = false;
+    // A label, or a beat: the follow starts there, the score's actions run
+    // up to it first (a MIDI file followed offline only).
+    std::string start;
 
     std::string audio; // a sound file (WAV, AIFF, FLAC...), first channel
     // Live audio through JACK: the engine runs in the process callback of

@@ -54,6 +54,8 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
     cmd.add_option("--trace", follow.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
     cmd.add_option("--tail", follow.tail,
                    "Seconds the follower and the electronics go on after the last note, up to an hour");
+    cmd.add_option("--start", follow.start,
+                   "Start from LABEL or BEAT, the score's actions run up to it first (MIDI file, offline)");
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     add_verbosity(cmd, follow.verbosity);
 }
