@@ -68,7 +68,7 @@ void TimeBase::init_at(double t) {
 // Without a host the clocks stay virtual: there is nothing to hand over.
 void TimeBase::set_normal_mode() {
     if (!fastforward.exchange(false)) return;
-    if (host) queue.reschedule_all();
+    if (host) queue.reschedule_all(0.001 * host->clock_getftime());
 }
 
 void TimeBase::Reset_all() {

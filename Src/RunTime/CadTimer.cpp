@@ -19,11 +19,6 @@ double tempo_or(double tempo, double fallback) {
     return tempo > 0.0 ? tempo : fallback;
 }
 
-double rt_tempo(const GlobalEnvironment& env) {
-    const Value& t = env.vars[env.rt_tempo_index].newest();
-    return t->is_undef() ? -1.0 : t->get_double();
-}
-
 } // namespace
 
 CadTimer::CadTimer(t_scheduler* sched)
@@ -46,6 +41,7 @@ CadTimer::CadTimer(Runtime& runtime, Bloc& b, double start, const Expression* en
     wait_index = runtime.current_event ? runtime.current_event->index() : 0;
     take_life_limits();
     father = runtime.get_exe();
+    take_tempo();
     abort_handler = runtime.handlers_firing > 0 ? 1 : 0;
     if (!runtime.admit_timer() || over_before_start()) {
         execution->end();
@@ -59,6 +55,7 @@ CadTimer::CadTimer(Runtime& runtime, Bloc& b, double start, const Expression* en
 
 CadTimer::~CadTimer() {
     stop_waiting();
+    detach_tempo_vars();
     if (rt && !dead_on_arrival) {
         unregister_active();
         notify_father_child_is_deleted();
@@ -103,17 +100,15 @@ double CadTimer::seconds_in_beats(double seconds, double, double, double tempo) 
     return seconds * tempo_or(tempo, local_tempo) / 60.0;
 }
 
+// A tempo of zero stops the beats: their seconds never come.
 double CadTimer::beats_in_seconds(double beats, double, double, double tempo) const {
-    return beats * 60.0 / tempo_or(tempo, local_tempo);
+    const double s = beats * 60.0 / tempo_or(tempo, local_tempo);
+    return std::isfinite(s) ? s : 8.988465674311578e+304;
 }
 
 void CadTimer::real_beat_position(double pos) {
     last_pos = pos;
     last_ref_time = now();
-}
-
-double CadTimer::get_local_tempo(double, double) {
-    return local_tempo;
 }
 
 double CadTimer::now() const {
@@ -154,10 +149,7 @@ void CadTimer::start_run() {
     last_pos = date;
     last_ref_time = now();
     last_env_pos = rnow();
-    if (rt) {
-        last_tempo = rt_tempo(rt->env);
-        local_tempo = tempo_or(last_tempo, local_tempo);
-    }
+    if (rt) refresh_tempo();
 }
 
 bool CadTimer::stop_run() {
@@ -171,6 +163,7 @@ bool CadTimer::stop_run() {
 bool CadTimer::terminate() {
     if (!finished) {
         stop_waiting();
+        detach_tempo_vars();
         waited_vars.clear();
         finished = 1;
     }
@@ -183,6 +176,10 @@ void CadTimer::stop_waiting() {
     if (pending_type != SCHED_NONE) {
         if (sched) sched->Reset(this, pending_type);
         pending_type = SCHED_NONE;
+    }
+    if (position_var) {
+        position_var->detach(this, UPDATE_POS);
+        position_var = nullptr;
     }
     if (awaited_event == -1) return;
     for (var_management* vm : waited_vars)
@@ -227,13 +224,10 @@ void CadTimer::schedule(double delay, duration_type unit) {
         error("Bad duration (%d) in schedule action", static_cast<int>(id));
         return;
     }
-    if (unit == DURATION_SECONDS) {
-        pending_type = SCHED_ABSOLUTE;
-        sched->insertAbsoluteTimer(this, delay);
-        return;
-    }
-    pending_type = SCHED_RELATIVE;
-    sched->insertRelativeTimer(this, delay);
+    if (tight_step())
+        schedule_tight(delay, unit);
+    else
+        schedule_loose(delay, unit);
 }
 
 // A step not yet due is scheduled for what remains of it: in beats, the

@@ -37,6 +37,14 @@ enum sched_type : std::uint8_t {
 // missed, or simulated.
 enum cadTimer_mode : int { MODE_NORMAL = 0, MODE_LATE = 1, MODE_SIMULATION = 2 };
 
+// The tempo a timer counts its beats with: a constant of its scope
+// ("@tempo 120"), the followed tempo (no scope of its own), or one read
+// again and again from its scope's expression ("@tempo $t * 2").
+enum tempo_kind_t : std::uint8_t { TEMPO_CONSTANT = 0, TEMPO_FOLLOWED = 1, TEMPO_DYNAMIC = 2 };
+
+// The admissible range of a tempo of a scope, in BPM.
+constexpr double MAX_LOCAL_TEMPO = 6000.0;
+
 class CadTimer : public VarObserver {
 public:
     // A bare timer, for the scheduler alone.
@@ -64,8 +72,9 @@ public:
         else
             callback(nullptr);
     }
-    // The score position moved to event `pos` (timers waiting on events).
-    virtual void UpdatePosition(int) {}
+    // The score position moved to event `pos`: a tight step waiting on an
+    // event goes on when that event is reached, late when it was skipped.
+    virtual void UpdatePosition(int pos);
     // A variable the timer observes changed: a notification, a move of the
     // position, or a change of the tempo it counts with.
     void var_changed(VAR_CALLBACK kind, int event_index, var_management& var) override;
@@ -82,14 +91,15 @@ public:
     // Records that the timer stands at beat `pos` now: `last_pos` and
     // `last_ref_time` become the reference of the next conversion.
     virtual void real_beat_position(double pos);
-    // The tempo (BPM) of the timer's scope at position `pos`, from `ref`.
+    // The tempo (BPM) of the timer's scope at position `pos`, from `ref`:
+    // for a dynamic tempo, its expression read now in the timer's context.
     virtual double get_local_tempo(double pos, double ref);
     // True when the tempo comes from an expression of variables (`@tempo`
     // on a variable expression): the local list refreshes it at each
     // insertion, and a change of those variables reschedules the timer.
-    virtual bool has_expression_tempo() const { return false; }
-    // Attaches the timer to the variables of its tempo expression.
-    virtual void attach_tempo_vars() {}
+    virtual bool has_expression_tempo() const { return tempo_kind == TEMPO_DYNAMIC && tempo_expr; }
+    // Attaches the timer to the variables of its tempo expression, once.
+    virtual void attach_tempo_vars();
 
     // ---- time ----
     // The environment's logical now (seconds), rnow and rcnow (beats).
@@ -125,6 +135,19 @@ public:
     // The same for a step whose date may lie in the past: a past date is
     // due now, in late mode.
     void schedule_late(double delay, duration_type unit);
+    // A delay as a delay: seconds on the absolute list; beats on the list
+    // of the timer's tempo kind (relative, absolute at a constant tempo,
+    // local for a dynamic one).
+    void schedule_loose(double delay, duration_type unit);
+    // A delay anchored to the score: the step waits for the last event
+    // before its date, then for what remains after that event's arrival.
+    void schedule_tight(double delay, duration_type unit);
+    // Whether the next step is anchored to the score ("@tight", "@ante",
+    // "@post" on the timer's action).
+    virtual bool tight_step() const;
+    // A tight step waiting for event `index`: the position's moves reach
+    // UpdatePosition.
+    void wait_event(int index);
 
     // Fires the actions of `group` (those `enabled` selects; empty: all) at
     // this timer's date in its context, in time or late; stops when the
@@ -171,6 +194,16 @@ public:
     double late = 0.0;
     duration_type late_unit = DURATION_BEATS;
     int awaited_event = -1;
+    // Of a tight step: the beats that remain after the awaited event, -1.0
+    // when none.
+    double local_delay = -1.0;
+    // The tempo of the timer's scope: its kind, and for a dynamic tempo the
+    // expression read and the variables whose changes reschedule the timer.
+    std::uint8_t tempo_kind = TEMPO_FOLLOWED;
+    const Expression* tempo_expr = nullptr;
+    std::vector<var_management*> tempo_vars;
+    // $BEAT_POS, while a tight step waits on an event.
+    var_management* position_var = nullptr;
     std::set<var_management*> waited_vars;
     std::uint8_t finished = 0;
     std::uint8_t dead_on_arrival = 0;
@@ -196,6 +229,14 @@ private:
     // the timer ended meanwhile (it may then be gone).
     bool fire_abort_handler();
     void take_life_limits();
+    // The tempo of the timer's own scope ("@tempo"), else its father's.
+    void take_tempo();
+    void take_constant_tempo();
+    // At each wake-up: the tempo the step counts with, and its reference.
+    void refresh_tempo();
+    double evaluated_tempo();
+    void detach_tempo_vars();
+    void attach_beat_position();
     bool over_before_start() const;
     void register_active();
     void unregister_active();

@@ -125,6 +125,24 @@ public:
     int lastPosition() const;
     int lastAction() const;
 
+    // ---- transport: the position moved by command ----
+    // The beat of the event labelled `label`, -1.0 (reported) when none.
+    double cadenzium_label_to_pos(const std::string& label);
+    // Places the position just before the first event at or after `beat`
+    // (or the event labelled `label`), its actions not fired: the follower
+    // waits for that event.
+    void cadenzium_gotobeat(double beat);
+    void cadenzium_gotolabel(const std::string& label);
+    // One event on or back, its actions fired.
+    void cadenzium_nextEvent();
+    void cadenzium_previousEvent();
+    // Runs the score from its start up to `beat` in virtual time, every
+    // action included (its messages dropped when `silent`), and waits just
+    // before the event there. Returns that event's index, or -1.
+    int cadenzium_fastforward(double beat, bool silent);
+    void cadenzium_startfrombeat(double beat);
+    void cadenzium_startfromlabel(const std::string& label);
+
     // ---- switches ----
     void cadenzium_suivi(bool on);
     void cadenzium_actionsOnOff(bool on);
@@ -160,6 +178,14 @@ public:
 
 private:
     void wait_for_decoder();
+    // The first event at or after `beat`, the decoder stopped; -1 (reported)
+    // when there is none.
+    int find_index_and_lock(double beat);
+    // The position just before event `index`, with no action fired.
+    void finalize_positionning(int index);
+    // The events of the score up to `target` heard in turn on the virtual
+    // clock, each after its written duration at its tempo.
+    bool forward_through(int target);
     void apply_first_event_tempo();
     void start_preloaded(const std::string& name);
     void report_loaded_score();

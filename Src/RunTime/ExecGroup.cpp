@@ -165,6 +165,13 @@ bool exec_group::late_step_continues(double d, duration_type unit) {
     return false;
 }
 
+bool exec_group::tight_step() const {
+    if (CadTimer::tight_step()) return true;
+    if (step >= group->actions.size()) return false;
+    const Action& child = *group->actions[step];
+    return child.tight || child.ante || child.post;
+}
+
 void exec_group::cancel_action(const std::string& label) {
     for (std::size_t i = 0; i < group->actions.size(); ++i)
         if (group->actions[i]->get_label() == label) enabled[i] = false;

@@ -89,20 +89,18 @@ void VirtualTime::Reset_all() {
     --reset_waiters;
 }
 
-// The time base is set so that the host's time 0 reads as the virtual now,
-// and each pending entry is armed on the host with its date minus the
-// hand-over date, the value as the queue holds it: seconds, which the host
-// reads as milliseconds, so the wake-up comes early.
-void VirtualTime::reschedule_all() {
+// The logical time goes on from the hand-over date: the host's present
+// (`host_now`, seconds) reads as the virtual now. Each pending entry is armed
+// on the host for what remains of it, in the milliseconds the host counts.
+void VirtualTime::reschedule_all(double host_now) {
     const double old = virtual_now_s.load();
-    virtual_now_s.store(0.0 - old);
-    start_time_s.store(0.0 - old);
+    start_time_s.store(host_now - old);
     ++reset_waiters;
     wait_for_runner();
     for (simul_clock* c = detach_all(); c;) {
         simul_clock* next = c->next;
         c->next = nullptr;
-        c->clock->Delay(c->due - old);
+        c->clock->Delay((c->due - old) * 1000.0);
         c = next;
     }
     --reset_waiters;

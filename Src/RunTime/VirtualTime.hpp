@@ -65,9 +65,9 @@ public:
     // leave, and waited for.
     void Reset_all();
     // Hands the pending entries over to the host's clocks when the virtual
-    // mode ends: time 0 of the host reads as the virtual now, and each
-    // entry is armed with its date minus the hand-over date.
-    void reschedule_all();
+    // mode ends: the host's time `host_now` (seconds) reads as the virtual
+    // now, and each entry is armed for its date minus the hand-over date.
+    void reschedule_all(double host_now);
 
     // Number of entries in the queue.
     int pending() const;

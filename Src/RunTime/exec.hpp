@@ -49,6 +49,8 @@ public:
     void callback(var_management* var) override;
     void callback_late(var_management* var) override;
     void cancel_action(const std::string& label) override;
+    // Tight when the group is, or the child due next is.
+    bool tight_step() const override;
 
     Gfwd* group;
     // The child due next.

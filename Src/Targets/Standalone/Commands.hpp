@@ -32,6 +32,9 @@ struct FollowOptions {
     bool design_listening = false;
     // Listening settings by name ("hold=0.9"), over the input's profile.
     std::vector<std::string> listening;
+    // A label, or a beat: the follow starts there, the score's actions run
+    // up to it first (a MIDI file followed offline only).
+    std::string start;
 
     std::string audio; // a sound file (WAV, AIFF, FLAC...), first channel
     // Live audio through JACK: the engine runs in the process callback of

@@ -46,8 +46,26 @@ bool trace_spares_the_inputs(const FollowOptions& o) {
     return true;
 }
 
+// A start elsewhere than the top runs the score in virtual time, which a
+// performance paced by the wall clock cannot wait for.
+bool start_is_possible(const FollowOptions& o) {
+    if (o.start.empty() || (o.audio.empty() && !o.realtime && !o.live())) return true;
+    error("cadenzium: --start follows a MIDI file offline only");
+    return false;
+}
+
+// A number is a beat, anything else a label. False when there is no such
+// place in the score (the engine has said why).
+bool start_from(cadenzium_core& engine, const std::string& where) {
+    char* end = nullptr;
+    const double beat = std::strtod(where.c_str(), &end);
+    const bool is_beat = end != where.c_str() && *end == '\0';
+    const double at = is_beat ? beat : engine.cadenzium_label_to_pos(where);
+    return at >= 0.0 && engine.cadenzium_fastforward(at, true) >= 0;
+}
+
 bool options_make_sense(const FollowOptions& o) {
-    return seconds_in_range("--tail", o.tail, kLongestTail) &&
+    return start_is_possible(o) && seconds_in_range("--tail", o.tail, kLongestTail) &&
            seconds_in_range("--duration", o.duration, kLongestPerformance) && trace_spares_the_inputs(o);
 }
 
@@ -148,6 +166,7 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     // In real time logical time 0 is the start of the performance.
     if (realtime) host.start_wall_clock();
     engine.cadenzium_start("");
+    if (!options.start.empty() && !start_from(engine, options.start)) return 1;
     const bool ok = input->run(host, report, options);
     report.end_progress();
     const bool fault = engine.stopped_by_fault();

@@ -18,6 +18,14 @@ void MidiFollower::advance_clock(double t, bool realtime) {
     host.set_time(t);
 }
 
+void MidiFollower::begin_at(double t) {
+    origin = t;
+    for (MidiNote& note : notes)
+        note.time += t;
+    for (MidiControl& control : controls)
+        control.time += t;
+}
+
 // In time order; a controller change before a note of the same time.
 void MidiFollower::deliver_notes_until(double t) {
     for (;;) {
@@ -52,16 +60,18 @@ long MidiFollower::skip_silence(long step, double t, double hop, double end) {
     if (waiting_since < 0) waiting_since = t;
     if (t - waiting_since < kSettle) return step;
     const double next = next_note < notes.size() ? std::min(notes[next_note].time, end) : end;
-    const long resume = static_cast<long>(std::floor((next - kLeadIn) / hop));
+    const long resume = static_cast<long>(std::floor((next - origin - kLeadIn) / hop));
     return std::max(step, resume - 1);
 }
 
 void MidiFollower::run(bool realtime, double tail, const std::function<void(double)>& progress) {
     const double hop = host.engine().analysis_hop_size() / host.engine().analysis_sample_rate();
-    const double end = duration + tail;
+    if (!realtime) begin_at(host.engine().GetTime());
+    const double end = origin + duration + tail;
     if (realtime) host.start_wall_clock();
     long step = 0;
-    for (double t = 0; t <= end && !host.engine().stopped_by_fault(); t = static_cast<double>(++step) * hop) {
+    for (double t = origin; t <= end && !host.engine().stopped_by_fault();
+         t = origin + static_cast<double>(++step) * hop) {
         // Notes first, each at its own time, then the hop's decoding step.
         if (realtime && next_note < notes.size() && notes[next_note].time <= t)
             host.wait_until(notes[next_note].time);
@@ -69,7 +79,7 @@ void MidiFollower::run(bool realtime, double tail, const std::function<void(doub
         advance_clock(t, realtime);
         host.decoding_step();
         if (!realtime) step = skip_silence(step, t, hop, end);
-        if (progress && step % 256 == 0) progress(t);
+        if (progress && step % 256 == 0) progress(t - origin);
     }
-    if (progress) progress(end);
+    if (progress) progress(end - origin);
 }

@@ -16,10 +16,13 @@ public:
                  std::vector<MidiControl> controls = {});
 
     // Plays the whole performance, plus `tail` seconds after its end.
-    // `progress` is told the time reached, now and then.
+    // `progress` is told the time reached, now and then. Offline, the
+    // performance begins at the engine's present: after a start from a
+    // label, the notes come after the actions run up to it.
     void run(bool realtime, double tail = 1.0, const std::function<void(double)>& progress = {});
 
 private:
+    void begin_at(double origin);
     void deliver_notes_until(double t);
     void advance_clock(double t, bool realtime);
     long skip_silence(long step, double t, double hop, double end);
@@ -30,5 +33,6 @@ private:
     double duration;
     size_t next_note = 0;
     size_t next_control = 0;
+    double origin = 0.0;       // the logical time of the performance's start
     double waiting_since = -1; // when the machine began to wait for notes
 };

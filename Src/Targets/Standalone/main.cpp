@@ -58,6 +58,8 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
                    "Seconds the follower and the electronics go on after the last note, up to an hour");
     cmd.add_option("--send-osc", follow.send_osc,
                    "Forward every message of the score to HOST:PORT by OSC, as /receiver values...");
+    cmd.add_option("--start", follow.start,
+                   "Start from LABEL or BEAT, the score's actions run up to it first (MIDI file, offline)");
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     add_verbosity(cmd, follow.verbosity);
 }

@@ -2,7 +2,8 @@
 // performance (a note list) and the exact trace that `cadenzium follow`
 // writes for it offline: positions and messages, dated in logical time.
 // A case whose score must say something on the console lists the errors in
-// errors.txt. CAD_UPDATE_GOLDEN=1 rewrites the expected traces instead of
+// errors.txt; one that starts from a label or a beat names it in start.txt.
+// CAD_UPDATE_GOLDEN=1 rewrites the expected traces instead of
 // comparing.
 #include "Commands.hpp"
 #include "ConsoleCapture.hpp"
@@ -70,6 +71,15 @@ std::vector<std::string> expected_errors(const fs::path& dir) {
     return fs::exists(path) ? lines_of(read_file(path)) : std::vector<std::string>{};
 }
 
+// Where the follow starts (`--start`): the first line of the case's
+// start.txt, empty (the top of the score) when it has none.
+std::string start_of(const fs::path& dir) {
+    const fs::path path = dir / "start.txt";
+    if (!fs::exists(path)) return {};
+    const auto lines = lines_of(read_file(path));
+    return lines.empty() ? std::string() : lines.front();
+}
+
 // Runs the program's follow command offline and gives the trace it wrote.
 std::string follow_trace(const fs::path& dir) {
     TempScore midi("", ".mid");
@@ -84,6 +94,7 @@ std::string follow_trace(const fs::path& dir) {
     options.midi = midi.path;
     options.trace = trace.path;
     options.quiet = true;
+    options.start = start_of(dir);
     std::ostringstream human;
     EXPECT_EQ(run_follow(options, human), 0);
     EXPECT_EQ(console.errors, expected_errors(dir));

@@ -216,6 +216,7 @@ TEST_F(HostedClock, FastForwardRunsVirtuallyAndHandsPendingFiringsToTheHost) {
     Probe& a = probe("a");
     Probe& b = probe("b");
     Probe& c = probe("c");
+    host.time_ms = 7000.0;
     time.fastforward = true;
     time.SetTime(2.0);
     b.clock.Delay(1500.0);
@@ -228,14 +229,18 @@ TEST_F(HostedClock, FastForwardRunsVirtuallyAndHandsPendingFiringsToTheHost) {
     time.set_normal_mode();
     EXPECT_FALSE(time.fastforward);
     EXPECT_EQ(time.queue.pending(), 0);
-    // Each pending clock goes to the host in date order, with its date less
-    // the hand-over time, as the queue holds it.
+    // Each pending clock goes to the host in date order, in milliseconds,
+    // for what remains of it after the last firing (2.1 s).
     ASSERT_EQ(host.calls.size(), 2u);
     EXPECT_EQ(host.calls[0].substr(0, 8), "delay 1 ");
-    EXPECT_NEAR(std::stod(host.calls[0].substr(8)), 0.4, 1e-9);
+    EXPECT_NEAR(std::stod(host.calls[0].substr(8)), 400.0, 1e-6);
     EXPECT_EQ(host.calls[1].substr(0, 8), "delay 2 ");
-    EXPECT_NEAR(std::stod(host.calls[1].substr(8)), 1.4, 1e-9);
-    EXPECT_DOUBLE_EQ(time.queue.start_time(), -2.1) << "the last firing was at 2.1";
+    EXPECT_NEAR(std::stod(host.calls[1].substr(8)), 1400.0, 1e-6);
+    // The logical time goes on from the hand-over: a's date comes when the
+    // host says it does.
+    EXPECT_NEAR(time.GetTime(), 2.1, 1e-9);
+    host.time_ms = 7400.0;
+    EXPECT_NEAR(time.GetTime(), 2.5, 1e-9);
 }
 
 } // namespace

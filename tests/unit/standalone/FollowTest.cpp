@@ -179,4 +179,32 @@ TEST(Follow, TraceAndHumanOutput) {
     EXPECT_TRUE(console.has_error("cannot read '/nonexistent.mid'"));
 }
 
+// A start from a place the score does not have, or with a performance
+// paced by the clock, fails before following.
+TEST(Follow, StartFromNowhereOrInRealTimeIsRefused) {
+    Performance p;
+    p.play(0.5, 64, 0.2);
+    TempScore score_file("bpm 60\nNOTE 60 1 A\nNOTE 64 1 C\n");
+    TempScore midi_file("", ".mid");
+    ASSERT_TRUE(write_midi_file(midi_file.path, midi_events_from_spans(p.spans)));
+    ConsoleCapture console;
+    FollowOptions options;
+    options.score = score_file.path;
+    options.midi = midi_file.path;
+    options.quiet = true;
+    std::ostringstream human;
+    options.start = "Z";
+    EXPECT_EQ(run_follow(options, human), 1);
+    EXPECT_TRUE(console.has_error("Given cue Z does not exist in the score!"));
+    options.start = "9";
+    EXPECT_EQ(run_follow(options, human), 1);
+    EXPECT_TRUE(console.has_error("The inquired beat position 9.000000 does not exist in the score!"));
+    options.start = "1";
+    options.realtime = true;
+    EXPECT_EQ(run_follow(options, human), 1);
+    EXPECT_TRUE(console.has_error("cadenzium: --start follows a MIDI file offline only"));
+    options.realtime = false;
+    EXPECT_EQ(run_follow(options, human), 0) << "beat 1 is event C";
+}
+
 } // namespace
