@@ -1,6 +1,6 @@
 // cadenzium: the standalone program.
-#include "Commands.hpp"
 #include "Base/Console.hpp"
+#include "Commands.hpp"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -47,7 +47,8 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
     input->require_option(1);
     cmd.add_option("--jack-server", follow.jack_server, "The JACK server to use (default: the default one)");
     // Their ranges are checked with the other options, in the follow command.
-    cmd.add_option("--duration", follow.duration, "Seconds a live follow lasts, up to a day (default: until Ctrl-C)");
+    cmd.add_option("--duration", follow.duration,
+                   "Seconds a live follow lasts, up to a day (default: until Ctrl-C)");
     cmd.add_flag("--realtime", follow.realtime, "Pace a recorded performance by the wall clock");
     cmd.add_flag("--design-listening", follow.design_listening,
                  "Listen with the engine's default observation instead of the piano profile");

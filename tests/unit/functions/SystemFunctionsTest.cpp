@@ -94,11 +94,11 @@ TEST_F(SystemFunctions, UnreadableFilesAreReportedAndTheScoreGoesOn) {
         std::string expr, shown, error, setup;
     };
     const std::vector<Row> rows = {
-        {"@loadval(\"" + file("missing.txt") + "\")", "<<undef>>", "unable to parse file"},
-        {"@loadval(\"" + file("corrupt.txt") + "\")", "<<undef>>", "[lsv3]"},
+        {"@loadval(\"" + file("missing.txt") + "\")", "<<undef>>", "unable to parse file", ""},
+        {"@loadval(\"" + file("corrupt.txt") + "\")", "<<undef>>", "[lsv3]", ""},
         {"@loadval(\"" + file("two.txt") + "\")", "<<undef>>",
-         "the file does not appear to containe one value [lsv4]"},
-        {"@loadvar(\"" + file("deep.txt") + "\")", "<<undef>>", "[lsv10]"},
+         "the file does not appear to containe one value [lsv4]", ""},
+        {"@loadvar(\"" + file("deep.txt") + "\")", "<<undef>>", "[lsv10]", ""},
         {"@loadval($x)", "<<undef>>", "first argument must be a string, got a int [lsv6]", "$x := 1"},
         {"@loadvar($x)", "<<undef>>", "[lsv9]", "$x := 1"},
         {"@saveval($x, 1)", "<<undef>>", "first argument must be a string, got a int [lsv2]", "$x := 1"},
@@ -117,9 +117,10 @@ TEST_F(SystemFunctions, UnreadableFilesAreReportedAndTheScoreGoesOn) {
         rig.hear(1);
         rig.hear(2);
         EXPECT_EQ(rig.host.printed, (std::vector<std::string>{r.shown, "after"}));
-        if (!r.error.empty())
+        if (!r.error.empty()) {
             EXPECT_TRUE(rig.console.has_error(r.error))
                 << (rig.console.errors.empty() ? "" : rig.console.errors[0]);
+        }
     }
 }
 
