@@ -16,13 +16,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 // "arguments@date" for each message, in the order of delivery.
-std::vector<std::string> timeline(const std::vector<Delivered>& delivered) {
-    std::vector<std::string> lines;
-    for (const Delivered& d : delivered)
-        lines.push_back(d.args + "@" + str_printf("%g", d.date));
-    return lines;
-}
-
 const char* kOneNote = "NOTE 60 1\n";
 
 class Firing : public PlayRig {
@@ -176,7 +169,8 @@ TEST_F(Firing, UnknownInternalCommandIsReported) {
 // ---- what does not run yet ----
 
 TEST_F(Firing, ATempoOfEventsOrASyncIsReportedOnceAsNotRunYet) {
-    play("bpm 60\nNOTE 60 4 A\n  group b @tempo := { := { 1, 2 } } { 1 print b }\n  group c @sync $x { 1 print c }\n"
+    play("bpm 60\nNOTE 60 4 A\n  group b @tempo := { := { 1, 2 } } { 1 print b }\n  group c @sync $x { 1 "
+         "print c }\n"
          "  group d @sync $x { 1 print d }\n");
     const auto said = [&](const char* text) {
         return std::count_if(console.errors.begin(), console.errors.end(),

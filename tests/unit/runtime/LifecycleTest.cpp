@@ -143,7 +143,9 @@ namespace {
 // A host that keeps what it is sent.
 class KeepingHost : public TestHost {
 public:
-    void on_message(const message& m) override { sent.push_back(m.receiver + "@" + str_printf("%g", m.date)); }
+    void on_message(const message& m) override {
+        sent.push_back(m.receiver + "@" + str_printf("%g", m.date));
+    }
     std::vector<std::string> sent;
 };
 

@@ -18,6 +18,14 @@ struct Delivered {
     std::string args; // the values, printed and separated by spaces
 };
 
+// The messages delivered, as "arguments@date".
+inline std::vector<std::string> timeline(const std::vector<Delivered>& delivered) {
+    std::vector<std::string> lines;
+    for (const Delivered& d : delivered)
+        lines.push_back(d.args + "@" + str_printf("%g", d.date));
+    return lines;
+}
+
 inline std::string args_text(const std::vector<Value>& values) {
     std::string text;
     for (const Value& v : values)
@@ -31,7 +39,9 @@ public:
         if (!record) return;
         delivered.push_back({m.receiver, m.date, lock_is_free(), args_text(m.values)});
     }
-    void on_position(int, const Event*, double, double) override { report_lock_free.push_back(lock_is_free()); }
+    void on_position(int, const Event*, double, double) override {
+        report_lock_free.push_back(lock_is_free());
+    }
 
     // Whether another thread can take the environment lock now.
     bool lock_is_free() {

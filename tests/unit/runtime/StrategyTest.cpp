@@ -12,13 +12,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-std::vector<std::string> timeline(const std::vector<Delivered>& delivered) {
-    std::vector<std::string> lines;
-    for (const Delivered& d : delivered)
-        lines.push_back(d.args + "@" + str_printf("%g", d.date));
-    return lines;
-}
-
 class Strategy : public RuntimeRig {
 protected:
     void play(const std::string& score) {

@@ -12,13 +12,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::vector<std::string> timeline(const std::vector<Delivered>& delivered) {
-    std::vector<std::string> lines;
-    for (const Delivered& d : delivered)
-        lines.push_back(d.args + "@" + str_printf("%g", d.date));
-    return lines;
-}
-
 const char* kThree = "bpm 60\nNOTE 60 1 A\n  print a\nNOTE 62 1 B\n  print b\nNOTE 64 1 C\n  print c\n";
 
 class Transport : public RuntimeRig {};
