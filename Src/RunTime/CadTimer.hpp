@@ -64,6 +64,13 @@ public:
     // The wake-ups of a past that was missed, and of a simulation.
     virtual void callback_late(var_management* var) { callback(var); }
     virtual void callback_sim(var_management* var) { callback(var); }
+    // A timer just built that has nothing to run (its action was aborted,
+    // or its end already holds) ends here; true when it did.
+    bool ended_at_start() {
+        if (!dead_on_arrival && !finished) return false;
+        terminate();
+        return true;
+    }
     // The first step of a timer just started: late when its action started
     // behind its date (a skipped event), else in time.
     void first_step(cadTimer_mode mode) {

@@ -28,10 +28,7 @@ duration_type unit_of(const Curve& c) {
 
 void exec_curve::start(Runtime& rt, Curve& curve, double date, cadTimer_mode mode) {
     auto* c = new exec_curve(rt, curve, date);
-    if (c->dead_on_arrival || c->finished) {
-        c->terminate();
-        return;
-    }
+    if (c->ended_at_start()) return;
     bool built = false;
     {
         SavedContext saved(rt);

@@ -23,10 +23,7 @@ double zero_period(duration_type unit) {
 
 void exec_loop::start(Runtime& rt, Lfwd& loop, double date, cadTimer_mode mode) {
     auto* l = new exec_loop(rt, loop, date);
-    if (l->dead_on_arrival || l->finished) {
-        l->terminate();
-        return;
-    }
+    if (l->ended_at_start()) return;
     l->first_step(mode);
 }
 

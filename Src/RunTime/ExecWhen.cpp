@@ -13,10 +13,7 @@
 
 void exec_when::start(Runtime& rt, WhenAction& when, double date, bool immediate) {
     auto* w = new exec_when(rt, when, date);
-    if (w->dead_on_arrival || w->finished) {
-        w->terminate();
-        return;
-    }
+    if (w->ended_at_start()) return;
     {
         SavedContext saved(rt);
         w->set_context();
