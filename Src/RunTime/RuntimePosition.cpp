@@ -29,8 +29,7 @@ bool check_jump(Score& score, int from, int to) {
 // a trill or multi-event; 0 for an event without pitch.
 double pitch_of(const Event& e, const Event* inner) {
     const Event& source = inner && e.type() >= 2 ? *inner : e;
-    const std::vector<float> pitches = source.pitch_list();
-    return pitches.empty() ? 0.0 : pitches.front();
+    return source.first_pitch();
 }
 
 } // namespace
@@ -68,7 +67,8 @@ void Runtime::record_missed_events(Event& e) {
     if (!(n > last && last + 1 != n) && !switches.practice_on) return;
     for (int i = last_action_event->index() + 1; i < e.index(); ++i) {
         practice.missed_events.push_back(i);
-        practice.missed_duration += static_cast<float>(score->events[static_cast<size_t>(i)]->beat_duration());
+        practice.missed_duration +=
+            static_cast<float>(score->events[static_cast<size_t>(i)]->beat_duration());
         practice.missed_count += 1;
         practice.jumps += 1;
     }

@@ -180,6 +180,12 @@ std::vector<float> flatten(const std::vector<std::vector<float>>& elements) {
     return all;
 }
 
+float first_of(const std::vector<std::vector<float>>& elements) {
+    for (const auto& e : elements)
+        if (!e.empty()) return e.front();
+    return 0;
+}
+
 std::string elements_text(const std::vector<std::vector<float>>& elements, const std::vector<bool>* marks) {
     std::string text = "(";
     for (size_t i = 0; i < elements.size(); ++i) {
@@ -207,6 +213,9 @@ TrillEvent::TrillEvent(std::vector<std::vector<float>> e, int obs_inlet, float v
 
 std::vector<float> TrillEvent::pitch_list() const {
     return flatten(elements);
+}
+float TrillEvent::first_pitch() const {
+    return first_of(elements);
 }
 std::string TrillEvent::pitch_list_string() const {
     return elements_text(elements, nullptr);
@@ -258,6 +267,9 @@ MultiEvent::MultiEvent(std::vector<std::vector<float>> e, std::vector<bool> m, i
 
 std::vector<float> MultiEvent::pitch_list() const {
     return flatten(elements);
+}
+float MultiEvent::first_pitch() const {
+    return first_of(elements);
 }
 std::string MultiEvent::pitch_list_string() const {
     return elements_text(elements, &marks);

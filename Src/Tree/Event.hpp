@@ -5,8 +5,8 @@
 // the events and their actions.
 #pragma once
 
-#include "Base/Location.hpp"
 #include "Base/ASTNode.hpp"
+#include "Base/Location.hpp"
 #include "Tree/Attributes.hpp"
 
 #include <memory>
@@ -93,6 +93,9 @@ public:
 
     // Midicent pitches, negative when tied; empty for silences and events.
     virtual std::vector<float> pitch_list() const = 0;
+    // The first of them, 0 when there is none; copies nothing, for the
+    // position change of a performance.
+    virtual float first_pitch() const { return 0; }
     virtual const EventList* get_sub_events() const { return nullptr; }
     const AttributeList& get_attl() const { return attributes_; }
     const yy::location* location() const { return location_.get(); }
@@ -153,6 +156,7 @@ public:
                double beat_duration);
 
     std::vector<float> pitch_list() const override { return pitches; }
+    float first_pitch() const override { return pitches.empty() ? 0 : pitches.front(); }
     bool isEvent() const override { return true; }
     bool isSilence() const override { return false; }
     std::string type_string() const override;
@@ -182,6 +186,7 @@ public:
                double beat_duration, int sub_type = 1);
 
     std::vector<float> pitch_list() const override;
+    float first_pitch() const override;
     const EventList* get_sub_events() const override { return &sub_events; }
     bool isEvent() const override { return true; }
     bool isSilence() const override { return false; }
@@ -208,6 +213,7 @@ public:
                int direction, double beat_duration, int notenum);
 
     std::vector<float> pitch_list() const override;
+    float first_pitch() const override;
     const EventList* get_sub_events() const override { return &sub_events; }
     bool isEvent() const override { return true; }
     bool isSilence() const override { return false; }
