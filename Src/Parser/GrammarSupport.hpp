@@ -17,8 +17,11 @@
 #include "Tree/Compound.hpp"
 #include "Tree/Curve.hpp"
 #include "Tree/DspActions.hpp"
+#include "Tree/DspDefinitions.hpp"
 #include "Tree/Event.hpp"
+#include "Tree/Pattern.hpp"
 #include "Tree/Score.hpp"
+#include "Tree/Track.hpp"
 
 #include <memory>
 #include <string>
@@ -29,6 +32,7 @@ class ParseDriver;
 
 using AttrVec = AttributeList;
 using StringList = std::vector<std::string>;
+using TrackMatch = std::pair<std::string, bool>;
 
 using ExpVec = ExpressionList;
 using ExpVecList = std::vector<ExpVec>;
@@ -137,6 +141,42 @@ ExpPtr with_expression(ParseDriver& driver, Bindings bindings, ExpPtr body, cons
 void fun_definition(ParseDriver& driver, const std::string& name, const StringList& parameters, ExpPtr body,
                     const yy::location& loc);
 ExpPtr action_expression(ParseDriver& driver, ActionVec body, const yy::location& loc);
+// ---- patterns ----
+using PatternPtr = std::unique_ptr<APattern>;
+// A pattern as the grammar gathers it.
+struct PatternParts {
+    VarVec locals;
+    ExpPtr refractory;
+    std::vector<PatternPtr> elements;
+};
+PatternPtr pattern_element(PatternKind kind, VarVec vars, OptPattern clauses, const yy::location& loc);
+// A NOTE element watches $PITCH.
+PatternPtr pattern_note(ParseDriver& driver, OptPattern clauses, const yy::location& loc);
+// The pitch of a NOTE element in midicents, as $PITCH gives it.
+ExpPtr pattern_pitch(ParseDriver& driver, PitchPtr pitch);
+// Moves the pitch, or the duration, read as `from` into `clauses`.
+void set_pattern_pitch(OptPattern& clauses, OptPattern from);
+void set_pattern_duration(OptPattern& clauses, OptPattern from);
+// "@pattern_def pattern::name { ... }": checked and kept by the score.
+void pattern_definition(ParseDriver& driver, const std::string& name, PatternParts parts,
+                        const yy::location& loc);
+
+// "@eval_when_load { actions }": kept by the score, run at the end of the reading.
+void load_clause(ParseDriver& driver, ActionVec body, const yy::location& loc);
+
+// ---- declarations of the audio graph ----
+void dsp_variables(ParseDriver& driver, DspVarKind kind, const StringList& names, const yy::location& loc);
+void faust_definition(ParseDriver& driver, const std::string& name, StringList parameters,
+                      std::string program, const yy::location& loc);
+void fluidsynth_definition(ParseDriver& driver, const std::string& name, std::string file, int channels,
+                           const yy::location& loc);
+void csound_definition(ParseDriver& driver, const std::string& name, std::string file,
+                       const yy::location& loc);
+
+// "@proc_def ::p($a) @attributes { body }": a process kept by the score and
+// registered in the global environment (a later one of that name replaces it).
+void proc_definition(ParseDriver& driver, const std::string& name, const StringList& parameters,
+                     AttrVec attributes, ActionVec body, const yy::location& loc);
 ExpPtr dot_variable(ParseDriver& driver, ExpPtr left, const std::string& var, const yy::location& loc);
 
 // ---- line-end and keyword modes ----

@@ -1,5 +1,7 @@
 #include "Parser/ParseDriver.hpp"
 #include "Exp/EvalContext.hpp"
+#include "Tree/LoadClause.hpp"
+#include "Tree/Process.hpp"
 
 #include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
@@ -127,8 +129,24 @@ bool ParseDriver::finalize() {
     score->finalize_events();
     for (const auto& e : score->events)
         if (Action* a = e->action()) a->compute_and_propage({}, score);
+    for (const auto& d : score->definitions) {
+        if (auto* proc = dynamic_cast<UserProc*>(d.get())) proc->compute_and_propage(score);
+        if (auto* clause = dynamic_cast<LoadClause*>(d.get()))
+            clause->actions->compute_and_propage({}, score);
+    }
     if (!finalizing.ok()) return false;
-    return Anchor::check_all_references(*score, true);
+    if (!Anchor::check_all_references(*score, true)) return false;
+    run_load_clauses();
+    return finalizing.ok();
+}
+
+// The "@eval_when_load" clauses run once, in the order written, when the
+// score is otherwise complete.
+void ParseDriver::run_load_clauses() {
+    EvalContext* ctx = eval();
+    if (!ctx) return;
+    for (const auto& d : score->definitions)
+        if (auto* clause = dynamic_cast<LoadClause*>(d.get())) ctx->fire_action(*clause->actions, 0.0);
 }
 
 bool ParseDriver::scanner_ok() const {

@@ -119,5 +119,6 @@ private:
     // What the tree needs to know of itself once the text is read: numbers,
     // tempo map, propagation, references. False on a failure.
     bool finalize();
+    void run_load_clauses();
     void trace_score(double start, double parsed, double finalized) const;
 };

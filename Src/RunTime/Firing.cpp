@@ -63,6 +63,7 @@ void Firing::visit(Message& a) {
     if (!runs(a)) return;
     const std::string name = a.receiver_expr ? a.receiver_expr->eval()->get_string() : a.receiver;
     if (!condition_holds(a)) return;
+    if ((a.track_mask & rt.muted_tracks).any()) return;
     if (ChannelPort* channels = rt.port.channels(); channels && channels->takes(name)) {
         deliver_to_channel(*channels, name, a);
         return;
@@ -93,11 +94,16 @@ void Firing::deliver_to_channel(ChannelPort& channels, const std::string& name, 
 
 // ---- calls, commands, asserts ----
 
+// A call names its process ("::p(...)") or computes it (":: $p(...)").
 void Firing::visit(ProcCall& a) {
     if (!runs(a) || !condition_holds(a)) return;
-    const Value callee = a.process ? a.process->eval() : Value();
-    if (!callee->is_proc()) {
-        error("Bad proc application: %s does not refer to a proc [aap1]", a.name.c_str());
+    ProcDefinition* proc = a.process ? nullptr : rt.env.get_proc(a.name);
+    if (a.process) {
+        const Value callee = a.process->eval();
+        if (callee->is_proc()) proc = rt.env.get_proc(value_cast<ProcValue>(*callee).val);
+    }
+    if (!proc) {
+        error("Bad proc application: %s does not refer to a proc [aap1]", a.word().c_str());
         a.post_location();
         return;
     }
@@ -105,15 +111,30 @@ void Firing::visit(ProcCall& a) {
     values.reserve(a.args.size());
     for (const ExpPtr& e : a.args)
         values.push_back(e->eval());
-    ProcDefinition* proc = rt.env.get_proc(value_cast<ProcValue>(*callee).val);
-    if (proc) rt.launch_process(proc, values, static_cast<float>(date), &a);
+    rt.launch_process(proc, values, static_cast<float>(date), &a);
 }
 
-// The engine has no table of commands yet: every command is unknown.
+// Of the engine's commands, the score runs those on tracks; any other is
+// unknown here.
 void Firing::visit(Internal_comm& a) {
     if (!runs(a) || !condition_holds(a)) return;
+    if (a.command == "mute" || a.command == "unmute") {
+        track_command(a);
+        return;
+    }
     error("%s - Unknown internal command '%s'", rt.port.name(), a.command.c_str());
     a.post_location();
+}
+
+void Firing::track_command(Internal_comm& a) {
+    const bool mute = a.command == "mute";
+    if (a.args.size() != 1) {
+        error("cadenzium::%s: one track name expected", a.command.c_str());
+        a.post_location();
+        return;
+    }
+    const std::string name = a.args.front()->eval()->get_string();
+    if (!(mute ? rt.set_mute_track(name) : rt.unset_mute_track(name))) a.post_location();
 }
 
 void Firing::visit(CadAssert& a) {
@@ -135,8 +156,7 @@ void Firing::visit(DspFluidsynthAction& a) {
     if (runs(a)) not_run_yet(a);
 }
 
-// Reactions to patterns are not run by this runtime, in any mode but the
-// simulation.
+// A whenever on a pattern is the group its pattern was compiled into.
 void Firing::visit(WhenOnPattern& a) {
-    if (mode != MODE_SIMULATION) not_run_yet(a);
+    visit(static_cast<Gfwd&>(a));
 }

@@ -75,6 +75,8 @@ private:
     // that it does not run.
     ChannelPort* channels_for(Action& a);
     void fire_again(Action& child) const;
+    // "cadenzium::mute name", "cadenzium::unmute name".
+    void track_command(Internal_comm& a);
 
     Runtime& rt;
     cadTimer_mode mode;

@@ -2,11 +2,12 @@
 // "abort a of g", which drops a future child of the running instances.
 #include "RunTime/Firing.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
+#include "Exp/ValueKinds.hpp"
 #include "Exp/Values.hpp"
 #include "RunTime/CadTimer.hpp"
 #include "RunTime/Runtime.hpp"
-#include "Base/Console.hpp"
 #include "Tree/AtomicActions.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Score.hpp"
@@ -38,6 +39,12 @@ void kill_group_by_name(Runtime& rt, const std::string& name, bool rec, const yy
         if (rt.active(t)) t->Child_kill(rec);
 }
 
+// "abort ::p": every running instance of the process.
+void kill_process(Runtime& rt, ProcDefinition* proc, bool rec) {
+    for (CadTimer* t : rt.process_instances(proc))
+        if (rt.active(t)) t->Child_kill(rec);
+}
+
 void cannot_abort(const std::string& what, const yy::location* loc) {
     post("abort: cannot abort '%s'", what.c_str());
     post_location("abort: bad argument", loc);
@@ -52,11 +59,18 @@ void cancel_in(Runtime& rt, const std::string& what, CadTimer* instance) {
 void kill_by_name(Runtime& rt, const Value& target, bool rec, const yy::location* loc) {
     if (target->is_string_or_symb()) {
         const std::string name = target->get_string();
-        if (rt.env.is_defined_proc(name)) {
-            cannot_abort(name, loc); // processes are not run by this runtime
+        if (ProcDefinition* proc = rt.env.get_proc(name)) {
+            kill_process(rt, proc, rec);
             return;
         }
         kill_group_by_name(rt, name, rec, loc);
+        return;
+    }
+    if (target->is_proc()) {
+        if (ProcDefinition* proc = rt.env.get_proc(value_cast<ProcValue>(*target).val))
+            kill_process(rt, proc, rec);
+        else
+            cannot_abort(show_text(*target), loc);
         return;
     }
     if (target->is_exe()) {

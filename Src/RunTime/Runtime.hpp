@@ -16,6 +16,7 @@
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/Histogram.hpp"
 
+#include <bitset>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -46,13 +47,13 @@ struct PositionFacts {
 
 // Engine switches that decide what an instant does.
 struct RuntimeSwitches {
-    bool tempo_update_on = true;   // $RT_TEMPO follows the follower
-    bool actions_on = true;        // the score's actions fire (remote forwarding)
-    bool silent = false;           // messages are dropped instead of sent
-    bool prevent_zigzag = true;    // backward moves only along declared jumps
-    bool practice_on = false;      // every event reached late counts as missed
-    bool player_running = false;   // the score plays itself (no lock per position)
-    int play_state = 0;            // 0 following, else playing
+    bool tempo_update_on = true; // $RT_TEMPO follows the follower
+    bool actions_on = true;      // the score's actions fire (remote forwarding)
+    bool silent = false;         // messages are dropped instead of sent
+    bool prevent_zigzag = true;  // backward moves only along declared jumps
+    bool practice_on = false;    // every event reached late counts as missed
+    bool player_running = false; // the score plays itself (no lock per position)
+    int play_state = 0;          // 0 following, else playing
 };
 
 // What the position instants count of a performance (practice mode).
@@ -100,6 +101,20 @@ public:
     std::vector<std::pair<double, double>> score_tempi() const override;
     std::vector<ScoreEventView> score_events() const override;
     std::string score_filename() const override;
+    // Starts an instance of the process `proc` with `args`: a new run of its
+    // template with its own locals, the arguments set in them. Its
+    // execution, or exe 0 when the call is refused.
+    Value launch_process(ProcDefinition* proc, const std::vector<Value>& args, float beat_pos,
+                         const Action* ambient) override;
+    // "mute" and "unmute" a track by name ("track::" optional): the messages
+    // of its actions are dropped while it is muted. False, with a report,
+    // when the score has no such track.
+    bool set_mute_track(const std::string& name);
+    bool unset_mute_track(const std::string& name);
+    // The muted tracks, one bit each.
+    std::bitset<32> muted_tracks;
+    // The running instances of `proc`, in the order they started.
+    std::vector<CadTimer*> process_instances(const ProcDefinition* proc) const;
 
     // ---- the score being run (the engine's; may be null) ----
     Score* score = nullptr;
@@ -188,6 +203,9 @@ public:
     void Killall();
     // True from the moment too many groups ran at once: the program stops.
     bool gave_up() const { return given_up; }
+    // Process calls nested within one another in this instant (a process
+    // whose body calls one at once); beyond a limit the call is refused.
+    int process_nesting = 0;
     // Abort handlers firing now: the timers they start are handlers.
     int handlers_firing = 0;
     // The kinds of action already reported as not run yet.

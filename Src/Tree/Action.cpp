@@ -1,9 +1,10 @@
 #include "Tree/Action.hpp"
+#include "Tree/Track.hpp"
 
-#include "Exp/Expression.hpp"
 #include "Base/Console.hpp"
-#include "Tree/BuildContext.hpp"
+#include "Exp/Expression.hpp"
 #include "Tree/ActionAttributes.hpp"
+#include "Tree/BuildContext.hpp"
 #include "Tree/Score.hpp"
 
 #include <cassert>
@@ -97,8 +98,10 @@ int Action::countActions() const {
 }
 
 void Action::compute_and_propage(const std::bitset<32>& context, Score* score) {
+    track_mask = context;
+    if (score) track_mask |= tracks_of(*score, *this);
     for (Action* held : attribute_actions())
-        held->compute_and_propage(context, score);
+        held->compute_and_propage(track_mask, score);
 }
 
 void Action::add_delay(const CadDuration& d) {

@@ -78,6 +78,9 @@ public:
     // when `level` is GLOBAL_SCOPE_LEVEL, else those named in `locals`.
     virtual void set_env(Environment* env, const std::list<std::string>& locals, int level);
     virtual void compute_origin(const Origin& o) { origin = o; }
+    // Takes what the tree needs to know of itself at the end of a reading:
+    // the tracks of the enclosing actions (`context`) and its own, which its
+    // children inherit.
     virtual void compute_and_propage(const std::bitset<32>& context, Score* score);
     // The word printed first: "group", "loop", the receiver of a message...
     virtual std::string word() const = 0;
@@ -135,6 +138,8 @@ public:
     int prog = 2;
     bool immediate = false;
     Bloc* parent = nullptr; // the enclosing block, which owns this action
+    // The tracks the action belongs to, its own and its parents' (Track.hpp).
+    std::bitset<32> track_mask;
     Origin origin;
     // True for the actions the reader adds (hidden groups of events and
     // bodies, the parts of a simplified curve): the count of actions leaves

@@ -206,6 +206,7 @@ public:
     int countActions() const override;
     void set_env(Environment* env, const std::list<std::string>& locals, int level) override;
     void compute_origin(const Origin& o) override;
+    void compute_and_propage(const std::bitset<32>& context, Score* score) override;
 
     ActionList actions;
 };

@@ -74,3 +74,9 @@ void AtomicSequence::compute_origin(const Origin& o) {
 void Action::restructure_sequence(BuildContext* ctx, ActionList& list) {
     AtomicSequence::restructure(ctx, list);
 }
+
+void AtomicSequence::compute_and_propage(const std::bitset<32>& context, Score* score) {
+    Action::compute_and_propage(context, score);
+    for (const ActionPtr& a : actions)
+        a->compute_and_propage(track_mask, score);
+}

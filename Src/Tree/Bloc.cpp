@@ -1,8 +1,8 @@
 #include "Tree/Bloc.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
-#include "Base/Console.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
 
@@ -159,7 +159,7 @@ void Gfwd::compute_origin(const Origin& o) {
 void Gfwd::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
     for (const ActionPtr& child : actions)
-        child->compute_and_propage(context, score);
+        child->compute_and_propage(track_mask, score);
 }
 
 // ---- bodies ----

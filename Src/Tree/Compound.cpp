@@ -1,8 +1,9 @@
 #include "Tree/Compound.hpp"
+#include "Tree/Pattern.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
 #include "Exp/Expression.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Assignments.hpp"
 
 #include <ostream>
@@ -68,7 +69,7 @@ void Lfwd::compute_origin(const Origin& o) {
 
 void Lfwd::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
-    body->compute_and_propage(context, score);
+    body->compute_and_propage(track_mask, score);
 }
 
 // ---- forall ----
@@ -131,7 +132,7 @@ void For::compute_origin(const Origin& o) {
 
 void For::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
-    body->compute_and_propage(context, score);
+    body->compute_and_propage(track_mask, score);
 }
 
 // ---- if ----
@@ -187,8 +188,8 @@ void ConditionalAction::compute_origin(const Origin& o) {
 
 void ConditionalAction::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
-    true_body->compute_and_propage(context, score);
-    if (false_body) false_body->compute_and_propage(context, score);
+    true_body->compute_and_propage(track_mask, score);
+    if (false_body) false_body->compute_and_propage(track_mask, score);
 }
 
 // ---- switch ----
@@ -251,7 +252,7 @@ void SwitchAction::compute_origin(const Origin& o) {
 void SwitchAction::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
     for (auto& c : cases)
-        c.second->compute_and_propage(context, score);
+        c.second->compute_and_propage(track_mask, score);
 }
 
 // ---- whenever ----
@@ -299,7 +300,7 @@ void WhenAction::compute_origin(const Origin& o) {
 
 void WhenAction::compute_and_propage(const std::bitset<32>& context, Score* score) {
     Action::compute_and_propage(context, score);
-    body->compute_and_propage(context, score);
+    body->compute_and_propage(track_mask, score);
 }
 
 ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc) {
@@ -310,12 +311,27 @@ ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc) {
 
 // ---- whenever on a pattern ----
 
-// Patterns are defined by "@pattern_def"; none is known to this reader, so
-// every reference is reported.
+namespace {
+
+// The actions that recognise the pattern `name` of the score being read
+// around `body`; none when the score has no such pattern.
+ActionList compile_pattern(BuildContext* ctx, const std::string& name, ActionList body,
+                           const yy::location* loc) {
+    const PatSequence* pattern = ctx && ctx->score ? find_pattern(*ctx->score, name) : nullptr;
+    if (!pattern) {
+        error("Non existent pattern '%s'", name.c_str());
+        post_location("in whenever", loc);
+        return {};
+    }
+    return pattern->compile(ctx, std::move(body), loc);
+}
+
+} // namespace
+
+// The pattern is compiled here: the group holds the reactions that
+// recognise it, with the body inside the last one.
 WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeList attl,
                              ActionList body_list, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
-    : Gfwd(ctx, "", nullptr, std::move(attl), std::move(body_list), std::move(end), std::move(timed_end), loc)
-    , pattern(p) {
-    error("Unknown pattern in whenever");
-    post_location();
-}
+    : Gfwd(ctx, "", nullptr, std::move(attl), compile_pattern(ctx, p, std::move(body_list), loc),
+           std::move(end), std::move(timed_end), loc)
+    , pattern(p) {}

@@ -1,10 +1,10 @@
 #include "Tree/Score.hpp"
 
-#include "Exp/Expression.hpp"
 #include "Base/Console.hpp"
-#include "Tree/TreeExpressions.hpp"
+#include "Exp/Expression.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
+#include "Tree/TreeExpressions.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -38,7 +38,8 @@ void Score::attach_top_action(std::unique_ptr<Action> action) {
 
 int Score::CountActions() const {
     int n = 0;
-    for (const auto& [index, action] : actions_by_event) n += action->countActions();
+    for (const auto& [index, action] : actions_by_event)
+        n += action->countActions();
     return n;
 }
 
@@ -80,7 +81,8 @@ void Score::PitchConversion(float& p) const {
 }
 
 void Score::PitchListConversion(std::vector<float>& pitches) const {
-    for (float& p : pitches) PitchConversion(p);
+    for (float& p : pitches)
+        PitchConversion(p);
 }
 
 std::vector<float> Score::pitch_values(const PitchList& pitches) const {
@@ -259,10 +261,12 @@ Event* Score::parsing_multi_arrow(MultiElement from, MultiElement to, float dura
         if (std::fmod(s, 25.0f) != 0) s = std::roundf(s / 25) * 25;
     }
     for (int step = 1; step < steps; ++step) {
-        for (size_t i = 0; i < pairs; ++i) chord[i] += slope[i];
+        for (size_t i = 0; i < pairs; ++i)
+            chord[i] += slope[i];
         elements.push_back(chord);
     }
-    for (auto& element : elements) PitchListConversion(element);
+    for (auto& element : elements)
+        PitchListConversion(element);
     std::vector<bool> marks(elements.size(), mark);
     return add_multi(std::move(elements), std::move(marks), duration, std::move(attributes), loc);
 }
@@ -273,8 +277,9 @@ void Score::register_label(const std::string& name, double beat, Event* event) {
     if (name.empty()) return;
     auto old = label_to_event.find(name);
     if (old != label_to_event.end() && build.verbosity)
-        post("Warning: redefining label %s at event beat %f (%s) previously defined at beat %f (%s)", name.c_str(),
-             beat, event && event->location() ? location_string(*event->location()).c_str() : "",
+        post("Warning: redefining label %s at event beat %f (%s) previously defined at beat %f (%s)",
+             name.c_str(), beat,
+             event && event->location() ? location_string(*event->location()).c_str() : "",
              old->second->beatcum(),
              old->second->location() ? location_string(*old->second->location()).c_str() : "");
     label_to_beat[name] = beat;
@@ -364,7 +369,9 @@ Event* Score::prev_relevant_evt(int i) const {
     return events[0].get();
 }
 
-int Score::FirstEvent() const { return nextEvent(0); }
+int Score::FirstEvent() const {
+    return nextEvent(0);
+}
 
 int Score::LastEvent() const {
     for (int j = static_cast<int>(events.size()) - 1; j > 0; --j)
@@ -375,7 +382,8 @@ int Score::LastEvent() const {
 float Score::GetTempoChange(int from, int to) const {
     to = std::min(to, get_cur_index());
     for (int j = to; j > from && j > 0; --j)
-        if (events[static_cast<size_t>(j)]->scoretempochange()) return events[static_cast<size_t>(j)]->ScoreTempo();
+        if (events[static_cast<size_t>(j)]->scoretempochange())
+            return events[static_cast<size_t>(j)]->ScoreTempo();
     return 0;
 }
 
@@ -453,6 +461,8 @@ const std::vector<int>& Score::find_jump(int i) {
 
 void Score::show(std::ostream& out) const {
     out << "// SCORE: " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
+    for (const auto& d : definitions)
+        d->show(out);
     for (size_t i = 0; i < events.size(); ++i) {
         if (i > 0) out << events[i]->toString() << '\n';
         if (const Action* a = events[i]->action()) {
@@ -463,6 +473,8 @@ void Score::show(std::ostream& out) const {
 }
 
 void Score::show_actions(std::ostream& out) const {
+    for (const auto& d : definitions)
+        d->show(out);
     for (const auto& [index, action] : actions_by_event) {
         const Event* e = events[static_cast<size_t>(index)].get();
         out << "// event " << index;

@@ -155,6 +155,9 @@ public:
     bool bpm_pending = false;
     std::vector<int> jump_scratch;
     std::deque<yy::location> locations;
+    // The definitions read into this score (processes, tracks, patterns),
+    // in the order written; they live as long as the score.
+    std::vector<std::unique_ptr<ASTNode>> definitions;
 
 private:
     // Common tail of every event builder: flags, label, push, IOI bookkeeping.

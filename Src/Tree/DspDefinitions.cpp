@@ -1,0 +1,73 @@
+#include "Tree/DspDefinitions.hpp"
+
+#include "Tree/BuildContext.hpp"
+#include "Tree/Score.hpp"
+
+namespace {
+
+std::unique_ptr<yy::location> copy_of(const yy::location* loc) {
+    return loc ? std::make_unique<yy::location>(*loc) : nullptr;
+}
+
+} // namespace
+
+void DspVarDef::create(BuildContext* ctx, DspVarKind kind, const std::string& name, const yy::location* loc) {
+    if (!ctx || !ctx->score) return;
+    ctx->score->definitions.push_back(std::make_unique<DspVarDef>(kind, name, loc));
+}
+
+DspVarDef::DspVarDef(DspVarKind k, std::string n, const yy::location* loc)
+    : kind(k)
+    , name(std::move(n))
+    , location(copy_of(loc)) {}
+
+const char* DspVarDef::keyword(DspVarKind kind) {
+    switch (kind) {
+    case DspVarKind::INLET:
+        return "@dsp_inlet";
+    case DspVarKind::OUTLET:
+        return "@dsp_outlet";
+    case DspVarKind::CVAR:
+        return "@dsp_cvar";
+    case DspVarKind::CHANNEL:
+        return "@dsp_channel";
+    }
+    return "?";
+}
+
+void DspVarDef::show(std::ostream& out) const {
+    out << keyword(kind) << ' ' << name << '\n';
+}
+
+void DummyDspNode::create(BuildContext* ctx, std::unique_ptr<DummyDspNode> node) {
+    if (!ctx || !ctx->score || !node) return;
+    for (auto& d : ctx->score->definitions) {
+        if (auto* old = dynamic_cast<DummyDspNode*>(d.get()); old && old->name == node->name) {
+            d = std::move(node);
+            return;
+        }
+    }
+    ctx->score->definitions.push_back(std::move(node));
+}
+
+DummyDspNode::DummyDspNode(DspNodeKind k, std::string n, const yy::location* loc)
+    : kind(k)
+    , name(std::move(n))
+    , location(copy_of(loc)) {}
+
+void DummyDspNode::show(std::ostream& out) const {
+    switch (kind) {
+    case DspNodeKind::FAUST:
+        out << "@faust_def " << name << '(';
+        for (std::size_t i = 0; i < parameters.size(); ++i)
+            out << (i ? ", " : "") << parameters[i];
+        out << ") {" << program << "}\n";
+        return;
+    case DspNodeKind::FLUIDSYNTH:
+        out << "@fluidsynth_def " << name << "(\"" << file << "\", " << channels << ")\n";
+        return;
+    case DspNodeKind::CSOUND:
+        out << "@csound_def " << name << "(\"" << file << "\")\n";
+        return;
+    }
+}
