@@ -109,9 +109,12 @@ bool PatSequence::is_local(const Var& v) const {
 
 namespace {
 
-bool refuse(const APattern& e, const std::string& why) {
+// The reasons first, then the verdict at the element's place.
+bool refuse(const APattern& e, const std::string& why, const std::string& consequence = {}) {
+    error("%s", why.c_str());
+    if (!consequence.empty()) error("%s", consequence.c_str());
     error("Bad pattern definition");
-    post_location(why, e.location.get());
+    post_location("pattern element", e.location.get());
     return false;
 }
 
@@ -141,19 +144,18 @@ bool PatSequence::finalize() const {
         const APattern& e = *elements[i];
         if (e.clauses.value && e.vars.size() > 1)
             return refuse(e, "Can watch only one variable in presence of a value clause");
-        if (e.clauses.start && !is_local(*e.clauses.start)) {
-            refuse(
+        if (e.clauses.start && !is_local(*e.clauses.start))
+            return refuse(
                 e,
-                "To constraint the start date in a pattern use a local variable and put the condition in a "
-                "where clause");
-            return refuse(e, "Cowardly refuse to compile a fixed start date in a pattern.");
-        }
-        if (e.clauses.stop && !is_local(*e.clauses.stop)) {
-            refuse(e,
-                   "To constraint the stop date in a pattern use a local variable and put the condition in a "
-                   "where clause");
-            return refuse(e, "Cowardly refuse to compile a fixed stop date in a pattern.");
-        }
+                "To constraint the start date in a pattern use a local variable and put the condition "
+                "in a where clause",
+                "Cowardly refuse to compile a fixed start date in a pattern.");
+        if (e.clauses.stop && !is_local(*e.clauses.stop))
+            return refuse(
+                e,
+                "To constraint the stop date in a pattern use a local variable and put the condition "
+                "in a where clause",
+                "Cowardly refuse to compile a fixed stop date in a pattern.");
         if (!check_state(e)) return false;
         if (e.kind == PatternKind::NO_EVENT && i + 1 < elements.size())
             for (const VarPtr& v : e.vars)
