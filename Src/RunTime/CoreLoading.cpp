@@ -13,8 +13,9 @@
 #include "Tree/Score.hpp"
 
 // The runtime, the listening machine and the engine follow `score` (null:
-// none).
+// none). Tracks are numbered per score: no mute carries over to another.
 void cadenzium_core::follow_score(Score* score) {
+    if (rt.score != score) rt.muted_tracks.reset();
     x_netscore = score;
     rt.score = score;
     if (score) align->setScore(score);
@@ -53,7 +54,7 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     cadenzium_init();
     score_filename = path;
     inform("%s - Score loaded succesfully with %i events and %i actions.", thisName(), loaded->CountEvents(),
-         loaded->CountActions());
+           loaded->CountActions());
     tempo.TempoUpdate(loaded->initial_tempo());
     port.score_loaded();
     return true;
@@ -132,8 +133,8 @@ bool cadenzium_core::preloadScore(const std::string& path, const std::string& na
     }
     Score& fresh = *(preloaded[name] = std::move(reading.score));
     preloaded_names.push_back(name);
-    inform("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(), fresh.CountEvents(),
-         fresh.CountActions());
+    inform("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(),
+           fresh.CountEvents(), fresh.CountActions());
     if (x_netscore) {
         if (!x_netscore->filename.empty())
             inform("%s - Proceed with current score '%s'", thisName(), x_netscore->filename.c_str());

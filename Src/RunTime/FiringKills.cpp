@@ -39,6 +39,13 @@ void kill_group_by_name(Runtime& rt, const std::string& name, bool rec, const yy
         if (rt.active(t)) t->Child_kill(rec);
 }
 
+// The process a name stands for: "::p", or "p" when no group bears it.
+ProcDefinition* process_named(Runtime& rt, const std::string& name) {
+    if (name.rfind("::", 0) == 0) return rt.env.get_proc(name);
+    if (rt.score && rt.score->label_to_action.count(name)) return nullptr;
+    return rt.env.get_proc("::" + name);
+}
+
 // "abort ::p": every running instance of the process.
 void kill_process(Runtime& rt, ProcDefinition* proc, bool rec) {
     for (CadTimer* t : rt.process_instances(proc))
@@ -59,7 +66,7 @@ void cancel_in(Runtime& rt, const std::string& what, CadTimer* instance) {
 void kill_by_name(Runtime& rt, const Value& target, bool rec, const yy::location* loc) {
     if (target->is_string_or_symb()) {
         const std::string name = target->get_string();
-        if (ProcDefinition* proc = rt.env.get_proc(name)) {
+        if (ProcDefinition* proc = process_named(rt, name)) {
             kill_process(rt, proc, rec);
             return;
         }

@@ -47,7 +47,8 @@ TEST_F(Definitions, ProcessLeavesTheRegistryWithItsScore) {
 }
 
 TEST_F(Definitions, TracksAreNumberedAndRedefinitionKeepsTheCount) {
-    ASSERT_TRUE(read("@track_def track::a { x }\n@track_def track::b { y }\n@track_def track::a { z }\nNOTE 60 1\n"));
+    ASSERT_TRUE(
+        read("@track_def track::a { x }\n@track_def track::b { y }\n@track_def track::a { z }\nNOTE 60 1\n"));
     const auto tracks = kept<TrackDefinition>();
     ASSERT_EQ(tracks.size(), 2u);
     EXPECT_EQ(tracks[0]->flagindex, 0u);
@@ -69,9 +70,11 @@ TEST_F(Definitions, ActionsTakeTheTracksOfTheirFilterAndOfTheirParents) {
     std::function<void(const Action&)> walk = [&](const Action& a) {
         if (!a.msg_name().empty()) by_receiver[a.msg_name()] = a.track_mask.to_ulong();
         if (const auto* seq = dynamic_cast<const AtomicSequence*>(&a))
-            for (const ActionPtr& c : seq->actions) walk(*c);
+            for (const ActionPtr& c : seq->actions)
+                walk(*c);
         if (const auto* g = dynamic_cast<const Gfwd*>(&a))
-            for (const ActionPtr& c : g->actions) walk(*c);
+            for (const ActionPtr& c : g->actions)
+                walk(*c);
     };
     walk(*top);
     EXPECT_EQ(by_receiver.at("violin"), 1ul);
@@ -89,8 +92,9 @@ TEST_F(Definitions, TheThirtyThirdTrackIsRefused) {
 }
 
 TEST_F(Definitions, AudioGraphDeclarationsAreKeptAsWritten) {
-    ASSERT_TRUE(read("@dsp_inlet $$in\n@dsp_cvar $$g, $$h\n@faust_def faust::f($x, $$in) { process = _ * {1}; }\n"
-                     "NOTE 60 1\n"));
+    ASSERT_TRUE(
+        read("@dsp_inlet $$in\n@dsp_cvar $$g, $$h\n@faust_def faust::f($x, $$in) { process = _ * {1}; }\n"
+             "NOTE 60 1\n"));
     const auto vars = kept<DspVarDef>();
     ASSERT_EQ(vars.size(), 3u);
     EXPECT_EQ(vars[0]->kind, DspVarKind::INLET);
@@ -108,7 +112,8 @@ TEST_F(Definitions, PatternFaultsAreReportedWithTheirReason) {
         {"STATE $x during 2", "a State pattern must have either a guard"},
         {"NOTE 60 At $t", "Cowardly refuse to compile a fixed start date in a pattern."},
         {"EVENT $x, $y Value 1", "Can watch only one variable in presence of a value clause"},
-        {"EVENT $x\n Before [2] NoEvent $y\n EVENT $y", "Variable in a NoEvent is also watched by the next pattern"},
+        {"EVENT $x\n Before [2] NoEvent $y\n EVENT $y",
+         "Variable in a NoEvent is also watched by the next pattern"},
     };
     for (const auto& [body, reason] : cases) {
         console.clear();

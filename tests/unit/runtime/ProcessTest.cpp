@@ -77,6 +77,12 @@ TEST_F(Process, AbortOfTheProcessStopsEveryInstance) {
         << "an instance started after the abort runs";
 }
 
+TEST_F(Process, BareNameAbortsTheProcessUnlessAGroupBearsIt) {
+    play(std::string(kCounter) + "NOTE 60 8\n  ::count(\"a\", 1)\n  group count { 2 print group_ran }\n"
+                                 "  1.5 abort count\n");
+    EXPECT_THAT(run_until(10.0), ElementsAre("\"a\" 1@0", "\"a\" 2@1", "\"a\" 3@2"));
+}
+
 TEST_F(Process, WrongArgumentCountIsRefusedWithExeZero) {
     play("@proc_def ::none() { print ran }\nNOTE 60 1\n  $e := ::none(1)\n"
          "  if ($e) { print started } else { print refused }\n");
