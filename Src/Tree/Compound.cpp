@@ -311,27 +311,33 @@ ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc) {
 
 // ---- whenever on a pattern ----
 
-namespace {
-
 // The actions that recognise the pattern `name` of the score being read
 // around `body`; none when the score has no such pattern.
-ActionList compile_pattern(BuildContext* ctx, const std::string& name, ActionList body,
-                           const yy::location* loc) {
+WhenOnPattern::Compiled WhenOnPattern::compile(BuildContext* ctx, const std::string& name, ActionList body,
+                                               const yy::location* loc) {
+    Compiled out;
+    for (const ActionPtr& a : body)
+        out.written_actions += a->countActions();
     const PatSequence* pattern = ctx && ctx->score ? find_pattern(*ctx->score, name) : nullptr;
     if (!pattern) {
         error("Non existent pattern '%s'", name.c_str());
-        post_location("in whenever", loc);
-        return {};
+        ::post_location("in whenever", loc);
+        return out;
     }
-    return pattern->compile(ctx, std::move(body), loc);
+    out.actions = pattern->compile(ctx, std::move(body), loc);
+    return out;
 }
-
-} // namespace
 
 // The pattern is compiled here: the group holds the reactions that
 // recognise it, with the body inside the last one.
 WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeList attl,
                              ActionList body_list, ExpPtr end, TimedEnd timed_end, const yy::location* loc)
-    : Gfwd(ctx, "", nullptr, std::move(attl), compile_pattern(ctx, p, std::move(body_list), loc),
-           std::move(end), std::move(timed_end), loc)
-    , pattern(p) {}
+    : WhenOnPattern(ctx, p, std::move(attl), compile(ctx, p, std::move(body_list), loc), std::move(end),
+                    std::move(timed_end), loc) {}
+
+WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeList attl, Compiled compiled,
+                             ExpPtr end, TimedEnd timed_end, const yy::location* loc)
+    : Gfwd(ctx, "", nullptr, std::move(attl), std::move(compiled.actions), std::move(end),
+           std::move(timed_end), loc)
+    , pattern(p)
+    , written_actions(compiled.written_actions) {}

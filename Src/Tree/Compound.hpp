@@ -145,8 +145,23 @@ public:
                   ExpPtr until, TimedEnd timed_end, const yy::location* loc);
     std::string word() const override { return "whenever"; }
     void show_head(std::ostream& out) const override { out << ' ' << pattern; }
+    // The whenever and the actions of its body: what the pattern compiled
+    // into is not written by the score.
+    int countActions() const override { return Action::countActions() + written_actions; }
 
     std::string pattern;
+
+private:
+    struct Compiled {
+        ActionList actions;
+        int written_actions = 0;
+    };
+    static Compiled compile(BuildContext* ctx, const std::string& pattern, ActionList body,
+                            const yy::location* loc);
+    WhenOnPattern(BuildContext* ctx, const std::string& pattern, AttributeList attributes, Compiled compiled,
+                  ExpPtr until, TimedEnd timed_end, const yy::location* loc);
+
+    int written_actions;
 };
 
 // The condition of "whenever (event)": true at each change of $BEAT_POS.

@@ -4,6 +4,7 @@
 #include "Exp/Expression.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/Event.hpp"
+#include "Tree/Process.hpp"
 #include "Tree/TreeExpressions.hpp"
 
 #include <algorithm>
@@ -36,10 +37,14 @@ void Score::attach_top_action(std::unique_ptr<Action> action) {
     actions_by_event[index] = std::move(action);
 }
 
+// The actions of the events and of the processes' bodies.
 int Score::CountActions() const {
     int n = 0;
     for (const auto& [index, action] : actions_by_event)
         n += action->countActions();
+    for (const auto& d : definitions)
+        if (const auto* proc = dynamic_cast<const UserProc*>(d.get()); proc && proc->body)
+            n += proc->body->countActions();
     return n;
 }
 

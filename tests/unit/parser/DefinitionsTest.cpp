@@ -46,6 +46,12 @@ TEST_F(Definitions, ProcessLeavesTheRegistryWithItsScore) {
     EXPECT_EQ(env().get_proc("::gone"), nullptr);
 }
 
+TEST_F(Definitions, ActionsCountedAreThoseTheScoreWrites) {
+    ASSERT_TRUE(read("@proc_def ::p() {\n  print a\n  print b\n}\n@pattern_def pattern::q { NOTE 60\n NOTE 62 }\n"
+                     "NOTE 60 1\n  whenever pattern::q { print x }\n  print y\n"));
+    EXPECT_EQ(reader.score().CountActions(), 5) << "the process's two, the whenever, its body, the message";
+}
+
 TEST_F(Definitions, TracksAreNumberedAndRedefinitionKeepsTheCount) {
     ASSERT_TRUE(
         read("@track_def track::a { x }\n@track_def track::b { y }\n@track_def track::a { z }\nNOTE 60 1\n"));
