@@ -47,8 +47,9 @@ TEST_F(Definitions, ProcessLeavesTheRegistryWithItsScore) {
 }
 
 TEST_F(Definitions, ActionsCountedAreThoseTheScoreWrites) {
-    ASSERT_TRUE(read("@proc_def ::p() {\n  print a\n  print b\n}\n@pattern_def pattern::q { NOTE 60\n NOTE 62 }\n"
-                     "NOTE 60 1\n  whenever pattern::q { print x }\n  print y\n"));
+    ASSERT_TRUE(
+        read("@proc_def ::p() {\n  print a\n  print b\n}\n@pattern_def pattern::q { NOTE 60\n NOTE 62 }\n"
+             "NOTE 60 1\n  whenever pattern::q { print x }\n  print y\n"));
     EXPECT_EQ(reader.score().CountActions(), 5) << "the process's two, the whenever, its body, the message";
 }
 

@@ -86,7 +86,8 @@ TEST_F(Pattern, StateWithoutDurationIsRecognisedOnEachEntry) {
     play("bpm 60\n@pattern_def pattern::on { @local $a, $b\n STATE $x where ($x > 5) Start $a Stop $b }\n"
          "NOTE 60 20\n  whenever pattern::on { print on $a }\n"
          "  $x := 6\n  1 $x := 7\n  1 $x := 1\n  2 $x := 9\n");
-    EXPECT_THAT(run_until(10.0), ElementsAre("on 0.0@0", "on 4.0@4")) << "staying in the state is no new entry";
+    EXPECT_THAT(run_until(10.0), ElementsAre("on 0.0@0", "on 4.0@4"))
+        << "staying in the state is no new entry";
 }
 
 TEST_F(Pattern, NoEventIsRecognisedWhenNothingComesInItsScope) {
