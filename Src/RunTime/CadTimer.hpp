@@ -231,6 +231,8 @@ public:
     var_management* sync_vm = nullptr;
     double target_beat = -1.0;
     double base_tempo = -1.0;
+    // A logic target beyond the last event is reported once per instance.
+    std::uint8_t logic_target_reported = 0;
     // $BEAT_POS, while a tight step waits on an event.
     var_management* position_var = nullptr;
     std::set<var_management*> waited_vars;

@@ -172,7 +172,8 @@ double CadTimer::next_target(double pos, double ref) {
         const Event& e = *score.events[static_cast<std::size_t>(i)];
         if (forward_event(e) && e.beatcum() > after) return e.beatcum();
     }
-    if (rt->reported_kinds.insert("logic target of " + a.get_label()).second)
+    if (!logic_target_reported)
         error("dynamic logic target: not enough forward events. Keep current tempo %f", local_tempo);
+    logic_target_reported = 1;
     return -1.0;
 }

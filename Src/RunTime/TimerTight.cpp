@@ -44,16 +44,20 @@ int event_at_or_before(const Score& score, double beat) {
     return found;
 }
 
-void add_beats(std::vector<double>& beats, const ExpressionList* list, const Score& score) {
+// The latest listed event at or before `at`, kept in `anchor` (-1.0 when
+// none yet): a label names its event, a number is a beat.
+void latest_listed(const ExpressionList* list, const Score& score, double at, double& anchor) {
     if (!list) return;
     for (const auto& e : *list) {
         const Value v = e->eval();
+        double beat = -1.0;
         if (v->is_string_or_symb()) {
             const int index = score.labelPosition(v->get_string());
-            if (index >= 0) beats.push_back(score.events[static_cast<std::size_t>(index)]->beatcum());
+            if (index >= 0) beat = score.events[static_cast<std::size_t>(index)]->beatcum();
         } else if (!v->is_undef()) {
-            beats.push_back(v->get_double());
+            beat = v->get_double();
         }
+        if (beat >= 0.0 && beat <= at + kAtOnce && beat > anchor) anchor = beat;
     }
 }
 
@@ -74,17 +78,14 @@ void CadTimer::search_anchor(double at, double* rest, int* index) {
         score.search_event(at, rest, index);
         return;
     }
-    std::vector<double> beats;
+    double anchor = -1.0;
     {
         SavedContext saved(*rt);
         set_context();
-        add_beats(beats, a->tight_l, score);
-        add_beats(beats, a->ante_l, score);
-        add_beats(beats, a->post_l, score);
+        latest_listed(a->tight_l, score, at, anchor);
+        latest_listed(a->ante_l, score, at, anchor);
+        latest_listed(a->post_l, score, at, anchor);
     }
-    double anchor = -1.0;
-    for (double b : beats)
-        if (b <= at + kAtOnce && b > anchor) anchor = b;
     if (anchor < 0.0) {
         // No listed event before the date: the step is loose.
         *rest = -1.0;

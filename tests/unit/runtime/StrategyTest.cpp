@@ -181,6 +181,12 @@ TEST_F(Strategy, TempoOfListedEventsChangesOnlyAtThoseEvents) {
     EXPECT_THAT(run_until(3.5), ElementsAre("a@1", "b@2", "c@3"));
 }
 
+TEST_F(Strategy, SyncOnAVariableWithoutTempoKeepsTheFollowedTempo) {
+    play("bpm 60\n$v := 0\nNOTE 60 8\n  group g @sync $v {\n    1 print a\n    1 print b\n  }\n"
+         "  0.5 $v := 1\n");
+    EXPECT_THAT(run_until(2.5), ElementsAre("a@1", "b@2"));
+}
+
 // ---- targets ----
 
 // The musician rushes to B; the group, behind, speeds up so as to meet the
@@ -210,6 +216,19 @@ TEST_F(Strategy, PeriodicTargetIsReachedAtEachPeriod) {
     run_until(3.0);
     ASSERT_EQ(host.delivered.size(), 2u);
     EXPECT_NEAR(host.delivered[1].date, 0.5 + spb, 1e-6) << "beat 2 is the first period's end";
+}
+
+// A duration target closes the gap to the score: behind it, faster than
+// the followed tempo.
+TEST_F(Strategy, DurationTargetSpeedsUpABehindScope) {
+    play("bpm 60\nNOTE 60 1 A\n  group g @target [2] {\n    1 print aimed\n  }\n  group f { 1 print free }\n"
+         "NOTE 62 1 B\nNOTE 64 1 C\n");
+    at(0.5);
+    engine.updatePosition(2);
+    const auto got = run_until(2.0);
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0].substr(0, 6), "aimed@");
+    EXPECT_LT(host.delivered[0].date, host.delivered[1].date);
 }
 
 // B is late: a conservative scope holds its position at B and slows down
