@@ -415,7 +415,7 @@ double t_scheduler::local_delay_now(CadTimer& t) const {
     } else {
         // The beats gone by at the tempo in force since the last reference,
         // then the tempo from where the timer stands now.
-        const double b = t.seconds_in_beats(dt, t.last_pos, t.last_env_pos, t.local_tempo);
+        const double b = t.seconds_in_beats(dt, t.last_pos, t.last_env_pos, -1.0);
         t.real_beat_position(std::min(t.date, b + t.last_pos));
         t.local_tempo = t.get_local_tempo(t.last_pos, -1.0);
     }
