@@ -140,7 +140,9 @@ void cadenzium_core::cadenzium_nextFWD() {
 }
 
 // The cue is reached as if heard: its actions fire, the events skipped on
-// the way get their missed-event treatment, and what runs goes on.
+// the way get their missed-event treatment, and what runs goes on. Back in
+// the score, the cue is heard anew: its actions fire again, nothing is
+// missed, and no guard against going back refuses the move.
 void cadenzium_core::cadenzium_DynamicJumpToCue(const std::string& cue) {
     const ConsoleScope scope(&rt.console);
     if (!x_netscore) {
@@ -153,8 +155,13 @@ void cadenzium_core::cadenzium_DynamicJumpToCue(const std::string& cue) {
         return;
     }
     wait_for_decoder();
+    const bool zigzag = rt.switches.prevent_zigzag;
+    rt.switches.prevent_zigzag = false;
+    if (index >= 1 && index <= Position())
+        rt.last_action_event = x_netscore->events[static_cast<std::size_t>(index - 1)].get();
     align->set_Position(index);
     updatePosition(index);
+    rt.switches.prevent_zigzag = zigzag;
     running = 1;
 }
 

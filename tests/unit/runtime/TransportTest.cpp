@@ -151,6 +151,10 @@ TEST_F(Transport, JumpToACueFiresItAndTreatsSkippedEventsAsMissed) {
     engine.cadenzium_jump("C");
     EXPECT_EQ(engine.Position(), 3);
     EXPECT_THAT(run_until_text(3.0), ElementsAre("global@0.5", "c@0.5", "pending@2"));
+    engine.cadenzium_jump("A");
+    EXPECT_EQ(engine.Position(), 1);
+    EXPECT_THAT(run_until_text(6.0), ElementsAre("global@0.5", "c@0.5", "pending@2", "pending@5"))
+        << "back at A, its group starts again";
     engine.cadenzium_jump("Z");
     EXPECT_TRUE(console.has_error("Given cue Z does not exist in the score!"));
 }
