@@ -102,6 +102,20 @@ void CadAlign::set_Position(int i) {
     relocator.reset(i);
 }
 
+void CadAlign::wait_before(int i) {
+    if (!chain || !score || i < 1 || i >= static_cast<int>(score->events.size())) {
+        set_Position(i - 1);
+        return;
+    }
+    accepted = i - 1;
+    belief = i - 1;
+    inner_event = nullptr;
+    chain->waitPosition(score->events[static_cast<size_t>(i)].get(),
+                        score->events[static_cast<size_t>(i - 1)].get());
+    relocator.reset(i - 1);
+    clear_observation_history();
+}
+
 // The window stays on the belief: a refused move does not hold the machine
 // back, it only keeps the report where it is.
 void CadAlign::place_window(int position) {

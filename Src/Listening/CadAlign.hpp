@@ -179,6 +179,10 @@ public:
     // ---- position ----
     // Forces the machine onto event i: all mass there, the window around it.
     void set_Position(int i);
+    // The machine waits in front of event i (1 or more): in a silent state
+    // that the event's first observation leaves, with what was heard
+    // before forgotten. The position held meanwhile is the event before.
+    void wait_before(int i);
     // After a decision that moved: the position the engine holds now (the
     // decided one, or the one it kept). The window stays on the belief.
     void place_window(int position);

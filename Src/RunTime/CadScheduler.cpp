@@ -296,6 +296,12 @@ void t_scheduler::UpdateConservativeTempo() {
     update_absolute_dates();
 }
 
+void t_scheduler::UpdateLocalTempo() {
+    std::unique_lock loc_lock(loc_mutex);
+    now = env.now();
+    update_local_list(loc_lock);
+}
+
 // Brings a timer's beat position to the present, at the tempo of its last
 // reference.
 void t_scheduler::catch_up(CadTimer& t) const {
@@ -314,11 +320,8 @@ void t_scheduler::update_local_list(std::unique_lock<std::recursive_mutex>& lock
     }
     if (l.armed) disarm(l);
     l.ref = now; // every delta is computed from now below
-    for (Node& n : l.list) {
-        CadTimer& t = *n.timer;
-        catch_up(t);
-        n.delta = t.beats_in_seconds(t.date - t.last_pos, t.last_pos, -1.0, -1.0);
-    }
+    for (Node& n : l.list)
+        n.delta = local_delay_now(*n.timer);
     l.list.sort([](const Node& a, const Node& b) { return a.delta < b.delta; });
     double previous = 0.0;
     for (Node& n : l.list) {
@@ -410,9 +413,11 @@ double t_scheduler::local_delay_now(CadTimer& t) const {
     if (!t.has_expression_tempo()) {
         catch_up(t);
     } else {
-        const double b = t.seconds_in_beats(dt, t.last_pos, t.last_env_pos, t.local_tempo);
-        t.local_tempo = t.get_local_tempo(b, t.last_pos);
+        // The beats gone by at the tempo in force since the last reference,
+        // then the tempo from where the timer stands now.
+        const double b = t.seconds_in_beats(dt, t.last_pos, t.last_env_pos, -1.0);
         t.real_beat_position(std::min(t.date, b + t.last_pos));
+        t.local_tempo = t.get_local_tempo(t.last_pos, -1.0);
     }
     return t.beats_in_seconds(t.date - t.last_pos, t.last_pos, -1.0, -1.0);
 }

@@ -64,6 +64,9 @@ public:
     // The position waits at the next event: the local and absolute lists
     // follow, the relative list stays frozen.
     void UpdateConservativeTempo();
+    // The position moved: the timers of the local list whose tempo depends
+    // on it (targets, tempos read at events) are re-armed.
+    void UpdateLocalTempo();
 
     // Clock entries: each wake-up is one logical instant.
     static void callback_abs2(void* s);

@@ -96,13 +96,23 @@ void CadTimer::leave_context() {
 
 // ---- conversions of the scheduler ----
 
+// A target scope that passed its target meanwhile counted the rest at the
+// tempo it follows.
 double CadTimer::seconds_in_beats(double seconds, double, double, double tempo) const {
-    return seconds * tempo_or(tempo, local_tempo) / 60.0;
+    const double b = seconds * tempo_or(tempo, local_tempo) / 60.0;
+    const double before = target_beat - last_pos;
+    if (tempo > 0.0 || target_beat < 0.0 || before < 0.0 || b <= before || base_tempo <= 0.0) return b;
+    return before + (seconds - before * 60.0 / local_tempo) * base_tempo / 60.0;
 }
 
-// A tempo of zero stops the beats: their seconds never come.
+// A tempo of zero stops the beats: their seconds never come. A target
+// scope counts at its own tempo up to its target and at the one it follows
+// beyond it.
 double CadTimer::beats_in_seconds(double beats, double, double, double tempo) const {
-    const double s = beats * 60.0 / tempo_or(tempo, local_tempo);
+    double s = beats * 60.0 / tempo_or(tempo, local_tempo);
+    const double before = target_beat - last_pos;
+    if (tempo <= 0.0 && target_beat >= 0.0 && before >= 0.0 && beats > before && base_tempo > 0.0)
+        s = before * 60.0 / local_tempo + (beats - before) * 60.0 / base_tempo;
     return std::isfinite(s) ? s : 8.988465674311578e+304;
 }
 

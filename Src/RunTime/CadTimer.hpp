@@ -24,6 +24,7 @@ class Expression;
 class Bloc;
 class Gfwd;
 class Score;
+class Action;
 
 // The list of the scheduler where a timer waits.
 enum sched_type : std::uint8_t {
@@ -41,6 +42,12 @@ enum cadTimer_mode : int { MODE_NORMAL = 0, MODE_LATE = 1, MODE_SIMULATION = 2 }
 // ("@tempo 120"), the followed tempo (no scope of its own), or one read
 // again and again from its scope's expression ("@tempo $t * 2").
 enum tempo_kind_t : std::uint8_t { TEMPO_CONSTANT = 0, TEMPO_FOLLOWED = 1, TEMPO_DYNAMIC = 2 };
+
+// Where a dynamic tempo comes from: an expression of variables, the tempo
+// a tempo variable follows ("@sync"), the followed tempo as it stood at the
+// last of a list of events ("@tempo := {...}"), or a target that the scope
+// reaches on time ("@target").
+enum scope_source_t : std::uint8_t { SCOPE_EXPRESSION = 0, SCOPE_SYNC, SCOPE_EVENTS, SCOPE_TARGET };
 
 // The admissible range of a tempo of a scope, in BPM.
 constexpr double MAX_LOCAL_TEMPO = 6000.0;
@@ -101,10 +108,13 @@ public:
     // The tempo (BPM) of the timer's scope at position `pos`, from `ref`:
     // for a dynamic tempo, its expression read now in the timer's context.
     virtual double get_local_tempo(double pos, double ref);
-    // True when the tempo comes from an expression of variables (`@tempo`
-    // on a variable expression): the local list refreshes it at each
-    // insertion, and a change of those variables reschedules the timer.
-    virtual bool has_expression_tempo() const { return tempo_kind == TEMPO_DYNAMIC && tempo_expr; }
+    // True when the tempo is read again and again (an expression of
+    // variables, a tempo variable, a list of events or a target): the local
+    // list refreshes it at each insertion and at each move of the position,
+    // and a change of the variables it reads reschedules the timer.
+    virtual bool has_expression_tempo() const {
+        return tempo_kind == TEMPO_DYNAMIC && (tempo_expr || scope_source != SCOPE_EXPRESSION);
+    }
     // Attaches the timer to the variables of its tempo expression, once.
     virtual void attach_tempo_vars();
 
@@ -152,6 +162,9 @@ public:
     // Whether the next step is anchored to the score ("@tight", "@ante",
     // "@post" on the timer's action).
     virtual bool tight_step() const;
+    // The action whose strategy anchors the next step: the timer's own when
+    // it is anchored, else (for a group) the child due next.
+    virtual const Action* anchoring_action() const;
     // A tight step waiting for event `index`: the position's moves reach
     // UpdatePosition.
     void wait_event(int index);
@@ -209,6 +222,17 @@ public:
     std::uint8_t tempo_kind = TEMPO_FOLLOWED;
     const Expression* tempo_expr = nullptr;
     std::vector<var_management*> tempo_vars;
+    // Of a dynamic tempo: where it comes from, the action whose attributes
+    // say so (own or inherited), the tempo variable of "@sync" (null when
+    // none), and for a target the beat it falls on and the tempo the scope
+    // takes beyond it.
+    std::uint8_t scope_source = SCOPE_EXPRESSION;
+    const Action* scope_action = nullptr;
+    var_management* sync_vm = nullptr;
+    double target_beat = -1.0;
+    double base_tempo = -1.0;
+    // A logic target beyond the last event is reported once per instance.
+    std::uint8_t logic_target_reported = 0;
     // $BEAT_POS, while a tight step waits on an event.
     var_management* position_var = nullptr;
     std::set<var_management*> waited_vars;
@@ -239,6 +263,25 @@ private:
     // The tempo of the timer's own scope ("@tempo"), else its father's.
     void take_tempo();
     void take_constant_tempo();
+    void inherit_tempo();
+    // A scope of "@sync", "@target" or "@tempo := {...}".
+    bool take_scope_tempo();
+    // The dynamic tempo of the scope now, from where it comes.
+    double scope_tempo();
+    // The followed tempo, or the tempo of the "@sync" variable.
+    double followed_or_synced_tempo() const;
+    // The position of the scope now: rnow when "@conservative", else rcnow,
+    // of the "@sync" variable when there is one.
+    double scope_position() const;
+    // The tempo that makes the timer, at beat `pos`, reach the scope's next
+    // target when the scope's position `ref` does; `tempo` elsewhere.
+    double target_tempo(double pos, double ref, double tempo);
+    double next_target(double pos, double ref);
+    double events_tempo(double ref, double tempo) const;
+    // The anchor of a tight step at beat `at`: the last event at or before
+    // it among all events, or among those its strategy lists. `rest` is
+    // what remains after that event.
+    void search_anchor(double at, double* rest, int* index);
     // At each wake-up: the tempo the step counts with, and its reference.
     void refresh_tempo();
     double evaluated_tempo();

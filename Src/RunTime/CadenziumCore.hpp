@@ -142,6 +142,35 @@ public:
     int cadenzium_fastforward(double beat, bool silent);
     void cadenzium_startfrombeat(double beat);
     void cadenzium_startfromlabel(const std::string& label);
+    // The same run with the messages sent on the way, at full speed.
+    void cadenzium_scrubtobeat(double beat);
+    void cadenzium_scrubtolabel(const std::string& label);
+    // Waits before the next label after the last event fired, nothing
+    // fired on the way.
+    void cadenzium_nextlabel();
+    // Stands on the event before the next label, its actions fired.
+    void cadenzium_beforenextlabel();
+    // The next label heard now, its actions fired, the tempo taking the
+    // written change met on the way.
+    void next_label_with_tempo_update();
+    // Back to the last label before the current event, which fires again
+    // when it is reached.
+    void cadenzium_previouslabel();
+    // Waits before the next event that has actions.
+    void cadenzium_nextFWD();
+    // The event labelled `cue` heard now: its actions fire, skipped events
+    // are missed, and running timers go on.
+    void cadenzium_DynamicJumpToCue(const std::string& cue);
+    // The transport under the names of its commands.
+    void cadenzium_gotocue(const std::string& label) { cadenzium_startfromlabel(label); }
+    void cadenzium_jumptolabel(const std::string& label) { cadenzium_scrubtolabel(label); }
+    void cadenzium_jumptocue(const std::string& label) { cadenzium_scrubtolabel(label); }
+    void cadenzium_jump(const std::string& cue) { cadenzium_DynamicJumpToCue(cue); }
+    void cadenzium_nextlabeltempo() { next_label_with_tempo_update(); }
+    void cadenzium_before_nextlabel() { cadenzium_beforenextlabel(); }
+    void cadenzium_nextaction() { cadenzium_nextFWD(); }
+    void cadenzium_nextfwd() { cadenzium_nextFWD(); }
+    void cadenzium_actions(bool on) { cadenzium_actionsOnOff(on); }
 
     // ---- switches ----
     void cadenzium_suivi(bool on);
@@ -186,6 +215,11 @@ private:
     // The events of the score up to `target` heard in turn on the virtual
     // clock, each after its written duration at its tempo.
     bool forward_through(int target);
+    // The index of the next label after the last event fired, -1
+    // (reported) when none.
+    int next_label_index();
+    // Stands on `index` as on an event heard again, not fired now.
+    void step_back_to(int index);
     void apply_first_event_tempo();
     void start_preloaded(const std::string& name);
     void report_loaded_score();

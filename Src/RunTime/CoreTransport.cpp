@@ -42,14 +42,15 @@ int cadenzium_core::find_index_and_lock(double beat) {
 }
 
 // The runtime stands on the event before `index`, whose actions do not fire
-// again; the listening machine waits for `index`.
+// again; the listening machine waits in front of `index`, what it heard
+// before the move forgotten.
 void cadenzium_core::finalize_positionning(int index) {
     const bool zigzag = rt.switches.prevent_zigzag;
     const bool actions = rt.switches.actions_on;
     const float old_tempo = rt.current_event ? rt.current_event->ScoreTempo() : 0.0f;
     rt.switches.actions_on = false;
     rt.switches.prevent_zigzag = false;
-    align->set_Position(index - 1);
+    align->wait_before(index);
     updatePosition(index - 1);
     rt.last_action_event = x_netscore->events[static_cast<std::size_t>(index - 1)].get();
     rt.switches.prevent_zigzag = zigzag;
@@ -108,13 +109,7 @@ void cadenzium_core::cadenzium_previousEvent() {
         return;
     }
     wait_for_decoder();
-    const bool zigzag = rt.switches.prevent_zigzag;
-    rt.switches.prevent_zigzag = false;
-    align->set_Position(previous);
-    updatePosition(previous);
-    rt.switches.prevent_zigzag = zigzag;
-    rt.last_action_event = x_netscore->events[static_cast<std::size_t>(previous - 1)].get();
-    running = 1;
+    step_back_to(previous);
 }
 
 int cadenzium_core::cadenzium_fastforward(double beat, bool silent) {

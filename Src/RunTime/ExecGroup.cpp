@@ -172,6 +172,11 @@ bool exec_group::tight_step() const {
     return child.tight || child.ante || child.post;
 }
 
+const Action* exec_group::anchoring_action() const {
+    if (CadTimer::tight_step() || step >= group->actions.size()) return bloc;
+    return group->actions[step].get();
+}
+
 void exec_group::cancel_action(const std::string& label) {
     for (std::size_t i = 0; i < group->actions.size(); ++i)
         if (group->actions[i]->get_label() == label) enabled[i] = false;

@@ -51,12 +51,6 @@ void Firing::not_run_yet(Action& a) {
     a.post_location();
 }
 
-void Firing::not_run_yet(Action& a, const char* attribute) {
-    if (!rt.reported_kinds.insert(attribute).second) return;
-    error("'%s' on a group is not run yet: ignored", attribute);
-    a.post_location();
-}
-
 // ---- messages ----
 
 void Firing::visit(Message& a) {

@@ -65,10 +65,8 @@ private:
     // Whether a kind without a late or simulated behaviour of its own runs
     // now: always in time, when late unless "@local", never simulated.
     bool runs(const Action& a) const;
-    // Kinds and attributes that this runtime does not run yet say so once
-    // each.
+    // Kinds that this runtime does not run yet say so once each.
     void not_run_yet(Action& a);
-    void not_run_yet(Action& a, const char* attribute);
     void start_group(Gfwd& a, cadTimer_mode how);
     void deliver_to_channel(ChannelPort& channels, const std::string& name, Message& a);
     // The host's channels when it has them; otherwise the action says once

@@ -76,11 +76,7 @@ void Firing::visit(Gfwd& a) {
     start_group(a, MODE_LATE);
 }
 
-// A tempo through a list of events or a "@sync" is not followed yet: the
-// group runs at the followed tempo, and the score is told once.
 void Firing::start_group(Gfwd& a, cadTimer_mode how) {
-    if (a.events_tempo) not_run_yet(a, "@tempo");
-    if (get_sync_var(a.attributes)) not_run_yet(a, "@sync");
     exec_group::create(rt, a, date, delay, unit, how);
 }
 

@@ -51,6 +51,7 @@ void Runtime::enter_position(int pos, const PositionFacts& facts) {
     current_event = &e;
     record_missed_events(e);
     set_position_variables(e, facts);
+    scheduler.UpdateLocalTempo();
     launch_position_actions();
     position_to_report = pos;
     time_to_report = facts.onset_time;

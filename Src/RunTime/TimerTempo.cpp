@@ -34,14 +34,13 @@ double followed_tempo(const GlobalEnvironment& env) {
 } // namespace
 
 void CadTimer::take_tempo() {
+    if (take_scope_tempo()) return;
     const Expression* own = bloc->tempo_expression;
     if (!own) {
-        if (!father) return;
-        tempo_kind = father->tempo_kind;
-        tempo_expr = father->tempo_expr;
-        local_tempo = father->local_tempo;
+        inherit_tempo();
         return;
     }
+    scope_action = bloc;
     tempo_expr = own;
     VarSet vars;
     own->get_variables(vars);
@@ -52,6 +51,16 @@ void CadTimer::take_tempo() {
     tempo_kind = TEMPO_DYNAMIC;
     local_tempo = father ? father->local_tempo : followed_tempo(rt->env);
     local_tempo = evaluated_tempo();
+}
+
+void CadTimer::inherit_tempo() {
+    if (!father) return;
+    tempo_kind = father->tempo_kind;
+    tempo_expr = father->tempo_expr;
+    local_tempo = father->local_tempo;
+    scope_source = father->scope_source;
+    scope_action = father->scope_action;
+    sync_vm = father->sync_vm;
 }
 
 // A constant tempo is read once; a bad one says so and keeps the tempo the
@@ -82,7 +91,8 @@ double CadTimer::evaluated_tempo() {
 }
 
 double CadTimer::get_local_tempo(double, double) {
-    if (has_expression_tempo()) local_tempo = evaluated_tempo();
+    if (has_expression_tempo())
+        local_tempo = scope_source == SCOPE_EXPRESSION ? evaluated_tempo() : scope_tempo();
     return local_tempo;
 }
 
@@ -95,7 +105,7 @@ void CadTimer::refresh_tempo() {
         return;
     }
     case TEMPO_DYNAMIC:
-        local_tempo = evaluated_tempo();
+        local_tempo = get_local_tempo(last_pos, -1.0);
         last_tempo = local_tempo;
         return;
     default:
@@ -105,6 +115,11 @@ void CadTimer::refresh_tempo() {
 
 void CadTimer::attach_tempo_vars() {
     if (!has_expression_tempo() || !tempo_vars.empty()) return;
+    if (sync_vm) {
+        rt->env.attach(sync_vm, this, TEMPO);
+        tempo_vars.push_back(sync_vm);
+    }
+    if (scope_source != SCOPE_EXPRESSION || !tempo_expr) return;
     VarSet vars;
     tempo_expr->get_variables(vars);
     SavedContext saved(*rt);

@@ -2,14 +2,24 @@
 // as the last event before its date plus what remains after it. The step
 // waits for that event and counts the remainder from its real arrival, so
 // that the action keeps its place against a musician who rushes; the event
-// skipped, the step runs late at once.
+// skipped, the step runs late at once. A list of events given to the
+// strategy ("@tight := {$A, $C}") makes those the only anchors. "@tight"
+// and "@ante" steps also fall due at their own date when the anchor is
+// late; a "@post" step never comes before its anchor. In a scope with a
+// tempo of its own, the remainder and the date of falling due count at
+// that tempo.
 #include "RunTime/CadTimer.hpp"
 
 #include "Base/Console.hpp"
 #include "Exp/Environment.hpp"
+#include "Exp/Expression.hpp"
+#include "Exp/Values.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/Runtime.hpp"
+#include "RunTime/exec.hpp"
+#include "Tree/Action.hpp"
 #include "Tree/Bloc.hpp"
+#include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
 #include <algorithm>
@@ -19,22 +29,75 @@ namespace {
 
 constexpr double kAtOnce = 0.0001;
 
+bool anchored(const Action& a) {
+    return a.tight || a.ante || a.post;
+}
+
+// The event at beat `beat`, or the last one before it; 0 when none.
+int event_at_or_before(const Score& score, double beat) {
+    int found = 0;
+    for (int i = 1; i <= score.get_cur_index(); ++i) {
+        const Event& e = *score.events[static_cast<std::size_t>(i)];
+        if (e.beatcum() - kAtOnce > beat) break;
+        if (e.isEvent()) found = i;
+    }
+    return found;
+}
+
+// The latest listed event at or before `at`, kept in `anchor` (-1.0 when
+// none yet): a label names its event, a number is a beat.
+void latest_listed(const ExpressionList* list, const Score& score, double at, double& anchor) {
+    if (!list) return;
+    for (const auto& e : *list) {
+        const Value v = e->eval();
+        double beat = -1.0;
+        if (v->is_string_or_symb()) {
+            const int index = score.labelPosition(v->get_string());
+            if (index >= 0) beat = score.events[static_cast<std::size_t>(index)]->beatcum();
+        } else if (!v->is_undef()) {
+            beat = v->get_double();
+        }
+        if (beat >= 0.0 && beat <= at + kAtOnce && beat > anchor) anchor = beat;
+    }
+}
+
 } // namespace
 
 bool CadTimer::tight_step() const {
-    return bloc && (bloc->tight || bloc->ante || bloc->post);
+    return bloc && anchored(*bloc);
+}
+
+const Action* CadTimer::anchoring_action() const {
+    return bloc;
+}
+
+void CadTimer::search_anchor(double at, double* rest, int* index) {
+    const Score& score = *rt->score;
+    const Action* a = anchoring_action();
+    if (!a || !(a->tight_l || a->ante_l || a->post_l)) {
+        score.search_event(at, rest, index);
+        return;
+    }
+    double anchor = -1.0;
+    {
+        SavedContext saved(*rt);
+        set_context();
+        latest_listed(a->tight_l, score, at, anchor);
+        latest_listed(a->ante_l, score, at, anchor);
+        latest_listed(a->post_l, score, at, anchor);
+    }
+    if (anchor < 0.0) {
+        // No listed event before the date: the step is loose.
+        *rest = -1.0;
+        *index = wait_index;
+        return;
+    }
+    *index = std::max(1, event_at_or_before(score, anchor));
+    *rest = at - score.events[static_cast<std::size_t>(*index)]->beatcum();
 }
 
 void CadTimer::schedule_tight(double delay, duration_type unit) {
     const double d = unit == DURATION_SECONDS ? delay_in_beats : delay;
-    if (tempo_kind == TEMPO_CONSTANT) {
-        error("Not yet implemented : schedule tight with constant tempo");
-        return;
-    }
-    if (tempo_kind == TEMPO_DYNAMIC) {
-        error("Not yet implemented : schedule tight with dynamic tempo");
-        return;
-    }
     const Score* score = rt->score;
     if (!score || score->events.size() < 2) {
         schedule_loose(delay, unit);
@@ -42,7 +105,7 @@ void CadTimer::schedule_tight(double delay, duration_type unit) {
     }
     local_delay = -1.0;
     int found = wait_index;
-    score->search_event(date, &local_delay, &found);
+    search_anchor(date, &local_delay, &found);
     if (found < wait_index) {
         callback_late(nullptr);
         return;
@@ -56,9 +119,10 @@ void CadTimer::schedule_tight(double delay, duration_type unit) {
         return;
     }
     wait_event(found);
+    const Action* a = anchoring_action();
+    if (a && a->post && !a->tight && !a->ante) return;
     // The date the step falls due at if the event never comes.
-    pending_type = SCHED_RELATIVE;
-    sched->insertRelativeTimer(this, d);
+    schedule_loose(d, DURATION_BEATS);
 }
 
 void CadTimer::wait_event(int index) {

@@ -51,6 +51,7 @@ public:
     void cancel_action(const std::string& label) override;
     // Tight when the group is, or the child due next is.
     bool tight_step() const override;
+    const Action* anchoring_action() const override;
 
     Gfwd* group;
     // The child due next.

@@ -166,20 +166,7 @@ TEST_F(Firing, UnknownInternalCommandIsReported) {
     EXPECT_TRUE(console.has_error("Unknown internal command"));
 }
 
-// ---- what does not run yet ----
-
-TEST_F(Firing, ATempoOfEventsOrASyncIsReportedOnceAsNotRunYet) {
-    play("bpm 60\nNOTE 60 4 A\n  group b @tempo := { := { 1, 2 } } { 1 print b }\n  group c @sync $x { 1 "
-         "print c }\n"
-         "  group d @sync $x { 1 print d }\n");
-    const auto said = [&](const char* text) {
-        return std::count_if(console.errors.begin(), console.errors.end(),
-                             [&](const std::string& line) { return line.find(text) != std::string::npos; });
-    };
-    EXPECT_EQ(said("'@tempo' on a group is not run yet: ignored"), 1);
-    EXPECT_EQ(said("'@sync' on a group is not run yet: ignored"), 1) << "said once, not per group";
-    EXPECT_THAT(run_until(2.0), ElementsAre("b@1", "c@1", "d@1")) << "the groups run at the followed tempo";
-}
+// ---- limits ----
 
 TEST_F(Firing, PassingTheLimitOfRunningGroupsStopsTheEngine) {
     // Each group waits less than the one before: it goes to the head of the
