@@ -98,6 +98,11 @@ void PdObject::report_position(int index, const Event* event, double time, doubl
     outlets.position(index, event, time, tempo_bpm, last);
 }
 
+void PdObject::report_details(int, const PositionDetails& details) {
+    if (!on_pd_thread()) return;
+    outlets.details(details, core.score());
+}
+
 void PdObject::console(ConsoleLevel level, std::string_view text) {
     if (!on_pd_thread()) {
         const std::lock_guard<std::mutex> hold(pending_mutex);
@@ -165,6 +170,18 @@ void PdObject::reload() {
 void PdObject::start(const std::string& score_name) {
     core.time().init_now();
     core.cadenzium_start(score_name);
+    arm_hops();
+}
+
+void PdObject::start_from_beat(double beat) {
+    clock_unset(hop_clock);
+    core.cadenzium_startfrombeat(beat);
+    arm_hops();
+}
+
+void PdObject::start_from_label(const std::string& label) {
+    clock_unset(hop_clock);
+    core.cadenzium_startfromlabel(label);
     arm_hops();
 }
 

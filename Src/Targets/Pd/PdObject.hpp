@@ -40,6 +40,7 @@ public:
     const char* name() const override { return "cadenzium~"; }
     void send_message(const message& m) override;
     void report_position(int index, const Event* event, double time, double tempo_bpm) override;
+    void report_details(int index, const PositionDetails& details) override;
     HostClocks* clocks() override { return &pd_clocks; }
     ChannelPort* channels() override { return osc.get(); }
     void console(ConsoleLevel level, std::string_view text) override;
@@ -56,6 +57,10 @@ public:
     void reload();
     void start(const std::string& name);
     void stop();
+    // Runs the score silently up to `beat` (or the event labelled `label`)
+    // and follows from there.
+    void start_from_beat(double beat);
+    void start_from_label(const std::string& label);
     // "setvar name value...": one value, or a tab of several.
     void setvar(int argc, const t_atom* argv);
     void info() const;

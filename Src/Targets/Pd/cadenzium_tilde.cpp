@@ -99,6 +99,14 @@ void cadenzium_start(t_cadenzium* x, t_symbol*, int argc, t_atom* argv) {
     x->host->start(symbol_text(argc, argv));
 }
 
+void cadenzium_startfromlabel(t_cadenzium* x, t_symbol* label) {
+    x->host->start_from_label(label->s_name);
+}
+
+void cadenzium_startfrombeat(t_cadenzium* x, t_floatarg beat) {
+    x->host->start_from_beat(beat);
+}
+
 void cadenzium_stop(t_cadenzium* x) {
     x->host->stop();
 }
@@ -266,6 +274,7 @@ void add_methods() {
     add_bare("info", cadenzium_info);
     add_bare("version", cadenzium_version);
     add_float("verbosity", cadenzium_verbosity);
+    add_float("startfrombeat", cadenzium_startfrombeat);
     add_float("gamma", cadenzium_gamma);
     add_float("variance", cadenzium_variance);
     add_float("obsexp", cadenzium_obsexp);
@@ -278,6 +287,8 @@ void add_methods() {
                     A_SYMBOL, 0);
     class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_profile), gensym("profile"),
                     A_SYMBOL, 0);
+    class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_startfromlabel),
+                    gensym("startfromlabel"), A_SYMBOL, 0);
 }
 
 } // namespace

@@ -32,6 +32,10 @@ struct PdPatch {
     // signal when `sound` names one.
     std::vector<PdNote> notes;
     std::string sound;
+    // Lines of text that the patch itself writes over score.cad at
+    // `rewrite_at` logical seconds (none when empty).
+    std::vector<std::string> rewrite;
+    double rewrite_at = 0;
     double seconds = 10; // logical seconds before Pd quits
     std::string text() const;
 };
