@@ -125,16 +125,6 @@ void Firing::visit(CadAssert& a) {
 
 // ---- kinds not run yet ----
 
-void Firing::visit(DspEquation& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(DspPatch& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(DspFluidsynthAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
-
 // Reactions to patterns are not run by this runtime, in any mode but the
 // simulation.
 void Firing::visit(WhenOnPattern& a) {
