@@ -22,6 +22,7 @@ DspVarDef* DspGraph::declare(const std::string& name, DspVarKind kind) {
     if (DspVarDef* v = var(name)) return v;
     vars.push_back(std::make_unique<DspVarDef>(name, kind));
     DspVarDef* v = vars.back().get();
+    if (kind == DspVarKind::Channel || kind == DspVarKind::Outlet) carried.push_back(v);
     if (kind == DspVarKind::Inlet) inlets.push_back(v);
     if (kind == DspVarKind::Outlet) outlets.push_back(v);
     return v;
@@ -283,12 +284,14 @@ void DspGraph::process_part(const float* const* inputs, int input_count, float* 
     mix_outputs(outputs, output_count, offset, n);
 }
 
+// Every channel and outlet starts the block silent: one that no node
+// writes any more must not hold its last samples.
 void DspGraph::run_schedule(int n) {
+    for (DspVarDef* v : carried)
+        v->clear(n);
     if (!current) return;
     for (DspVarDef* v : current->controls)
         v->fill_control(n);
-    for (DspVarDef* v : current->written)
-        v->clear(n);
     for (DspStep& step : current->steps) {
         step.node->bind(step.inputs, step.controls, step.outputs);
         step.node->compute(n);

@@ -87,6 +87,8 @@ private:
     std::vector<std::unique_ptr<DspVarDef>> vars;
     std::vector<std::unique_ptr<DspNode>> nodes;
     std::vector<DspVarDef*> inlets, outlets;
+    // The channels and outlets, silent at the start of each block.
+    std::vector<DspVarDef*> carried;
     DspNode* default_sound = nullptr;
     std::map<std::string, DspEquationNames> equations_by_node;
     float rate = 0;

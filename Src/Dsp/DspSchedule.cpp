@@ -135,8 +135,6 @@ bool build_schedule(const DspDefinitions& defs, const std::vector<DspEquationNam
         out.steps.push_back(
             {r.node, rank[i], buffers_of(r.audio), buffers_of(r.controls), buffers_of(r.outputs)});
         patched.insert(r.node);
-        for (DspVarDef* v : r.outputs)
-            add_unique(out.written, v);
         for (DspVarDef* v : r.controls)
             add_unique(out.controls, v);
     }

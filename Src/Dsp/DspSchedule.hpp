@@ -28,9 +28,8 @@ struct DspStep {
 
 struct DspSchedule {
     std::vector<DspStep> steps;
-    // Variables that a block clears (channels written by a step) or fills
-    // (controls read by one).
-    std::vector<DspVarDef*> written, controls;
+    // The controls its steps read, which a block fills.
+    std::vector<DspVarDef*> controls;
     // Sound nodes no equation uses: they compute on their own buffers,
     // which go to the host's outputs.
     std::vector<DspNode*> unpatched;

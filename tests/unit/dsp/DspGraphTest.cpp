@@ -152,6 +152,16 @@ TEST_F(DspGraphBlocks, NotesStartAndEndInTheBlocksOfTheirDatesAndAKeyStruckAgain
     EXPECT_FALSE(notes->released_unknown) << "every release had its note";
 }
 
+TEST_F(DspGraphBlocks, AResetSilencesHeldNotesAndDropsThePatches) {
+    start(true);
+    ASSERT_TRUE(install({{{"$$out"}, "f", {"$$in"}}}));
+    graph.note("synth", {0, 60, 90, 0.0, 0.0}, nullptr);
+    EXPECT_EQ(block(1.0f), std::make_pair(3.0f, 1.0f));
+    graph.reset();
+    EXPECT_EQ(block(1.0f), std::make_pair(0.0f, 0.0f));
+    EXPECT_FALSE(notes->released_unknown);
+}
+
 TEST_F(DspGraphBlocks, ANoteForANodeTheGraphDoesNotHaveFallsToTheDefaultSoundOrIsReported) {
     start(true);
     graph.note("fluidsynth::elsewhere", {0, 60, 90, 0.0, 0.0}, nullptr);
