@@ -10,6 +10,7 @@
 // logical time.
 #pragma once
 
+#include "Dsp/DspGraph.hpp"
 #include "Osc/OscManager.hpp"
 #include "PdArguments.hpp"
 #include "PdClocks.hpp"
@@ -43,6 +44,7 @@ public:
     void report_details(int index, const PositionDetails& details) override;
     HostClocks* clocks() override { return &pd_clocks; }
     ChannelPort* channels() override { return osc.get(); }
+    DspPort* dsp() override { return graph.get(); }
     void console(ConsoleLevel level, std::string_view text) override;
     float sample_rate() const override { return rate; }
     float block_size() const override { return block; }
@@ -72,6 +74,11 @@ public:
     void list_at(int inlet, int argc, const t_atom* argv);
     void dsp(float sample_rate, int block_samples);
     void perform(const t_sample* in, int n);
+    // The score's sound on the AUDIO outlets: where their vectors are for
+    // the coming blocks, then one block.
+    int audio_outlets() const { return outlets.audio_count(); }
+    void bind_audio_outlets(std::vector<t_sample*> vectors);
+    void perform_audio(int n);
 
     // ---- clocks of the object ----
     void hop_tick();
@@ -87,6 +94,7 @@ private:
 
     std::string resolve(const std::string& path) const;
     void arm_hops();
+    void make_graph();
     void watch(bool on);
 
     std::thread::id pd_thread;
@@ -100,6 +108,11 @@ private:
     PdClocks pd_clocks;
     cadenzium_core core;
     std::unique_ptr<OscManager> osc;
+    // The score's audio graph, with a FluidSynth node on `soundfont`, when
+    // the object has AUDIO outlets.
+    std::string soundfont = "/usr/share/sounds/sf2/FluidR3_GM.sf2";
+    std::unique_ptr<DspGraph> graph;
+    std::vector<t_sample*> audio_vectors;
 
     // Decoding steps between MIDI notes, one per hop while following.
     t_clock* hop_clock;

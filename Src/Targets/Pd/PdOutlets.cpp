@@ -28,6 +28,7 @@ const std::map<std::string, const char*>& assists() {
         {"TRACE", "Trace cadenzium events/actions: [name, event_pos/action_father_name, time_stamps(sec), "
                   "relative_time_stamps(beats)]"},
         {"MIDIOUT", "Event Recognition MIDI message Output: [pitch velocity]"},
+        {"AUDIO", ": Audio Output (for DSP)"},
     };
     return table;
 }
@@ -56,6 +57,11 @@ void PdOutlets::make(t_object* owner, const std::vector<std::string>& names, boo
         }
         if (name == "VELOCITY" && !audio_input) {
             error("Cadenzium - Velocity estimation output ONLY for audio input. Ignored!");
+            continue;
+        }
+        if (name == "AUDIO") {
+            outlet_new(owner, &s_signal);
+            ++audio;
             continue;
         }
         const bool list = name == "MAIN" || name == "TRACE" || name == "MISSED" || name == "MIDIOUT";

@@ -24,6 +24,8 @@ public:
     // Null when the object has no outlet of that name.
     t_outlet* find(const char* name) const;
     const std::vector<std::pair<std::string, t_outlet*>>& all() const { return outlets; }
+    // Signal outlets ("AUDIO"), where the score's audio graph plays.
+    int audio_count() const { return audio; }
 
     // A position accepted: its outlets, right to left as Pd's order wants,
     // with MAIN (the event's index) last.
@@ -38,4 +40,5 @@ private:
     void out_float(const char* name, double v) const;
     void missed_event(t_outlet* o, int index, const Event& e) const;
     std::vector<std::pair<std::string, t_outlet*>> outlets;
+    int audio = 0;
 };

@@ -112,7 +112,13 @@ std::string PdPatch::text() const {
     const std::vector<std::string> names = outlet_names(box);
     for (std::size_t i = 0; i < names.size(); ++i) {
         const int p = w.obj("print " + names[i]);
-        w.connect(object, static_cast<int>(i), p, 0);
+        if (names[i] != "AUDIO") {
+            w.connect(object, static_cast<int>(i), p, 0);
+            continue;
+        }
+        const int level = w.obj("env~");
+        w.connect(object, static_cast<int>(i), level, 0);
+        w.connect(level, 0, p, 0);
     }
     for (const std::string& r : receivers) {
         const int in = w.obj("r " + r);
@@ -135,6 +141,10 @@ std::string PdPatch::text() const {
     if (sound.empty()) {
         const int notes_in = w.obj("r perf-notes");
         w.connect(notes_in, 0, object, 0);
+        if (dsp) {
+            const int on = w.msg("\\; pd dsp 1");
+            w.connect(order, 1, on, 0);
+        }
         return w.text();
     }
     w.obj("table perf");

@@ -276,6 +276,30 @@ TEST(PdObject, AutowatchReadsTheScoreAgainWhenItsFileChanges) {
         << "without autowatch the change is not read" << unwatched.console;
 }
 
+// The score's note sounds on the object's AUDIO outlet from the moment its
+// event is heard.
+TEST(PdObject, TheScoresSoundPlaysOnTheAudioOutlet) {
+    if (!fs::exists("/usr/share/sounds/sf2/FluidR3_GM.sf2")) GTEST_SKIP() << "no General MIDI sound font";
+    Folder f;
+    f.write("score.cad", "BPM 60\nNOTE C4 1\n  fluidsynth::piano(0, 72, 110, 0.5)\nNOTE D4 1\n");
+    PdPatch patch;
+    patch.box = "cadenzium~ @INLET MIDI @OUTLET MAIN AUDIO";
+    patch.dsp = true;
+    patch.notes = {{1.0, 60, 0.8, 80}};
+    patch.seconds = 2;
+    patch.commands = {"info"};
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    EXPECT_NE(run.console.find("Fluidsynth handling: yes"), std::string::npos) << run.console;
+    // env~ prints a level about every 12 ms: none before the note, loud
+    // ones after it.
+    const std::vector<double> levels = printed_numbers(run, "AUDIO");
+    ASSERT_GT(levels.size(), 100u) << run.console;
+    const std::size_t note = levels.size() / 2; // the note comes at 1 s of 2
+    EXPECT_LT(*std::max_element(levels.begin(), levels.begin() + static_cast<long>(note) - 5), 1.0);
+    EXPECT_GT(*std::max_element(levels.begin() + static_cast<long>(note), levels.end()), 40.0) << run.console;
+}
+
 TEST(PdObject, BoxFlagsSetAttributesAndUnknownWordsAreReported) {
     Folder f;
     f.write("score.cad", kThreeNotes);
