@@ -66,10 +66,15 @@ bool start_from(cadenzium_core& engine, const std::string& where) {
     return at >= 0.0 && engine.cadenzium_fastforward(at, true) >= 0;
 }
 
-// A rendering follows the engine's virtual clock; live, the sound plays.
+// A rendering follows the engine's virtual clock; the sound through JACK,
+// the wall clock.
 bool sound_is_possible(const FollowOptions& o) {
-    if (o.render.empty()) return true;
-    if (!o.realtime && !o.live() && !o.sound) return true;
+    const bool paced = o.realtime || o.live();
+    if (o.sound && !paced) {
+        error("cadenzium: --sound plays with --realtime or a live input");
+        return false;
+    }
+    if (o.render.empty() || (!paced && !o.sound)) return true;
     error("cadenzium: --render works offline only, without --realtime, --sound or a live input");
     return false;
 }

@@ -153,7 +153,7 @@ TEST(DspRender, InfoSaysWhichSoundEnginesTheBuildHas) {
     EXPECT_NE(out.str().find("Faust handling: no"), std::string::npos) << out.str();
 }
 
-TEST(DspRender, RenderingIsRefusedWithALiveOrPacedPerformanceOrWithoutItsSoundFont) {
+TEST(DspRender, SoundOptionsAreRefusedWhereTheirClockIsNotAndWithoutASoundFont) {
     ConsoleCapture console;
     FollowOptions o;
     o.score = "score.cad";
@@ -163,6 +163,11 @@ TEST(DspRender, RenderingIsRefusedWithALiveOrPacedPerformanceOrWithoutItsSoundFo
     std::ostringstream out;
     EXPECT_EQ(run_follow(o, out), 1);
     EXPECT_TRUE(console.has_error("--render works offline only")) << console.all();
+    o.render.clear();
+    o.realtime = false;
+    o.sound = true;
+    EXPECT_EQ(run_follow(o, out), 1);
+    EXPECT_TRUE(console.has_error("--sound plays with --realtime or a live input")) << console.all();
 
     TempScore score("NOTE C4 1\n");
     TempScore midi("", ".mid");
