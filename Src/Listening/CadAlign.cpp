@@ -271,6 +271,7 @@ Decision CadAlign::Decode(double now) {
     d.index = ev->index();
     d.sub = (ev->type() == 2 || ev->type() == 4) ? sub : nullptr;
     d.onset_time = onset_time_of(best, now);
+    d.certainty = std::clamp(best->ForwardLast, 0.0, 1.0);
     inner_event = d.sub;
     if (verbosity >= 1) log_onset(d);
     return d;

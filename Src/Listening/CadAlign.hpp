@@ -82,6 +82,8 @@ struct Decision {
     // decodes nothing: neither `moved` nor `quiet`.)
     bool quiet = false;
     float energy = 0;
+    // The belief in the decided state, in [0, 1].
+    double certainty = 0;
 };
 
 class CadAlign {

@@ -63,28 +63,28 @@ void load_clause(ParseDriver& driver, ActionVec body, const yy::location& loc) {
 
 void dsp_variables(ParseDriver& driver, DspVarKind kind, const StringList& names, const yy::location& loc) {
     for (const std::string& name : names)
-        DspVarDef::create(driver.build(), kind, name, &loc);
+        DspVarDecl::create(driver.build(), kind, name, &loc);
 }
 
 void faust_definition(ParseDriver& driver, const std::string& name, StringList parameters,
                       std::string program, const yy::location& loc) {
-    auto node = std::make_unique<DummyDspNode>(DspNodeKind::FAUST, name, &loc);
+    auto node = std::make_unique<DspNodeDecl>(DspNodeKind::FAUST, name, &loc);
     node->parameters = std::move(parameters);
     node->program = std::move(program);
-    DummyDspNode::create(driver.build(), std::move(node));
+    DspNodeDecl::create(driver.build(), std::move(node));
 }
 
 void fluidsynth_definition(ParseDriver& driver, const std::string& name, std::string file, int channels,
                            const yy::location& loc) {
-    auto node = std::make_unique<DummyDspNode>(DspNodeKind::FLUIDSYNTH, name, &loc);
+    auto node = std::make_unique<DspNodeDecl>(DspNodeKind::FLUIDSYNTH, name, &loc);
     node->file = std::move(file);
     node->channels = channels;
-    DummyDspNode::create(driver.build(), std::move(node));
+    DspNodeDecl::create(driver.build(), std::move(node));
 }
 
 void csound_definition(ParseDriver& driver, const std::string& name, std::string file,
                        const yy::location& loc) {
-    auto node = std::make_unique<DummyDspNode>(DspNodeKind::CSOUND, name, &loc);
+    auto node = std::make_unique<DspNodeDecl>(DspNodeKind::CSOUND, name, &loc);
     node->file = std::move(file);
-    DummyDspNode::create(driver.build(), std::move(node));
+    DspNodeDecl::create(driver.build(), std::move(node));
 }

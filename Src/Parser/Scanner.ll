@@ -250,6 +250,8 @@ FLOATNUM  ([0-9]+\.[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?|[0-9]+[eE][+-]?[0-9]+
 "$$"{NAME}                      { TEXT_TOKEN(DSPVAR, yytext); }
 [fF][aA][uU][sS][tT]"::"{NAME}  { TEXT_TOKEN(FAUST_NAME, yytext); }
 [tT][rR][aA][cC][kK]"::"{NAME}  { TEXT_TOKEN(TRACK_NAME, yytext); }
+[cC][sS][oO][uU][nN][dD]"::"{NAME} { TEXT_TOKEN(CSOUND_NAME, yytext); }
+[fF][lL][uU][iI][dD][sS][yY][nN][tT][hH]"::"{NAME} { TEXT_TOKEN(FLUID_NAME, yytext); }
 [pP][aA][tT][tT][eE][rR][nN]"::"{NAME} { TEXT_TOKEN(PATTERN_NAME, yytext); }
 
 [0-9]+/"s"[ \t(\[\]{\n\r]      {

@@ -229,7 +229,9 @@ private:
     void apply_analysis(int window, int hop);
     template <class Sample>
     void next_frame(const Sample* block);
-    void accept(int pos, double onset_time);
+    // `certainty`: the decoder's belief in the position, 1 for a command;
+    // `velocity`: the onset's, 0 when unknown.
+    void accept(int pos, double onset_time, double certainty = 1.0, double velocity = 0.0);
     void track_tempo(int pos, double onset_time);
     void follow_score(Score* score);
     void drop_score(std::unique_ptr<Score>& score);

@@ -10,6 +10,7 @@
 #include "Tree/Score.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -35,7 +36,10 @@ void cadenzium_core::follow(CadAlign& machine, const Decision& d) {
     // threads (OSC receivers, clocks) read it.
     EnvironmentLock lock(rt);
     rt.inner_event = d.sub;
-    accept(d.index, d.onset_time);
+    // Listening to audio, the onset's loudness stands for its velocity.
+    const bool by_audio = machine.AUDIO_input() >= 0 && machine.MIDI_input() < 0;
+    const double velocity = by_audio ? std::clamp(std::round(127.0 * d.energy), 1.0, 127.0) : 0.0;
+    accept(d.index, d.onset_time, d.certainty, velocity);
     machine.place_window(Position());
 }
 
@@ -45,7 +49,7 @@ void cadenzium_core::updatePosition(int pos) {
     accept(pos, GetTime());
 }
 
-void cadenzium_core::accept(int pos, double onset_time) {
+void cadenzium_core::accept(int pos, double onset_time, double certainty, double velocity) {
     if (!x_netscore) return;
     if (pos < 0 || pos > x_netscore->get_cur_index()) {
         CAD_INTERNAL_ERROR(str_printf("position %d out of the score", pos));
@@ -66,6 +70,8 @@ void cadenzium_core::accept(int pos, double onset_time) {
     facts.score_tempo_changed = tracking.score_tempo_changed;
     facts.score_tempo_bpm = tracking.score_tempo;
     facts.energy = align->energy;
+    facts.certainty = certainty;
+    facts.velocity = velocity;
     rt.enter_position(pos, facts);
 }
 

@@ -140,16 +140,6 @@ void Firing::visit(CadAssert& a) {
 
 // ---- kinds not run yet ----
 
-void Firing::visit(DspEquation& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(DspPatch& a) {
-    if (runs(a)) not_run_yet(a);
-}
-void Firing::visit(DspFluidsynthAction& a) {
-    if (runs(a)) not_run_yet(a);
-}
-
 // A whenever on a pattern is the group its pattern was compiled into.
 void Firing::visit(WhenOnPattern& a) {
     visit(static_cast<Gfwd&>(a));

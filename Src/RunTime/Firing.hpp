@@ -16,6 +16,7 @@
 
 class Action;
 class ChannelPort;
+class DspPort;
 class Runtime;
 
 void Fire(Runtime& rt, Action& action, double date, double delay, duration_type unit);
@@ -72,6 +73,7 @@ private:
     // The host's channels when it has them; otherwise the action says once
     // that it does not run.
     ChannelPort* channels_for(Action& a);
+    DspPort* dsp_for(Action& a);
     void fire_again(Action& child) const;
     // "cadenzium::mute name", "cadenzium::unmute name".
     void track_command(Internal_comm& a);

@@ -11,6 +11,7 @@
 //   clocks          clocks: one-shot timers of the host (null: the engine's
 //                   time is virtual, as offline)
 //   channels        channels: the score's OSC and output files (null: none)
+//   audio graph     dsp: the score's patches and sound nodes (null: none)
 //   console         console: the engine's posts and errors
 //   signal          sample_rate, block_size: what frames will carry
 //   calibration     calibration: each calibrated frame's energy and fit
@@ -21,9 +22,27 @@
 #include <string_view>
 
 class ChannelPort;
+class DspPort;
 class Event;
 class HostClocks;
 struct message;
+
+// What else is known of an accepted position, for hosts that show it.
+struct PositionDetails {
+    // The decoder's belief in the position, in [0, 1]; 1 for a move by
+    // command.
+    double certainty = 1;
+    // The loudness of the onset as a MIDI velocity (1 to 127) when the
+    // engine listens to audio; 0 otherwise.
+    double velocity = 0;
+    // Events from the position to the next one that has actions (0: this
+    // one has); -1 when no event ahead has any.
+    int actions_ahead = -1;
+    // The events the move skipped, [missed_first, missed_end); empty when
+    // none.
+    int missed_first = 0;
+    int missed_end = 0;
+};
 
 class HostPort {
 public:
@@ -36,9 +55,12 @@ public:
     // `time` is when the onset was heard on the engine's clock (seconds),
     // `tempo_bpm` the tempo the follower hears then.
     virtual void report_position(int index, const Event* event, double time, double tempo_bpm) = 0;
+    // Just before report_position, for the same position.
+    virtual void report_details(int /*index*/, const PositionDetails& /*details*/) {}
 
     virtual HostClocks* clocks() { return nullptr; }
     virtual ChannelPort* channels() { return nullptr; }
+    virtual DspPort* dsp() { return nullptr; }
     // By default the process's console.
     virtual void console(ConsoleLevel level, std::string_view text) { console_default(level, text); }
 

@@ -15,6 +15,7 @@
 #include "Exp/Environment.hpp"
 #include "RunTime/CadScheduler.hpp"
 #include "RunTime/Histogram.hpp"
+#include "RunTime/HostPort.hpp"
 
 #include <bitset>
 #include <cstdint>
@@ -43,6 +44,8 @@ struct PositionFacts {
     bool score_tempo_changed = false;
     double score_tempo_bpm = 0;
     double energy = 0;
+    double certainty = 1;
+    double velocity = 0;
 };
 
 // Engine switches that decide what an instant does.
@@ -264,6 +267,7 @@ private:
     int position_to_report = -1;
     double time_to_report = 0;
     double tempo_to_report = 0;
+    PositionDetails details_to_report;
 
     CadTimer* current_exe = nullptr;
     std::vector<Environment*>* envs;

@@ -128,6 +128,14 @@ Positions advance(const InstantDates& d, const GlobalEnvironment& env, const Sco
     return p;
 }
 
+// Events from `index` to the next one that has actions, -1 when none has.
+int actions_ahead(const Score& score, int index) {
+    const int last = score.get_cur_index();
+    for (int i = std::max(index, 0); i <= last; ++i)
+        if (score.events[static_cast<std::size_t>(i)]->action()) return i - index;
+    return -1;
+}
+
 } // namespace
 
 void Runtime::start_logical_instant(int pos) {
@@ -261,9 +269,14 @@ void Runtime::send_messages(bool release) {
         reported = score->events[static_cast<std::size_t>(report)].get();
     }
     position_to_report = -1;
+    PositionDetails details = details_to_report;
+    if (report >= 0) details.actions_ahead = actions_ahead(*score, report);
     unlock();
 
-    if (report >= 0) port.report_position(report, reported, time_to_report, tempo_to_report);
+    if (report >= 0) {
+        port.report_details(report, details);
+        port.report_position(report, reported, time_to_report, tempo_to_report);
+    }
     for (std::size_t i = 0; i < n; ++i) {
         if (!switches.silent) deliver_one(port, *batch[i]);
         recycle(batch[i]);

@@ -49,6 +49,9 @@ void Runtime::enter_position(int pos, const PositionFacts& facts) {
     start_logical_instant(pos);
     previous_event = current_event;
     current_event = &e;
+    details_to_report = PositionDetails{};
+    details_to_report.certainty = facts.certainty;
+    details_to_report.velocity = facts.velocity;
     record_missed_events(e);
     set_position_variables(e, facts);
     scheduler.UpdateLocalTempo();
@@ -66,6 +69,8 @@ void Runtime::record_missed_events(Event& e) {
     const int last = last_action_event->notenum();
     const int n = e.notenum();
     if (!(n > last && last + 1 != n) && !switches.practice_on) return;
+    details_to_report.missed_first = last_action_event->index() + 1;
+    details_to_report.missed_end = std::max(e.index(), details_to_report.missed_first);
     for (int i = last_action_event->index() + 1; i < e.index(); ++i) {
         practice.missed_events.push_back(i);
         practice.missed_duration +=

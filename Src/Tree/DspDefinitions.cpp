@@ -11,17 +11,18 @@ std::unique_ptr<yy::location> copy_of(const yy::location* loc) {
 
 } // namespace
 
-void DspVarDef::create(BuildContext* ctx, DspVarKind kind, const std::string& name, const yy::location* loc) {
+void DspVarDecl::create(BuildContext* ctx, DspVarKind kind, const std::string& name,
+                        const yy::location* loc) {
     if (!ctx || !ctx->score) return;
-    ctx->score->definitions.push_back(std::make_unique<DspVarDef>(kind, name, loc));
+    ctx->score->definitions.push_back(std::make_unique<DspVarDecl>(kind, name, loc));
 }
 
-DspVarDef::DspVarDef(DspVarKind k, std::string n, const yy::location* loc)
+DspVarDecl::DspVarDecl(DspVarKind k, std::string n, const yy::location* loc)
     : kind(k)
     , name(std::move(n))
     , location(copy_of(loc)) {}
 
-const char* DspVarDef::keyword(DspVarKind kind) {
+const char* DspVarDecl::keyword(DspVarKind kind) {
     switch (kind) {
     case DspVarKind::INLET:
         return "@dsp_inlet";
@@ -35,14 +36,14 @@ const char* DspVarDef::keyword(DspVarKind kind) {
     return "?";
 }
 
-void DspVarDef::show(std::ostream& out) const {
+void DspVarDecl::show(std::ostream& out) const {
     out << keyword(kind) << ' ' << name << '\n';
 }
 
-void DummyDspNode::create(BuildContext* ctx, std::unique_ptr<DummyDspNode> node) {
+void DspNodeDecl::create(BuildContext* ctx, std::unique_ptr<DspNodeDecl> node) {
     if (!ctx || !ctx->score || !node) return;
     for (auto& d : ctx->score->definitions) {
-        if (auto* old = dynamic_cast<DummyDspNode*>(d.get()); old && old->name == node->name) {
+        if (auto* old = dynamic_cast<DspNodeDecl*>(d.get()); old && old->name == node->name) {
             d = std::move(node);
             return;
         }
@@ -50,12 +51,12 @@ void DummyDspNode::create(BuildContext* ctx, std::unique_ptr<DummyDspNode> node)
     ctx->score->definitions.push_back(std::move(node));
 }
 
-DummyDspNode::DummyDspNode(DspNodeKind k, std::string n, const yy::location* loc)
+DspNodeDecl::DspNodeDecl(DspNodeKind k, std::string n, const yy::location* loc)
     : kind(k)
     , name(std::move(n))
     , location(copy_of(loc)) {}
 
-void DummyDspNode::show(std::ostream& out) const {
+void DspNodeDecl::show(std::ostream& out) const {
     switch (kind) {
     case DspNodeKind::FAUST:
         out << "@faust_def " << name << '(';

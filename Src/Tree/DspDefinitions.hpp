@@ -17,11 +17,11 @@ struct BuildContext;
 enum class DspVarKind { INLET, OUTLET, CVAR, CHANNEL };
 
 // One variable of the audio graph ("$$name").
-class DspVarDef final : public ASTNode {
+class DspVarDecl final : public ASTNode {
 public:
     // Adds the definition of `name` to the score of `ctx`.
     static void create(BuildContext* ctx, DspVarKind kind, const std::string& name, const yy::location* loc);
-    DspVarDef(DspVarKind kind, std::string name, const yy::location* loc);
+    DspVarDecl(DspVarKind kind, std::string name, const yy::location* loc);
 
     void show(std::ostream& out) const override;
     static const char* keyword(DspVarKind kind);
@@ -36,12 +36,12 @@ enum class DspNodeKind { FAUST, FLUIDSYNTH, CSOUND };
 // A processing node: a Faust program with its parameters (variables "$x" or
 // graph variables "$$x"), a FluidSynth sound font with a channel count, or a
 // Csound file.
-class DummyDspNode final : public ASTNode {
+class DspNodeDecl final : public ASTNode {
 public:
     // Adds the node to the score of `ctx`; a second node of a name replaces
     // the first.
-    static void create(BuildContext* ctx, std::unique_ptr<DummyDspNode> node);
-    DummyDspNode(DspNodeKind kind, std::string name, const yy::location* loc);
+    static void create(BuildContext* ctx, std::unique_ptr<DspNodeDecl> node);
+    DspNodeDecl(DspNodeKind kind, std::string name, const yy::location* loc);
 
     void show(std::ostream& out) const override;
 

@@ -1,6 +1,7 @@
 #include "PdObject.hpp"
 
 #include "Base/Console.hpp"
+#include "Dsp/FluidsynthNode.hpp"
 #include "PdMessages.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Score.hpp"
@@ -63,6 +64,14 @@ PdObject::PdObject(t_object* owner, const BoxArguments& box, std::string dir)
     outlets.make(owner, box.outlets, by_audio);
     for (const BoxAttribute& a : box.attributes)
         set_attribute(a.name, static_cast<int>(a.values.size()), a.values.data());
+    if (outlets.audio_count() > 0) make_graph();
+}
+
+// The sound font loads when the signal chain first starts.
+void PdObject::make_graph() {
+    graph = std::make_unique<DspGraph>();
+    DspNode* synth = graph->add_node(std::make_unique<FluidsynthNode>("fluidsynth::gm", soundfont));
+    graph->set_default_sound(synth);
 }
 
 PdObject::~PdObject() {
@@ -96,6 +105,11 @@ void PdObject::report_position(int index, const Event* event, double time, doubl
     const Score* s = core.score();
     const bool last = s && index == s->CountEvents();
     outlets.position(index, event, time, tempo_bpm, last);
+}
+
+void PdObject::report_details(int, const PositionDetails& details) {
+    if (!on_pd_thread()) return;
+    outlets.details(details, core.score());
 }
 
 void PdObject::console(ConsoleLevel level, std::string_view text) {
@@ -168,6 +182,18 @@ void PdObject::start(const std::string& score_name) {
     arm_hops();
 }
 
+void PdObject::start_from_beat(double beat) {
+    clock_unset(hop_clock);
+    core.cadenzium_startfrombeat(beat);
+    arm_hops();
+}
+
+void PdObject::start_from_label(const std::string& label) {
+    clock_unset(hop_clock);
+    core.cadenzium_startfromlabel(label);
+    arm_hops();
+}
+
 void PdObject::stop() {
     clock_unset(hop_clock);
     core.cadenzium_stop();
@@ -200,7 +226,7 @@ void PdObject::info() const {
         post("%s - no score", name());
     post("%sFaust handling: no", "");
     post("%sCsound handling: %s", "", "no");
-    post("%sFluidsynth handling: %s", "", "no");
+    post("%sFluidsynth handling: %s", "", graph ? "yes" : "no");
     for (const auto& [outlet, o] : outlets.all())
         post("%s - outlet %s", name(), outlet.c_str());
 }
@@ -227,6 +253,9 @@ void PdObject::set_attribute(const std::string& attribute, int argc, const t_ato
         core.cadenzium_analysisParameters(int_at(argc, argv, 0, -1), int_at(argc, argv, 1, -1));
     } else if (attribute == "tune") {
         core.tuning_set(float_at(argc, argv, 0, 440.0));
+    } else if (attribute == "soundfont") {
+        if (argc > 0 && argv[0].a_type == A_SYMBOL) soundfont = resolve(argv[0].a_w.w_symbol->s_name);
+        if (graph && !graph->started()) make_graph();
     } else if (attribute == "verbosity") {
         core.cadenzium_verbosity(int_at(argc, argv, 0, 0));
     } else {
@@ -249,6 +278,7 @@ void PdObject::list_at(int inlet, int argc, const t_atom* argv) {
 }
 
 void PdObject::dsp(float sample_rate, int block_samples) {
+    if (graph && !graph->started()) graph->start(sample_rate, block_samples, 0, outlets.audio_count());
     if (sample_rate == rate && static_cast<float>(block_samples) == block) return;
     rate = sample_rate;
     block = static_cast<float>(block_samples);
@@ -260,6 +290,17 @@ void PdObject::dsp(float sample_rate, int block_samples) {
 void PdObject::perform(const t_sample* in, int n) {
     if (!by_audio || static_cast<float>(n) != block) return;
     core.cadenzium_next_frame(in);
+}
+
+void PdObject::bind_audio_outlets(std::vector<t_sample*> vectors) {
+    audio_vectors = std::move(vectors);
+}
+
+// The notes dated up to the end of the block, on the engine's clock.
+void PdObject::perform_audio(int n) {
+    if (!graph || audio_vectors.empty()) return;
+    const double until = core.GetTime() + static_cast<double>(n) / rate;
+    graph->process(nullptr, 0, audio_vectors.data(), static_cast<int>(audio_vectors.size()), n, until);
 }
 
 // ---- clocks of the object ----

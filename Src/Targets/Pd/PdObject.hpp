@@ -10,6 +10,7 @@
 // logical time.
 #pragma once
 
+#include "Dsp/DspGraph.hpp"
 #include "Osc/OscManager.hpp"
 #include "PdArguments.hpp"
 #include "PdClocks.hpp"
@@ -40,8 +41,10 @@ public:
     const char* name() const override { return "cadenzium~"; }
     void send_message(const message& m) override;
     void report_position(int index, const Event* event, double time, double tempo_bpm) override;
+    void report_details(int index, const PositionDetails& details) override;
     HostClocks* clocks() override { return &pd_clocks; }
     ChannelPort* channels() override { return osc.get(); }
+    DspPort* dsp() override { return graph.get(); }
     void console(ConsoleLevel level, std::string_view text) override;
     float sample_rate() const override { return rate; }
     float block_size() const override { return block; }
@@ -56,6 +59,10 @@ public:
     void reload();
     void start(const std::string& name);
     void stop();
+    // Runs the score silently up to `beat` (or the event labelled `label`)
+    // and follows from there.
+    void start_from_beat(double beat);
+    void start_from_label(const std::string& label);
     // "setvar name value...": one value, or a tab of several.
     void setvar(int argc, const t_atom* argv);
     void info() const;
@@ -67,6 +74,11 @@ public:
     void list_at(int inlet, int argc, const t_atom* argv);
     void dsp(float sample_rate, int block_samples);
     void perform(const t_sample* in, int n);
+    // The score's sound on the AUDIO outlets: where their vectors are for
+    // the coming blocks, then one block.
+    int audio_outlets() const { return outlets.audio_count(); }
+    void bind_audio_outlets(std::vector<t_sample*> vectors);
+    void perform_audio(int n);
 
     // ---- clocks of the object ----
     void hop_tick();
@@ -82,6 +94,7 @@ private:
 
     std::string resolve(const std::string& path) const;
     void arm_hops();
+    void make_graph();
     void watch(bool on);
 
     std::thread::id pd_thread;
@@ -95,6 +108,11 @@ private:
     PdClocks pd_clocks;
     cadenzium_core core;
     std::unique_ptr<OscManager> osc;
+    // The score's audio graph, with a FluidSynth node on `soundfont`, when
+    // the object has AUDIO outlets.
+    std::string soundfont = "/usr/share/sounds/sf2/FluidR3_GM.sf2";
+    std::unique_ptr<DspGraph> graph;
+    std::vector<t_sample*> audio_vectors;
 
     // Decoding steps between MIDI notes, one per hop while following.
     t_clock* hop_clock;

@@ -1,8 +1,11 @@
 #include "PdOutlets.hpp"
 
 #include "Base/Console.hpp"
+#include "RunTime/HostPort.hpp"
 #include "Tree/Event.hpp"
+#include "Tree/Score.hpp"
 
+#include <algorithm>
 #include <map>
 
 namespace {
@@ -25,6 +28,7 @@ const std::map<std::string, const char*>& assists() {
         {"TRACE", "Trace cadenzium events/actions: [name, event_pos/action_father_name, time_stamps(sec), "
                   "relative_time_stamps(beats)]"},
         {"MIDIOUT", "Event Recognition MIDI message Output: [pitch velocity]"},
+        {"AUDIO", ": Audio Output (for DSP)"},
     };
     return table;
 }
@@ -53,6 +57,11 @@ void PdOutlets::make(t_object* owner, const std::vector<std::string>& names, boo
         }
         if (name == "VELOCITY" && !audio_input) {
             error("Cadenzium - Velocity estimation output ONLY for audio input. Ignored!");
+            continue;
+        }
+        if (name == "AUDIO") {
+            outlet_new(owner, &s_signal);
+            ++audio;
             continue;
         }
         const bool list = name == "MAIN" || name == "TRACE" || name == "MISSED" || name == "MIDIOUT";
@@ -97,6 +106,27 @@ void PdOutlets::position(int index, const Event* e, double time, double tempo_bp
     }
     if (tempo_bpm > 0) out_float("TEMPO", tempo_bpm);
     out_float("MAIN", index);
+}
+
+void PdOutlets::details(const PositionDetails& d, const Score* score) const {
+    if (d.actions_ahead >= 0) out_float("TDIST", d.actions_ahead);
+    if (d.velocity > 0) out_float("VELOCITY", d.velocity);
+    out_float("CERTAINTY", d.certainty);
+    t_outlet* missed = find("MISSED");
+    if (!missed || !score) return;
+    const int end = std::min(d.missed_end, score->get_cur_index() + 1);
+    for (int i = std::max(d.missed_first, 0); i < end; ++i)
+        missed_event(missed, i, *score->events[static_cast<std::size_t>(i)]);
+}
+
+void PdOutlets::missed_event(t_outlet* o, int index, const Event& e) const {
+    std::vector<t_atom> list(1);
+    SETFLOAT(&list[0], static_cast<t_float>(index));
+    for (float p : e.pitch_list()) {
+        list.emplace_back();
+        SETFLOAT(&list.back(), (p < 0 ? -p : p) / 100.0f);
+    }
+    outlet_list(o, &s_list, static_cast<int>(list.size()), list.data());
 }
 
 void PdOutlets::loadbang() const {

@@ -70,10 +70,27 @@ t_int* cadenzium_perform(t_int* w) {
     return w + 4;
 }
 
+t_int* cadenzium_perform_audio(t_int* w) {
+    auto* x = reinterpret_cast<t_cadenzium*>(w[1]);
+    x->host->perform_audio(static_cast<int>(w[2]));
+    return w + 3;
+}
+
+// The signals: the inputs (the first inlet, then the AUDIO inlets), then
+// the AUDIO outlets.
 void cadenzium_dsp(t_cadenzium* x, t_signal** sp) {
     x->host->dsp(sp[0]->s_sr, sp[0]->s_n);
     if (x->host->listens_by_audio())
         dsp_add(cadenzium_perform, 3, x, sp[0]->s_vec, static_cast<t_int>(sp[0]->s_n));
+    const std::vector<std::string>& kinds = x->host->inlet_kinds();
+    int inputs = 1;
+    for (std::size_t i = 1; i < kinds.size(); ++i)
+        inputs += is_audio_inlet(kinds[i]) ? 1 : 0;
+    std::vector<t_sample*> outs;
+    for (int i = 0; i < x->host->audio_outlets(); ++i)
+        outs.push_back(sp[inputs + i]->s_vec);
+    x->host->bind_audio_outlets(std::move(outs));
+    if (x->host->audio_outlets() > 0) dsp_add(cadenzium_perform_audio, 2, x, static_cast<t_int>(sp[0]->s_n));
 }
 
 // ---- messages ----
@@ -97,6 +114,14 @@ void cadenzium_preload(t_cadenzium* x, t_symbol*, int argc, t_atom* argv) {
 
 void cadenzium_start(t_cadenzium* x, t_symbol*, int argc, t_atom* argv) {
     x->host->start(symbol_text(argc, argv));
+}
+
+void cadenzium_startfromlabel(t_cadenzium* x, t_symbol* label) {
+    x->host->start_from_label(label->s_name);
+}
+
+void cadenzium_startfrombeat(t_cadenzium* x, t_floatarg beat) {
+    x->host->start_from_beat(beat);
 }
 
 void cadenzium_stop(t_cadenzium* x) {
@@ -257,7 +282,7 @@ void add_methods() {
     add_gimme("livecode", cadenzium_playstring);
     add_gimme("playstring_append", cadenzium_playstring_append);
     add_gimme("livecode_add", cadenzium_playstring_append);
-    for (const char* attribute : {"suivi", "autowatch", "analysis", "tune"})
+    for (const char* attribute : {"suivi", "autowatch", "analysis", "tune", "soundfont"})
         add_gimme(attribute, cadenzium_attribute);
     add_bare("stop", cadenzium_stop);
     add_bare("reloadscore", cadenzium_reload);
@@ -266,6 +291,7 @@ void add_methods() {
     add_bare("info", cadenzium_info);
     add_bare("version", cadenzium_version);
     add_float("verbosity", cadenzium_verbosity);
+    add_float("startfrombeat", cadenzium_startfrombeat);
     add_float("gamma", cadenzium_gamma);
     add_float("variance", cadenzium_variance);
     add_float("obsexp", cadenzium_obsexp);
@@ -278,6 +304,8 @@ void add_methods() {
                     A_SYMBOL, 0);
     class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_profile), gensym("profile"),
                     A_SYMBOL, 0);
+    class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_startfromlabel),
+                    gensym("startfromlabel"), A_SYMBOL, 0);
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+// The General MIDI sound font of Debian's fluid-soundfont-gm.
+constexpr const char* kScoreSoundFont = "/usr/share/sounds/sf2/FluidR3_GM.sf2";
+
 struct CheckOptions {
     std::string score;
     bool list_events = false;
@@ -54,9 +57,19 @@ struct FollowOptions {
     // the score takes is forwarded as "/receiver values..."; empty: none.
     std::string send_osc;
 
+    // The score's own sound (its fluidsynth notes): rendered offline to
+    // the WAV file `render`, or with `sound` played through JACK while it
+    // follows, on the sound font `soundfont`.
+    std::string render;
+    bool sound = false;
+    std::string soundfont = kScoreSoundFont;
+
     bool live() const { return live_audio || live_midi; }
 };
 
 // Follows a recorded performance against a score and reports each position
 // change. Returns the process exit status.
 int run_follow(const FollowOptions& options, std::ostream& out);
+
+// What this build handles: its version and its sound engines. Returns 0.
+int run_info(std::ostream& out);

@@ -5,7 +5,9 @@
 #include "Osc/OscManager.hpp"
 #include "Osc/OscSender.hpp"
 #include "SchedulerThread.hpp"
+#include "ScoreSound.hpp"
 
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -64,8 +66,35 @@ bool start_from(cadenzium_core& engine, const std::string& where) {
     return at >= 0.0 && engine.cadenzium_fastforward(at, true) >= 0;
 }
 
+// A rendering follows the engine's virtual clock; the sound through JACK,
+// the wall clock.
+bool sound_is_possible(const FollowOptions& o) {
+    const bool paced = o.realtime || o.live();
+    if (o.sound && !paced) {
+        error("cadenzium: --sound plays with --realtime or a live input");
+        return false;
+    }
+    if (o.render.empty() || (!paced && !o.sound)) return true;
+    error("cadenzium: --render works offline only, without --realtime, --sound or a live input");
+    return false;
+}
+
+// The score's sound, when asked for, heard by the engine through its host.
+bool open_sound(const FollowOptions& o, ScoreSound& sound, StandaloneHost& host) {
+    if (!o.render.empty()) {
+        if (!sound.render_to(o.render, o.soundfont)) return false;
+        host.on_time([&sound](double seconds) { sound.render_until(seconds); });
+    } else if (o.sound) {
+        if (!sound.play_live(o.soundfont, o.jack_server)) return false;
+    } else {
+        return true;
+    }
+    host.set_dsp(&sound.graph());
+    return true;
+}
+
 bool options_make_sense(const FollowOptions& o) {
-    return start_is_possible(o) && seconds_in_range("--tail", o.tail, kLongestTail) &&
+    return start_is_possible(o) && sound_is_possible(o) && seconds_in_range("--tail", o.tail, kLongestTail) &&
            seconds_in_range("--duration", o.duration, kLongestPerformance) && trace_spares_the_inputs(o);
 }
 
@@ -144,7 +173,9 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     std::optional<FollowReport> reporting;
     const std::unique_ptr<OscSender> forwarding = open_forwarding(options.send_osc);
     if (!options.send_osc.empty() && !forwarding) return 1;
+    ScoreSound sound;
     StandaloneHost host(clocks.get());
+    if (!open_sound(options, sound, host)) return 1;
     cadenzium_core& engine = host.engine();
     // The score's channels end (their listening threads with them) before
     // the engine does.
@@ -165,11 +196,14 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     connect_reports(host, report);
     // In real time logical time 0 is the start of the performance.
     if (realtime) host.start_wall_clock();
+    if (realtime) sound.set_time_origin(std::chrono::steady_clock::now());
     engine.cadenzium_start("");
     if (!options.start.empty() && !start_from(engine, options.start)) return 1;
     const bool ok = input->run(host, report, options);
     report.end_progress();
     const bool fault = engine.stopped_by_fault();
+    if (!realtime) sound.render_until(engine.GetTime());
     engine.cadenzium_stop();
-    return ok && !fault && report.finish_trace() ? 0 : 1;
+    const bool sound_ok = sound.finish();
+    return ok && !fault && report.finish_trace() && sound_ok ? 0 : 1;
 }

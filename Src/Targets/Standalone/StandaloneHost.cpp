@@ -38,6 +38,7 @@ void StandaloneHost::send_message(const message& m) {
 void StandaloneHost::set_time(double seconds) {
     if (wall_clock) return;
     core.time().advance_to(seconds);
+    if (time_sink) time_sink(seconds);
 }
 
 void StandaloneHost::start_wall_clock() {

@@ -29,6 +29,7 @@ public:
     void report_position(int index, const Event* event, double time, double tempo_bpm) override;
     HostClocks* clocks() override { return host_clocks; }
     ChannelPort* channels() override { return score_channels; }
+    DspPort* dsp() override { return graph; }
     float sample_rate() const override { return sample_rate_hz; }
     float block_size() const override { return block; }
 
@@ -50,6 +51,11 @@ public:
     // "/receiver values...". Both outlive the host's use of them.
     void set_channels(ChannelPort* channels) { score_channels = channels; }
     void forward_to(const OscSender* peer) { forward = peer; }
+    // The score's audio graph (null: none), which outlives the engine's use.
+    void set_dsp(DspPort* g) { graph = g; }
+    // Offline, after each move of the virtual clock: where time stands.
+    using TimeSink = std::function<void(double seconds)>;
+    void on_time(TimeSink sink) { time_sink = std::move(sink); }
 
     // ---- time ----
     // Offline the engine's clocks are virtual and the driver moves time on:
@@ -78,6 +84,8 @@ private:
     MessageSink message_sink;
     ChannelPort* score_channels = nullptr;
     const OscSender* forward = nullptr;
+    DspPort* graph = nullptr;
+    TimeSink time_sink;
     // Reports come from the driver's thread, the clocks' and the OSC
     // receivers': one at a time.
     std::mutex report_mutex;

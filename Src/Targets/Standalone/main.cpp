@@ -61,6 +61,11 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
                    "Forward every message of the score to HOST:PORT by OSC, as /receiver values...");
     cmd.add_option("--start", follow.start,
                    "Start from LABEL or BEAT, the score's actions run up to it first (MIDI file, offline)");
+    cmd.add_option("--render", follow.render,
+                   "Render the score's own sound (its fluidsynth notes) to a WAV FILE (offline only)");
+    cmd.add_flag("--sound", follow.sound, "Play the score's own sound through JACK while following");
+    cmd.add_option("--soundfont", follow.soundfont, "The sound font of the score's fluidsynth notes")
+        ->capture_default_str();
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     add_verbosity(cmd, follow.verbosity);
 }
@@ -88,7 +93,10 @@ int main(int argc, char** argv) {
     CLI::App* follow_cmd = app.add_subcommand("follow", "Follow a performance against a score");
     add_follow_options(*follow_cmd, follow);
 
+    CLI::App* info_cmd = app.add_subcommand("info", "Print the version and the sound engines of this build");
+
     CLI11_PARSE(app, argc, argv);
+    if (info_cmd->parsed()) return run_info(std::cout);
     if (check_cmd->parsed()) {
         terminal_console(check.quiet, check.verbosity);
         return run_check(check, std::cout);

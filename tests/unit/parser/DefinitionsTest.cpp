@@ -102,11 +102,11 @@ TEST_F(Definitions, AudioGraphDeclarationsAreKeptAsWritten) {
     ASSERT_TRUE(
         read("@dsp_inlet $$in\n@dsp_cvar $$g, $$h\n@faust_def faust::f($x, $$in) { process = _ * {1}; }\n"
              "NOTE 60 1\n"));
-    const auto vars = kept<DspVarDef>();
+    const auto vars = kept<DspVarDecl>();
     ASSERT_EQ(vars.size(), 3u);
     EXPECT_EQ(vars[0]->kind, DspVarKind::INLET);
     EXPECT_EQ(vars[2]->name, "$$h");
-    const auto nodes = kept<DummyDspNode>();
+    const auto nodes = kept<DspNodeDecl>();
     ASSERT_EQ(nodes.size(), 1u);
     EXPECT_EQ(nodes[0]->parameters, (std::vector<std::string>{"$x", "$$in"}));
     EXPECT_EQ(nodes[0]->program, " process = _ * {1}; ");

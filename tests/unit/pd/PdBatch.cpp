@@ -23,22 +23,29 @@ std::vector<PdNote> read_notes(const fs::path& performance) {
 
 namespace {
 
-// Note-ons and note-offs in time order, as qlist lines: the delay since
-// the line before (ms), then pitch and velocity for the receiver
-// "perf-notes".
-std::string qlist_of(const std::vector<PdNote>& notes, double seconds) {
-    std::multimap<double, std::pair<int, int>> events;
+// What the patch's player sends, in time order, as qlist lines: the delay
+// since the line before (ms), then the receiver and the message. Notes go
+// to "perf-notes" as pitch and velocity; a rewrite of the score goes to the
+// qlist "score-writer", which writes its lines to score.cad.
+std::string qlist_of(const std::vector<PdNote>& notes, const PdPatch& patch) {
+    std::multimap<double, std::string> lines;
     for (const PdNote& n : notes) {
-        events.emplace(n.onset, std::make_pair(n.pitch, n.velocity));
-        events.emplace(n.onset + n.duration, std::make_pair(n.pitch, 0));
+        lines.emplace(n.onset, "perf-notes " + std::to_string(n.pitch) + " " + std::to_string(n.velocity));
+        lines.emplace(n.onset + n.duration, "perf-notes " + std::to_string(n.pitch) + " 0");
+    }
+    if (!patch.rewrite.empty()) {
+        lines.emplace(patch.rewrite_at, "score-writer clear");
+        for (const std::string& text : patch.rewrite)
+            lines.emplace(patch.rewrite_at, "score-writer add " + text);
+        lines.emplace(patch.rewrite_at, "score-writer write score.cad");
     }
     std::ostringstream q;
     double last = 0;
-    for (const auto& [t, note] : events) {
-        q << (t - last) * 1000.0 << " perf-notes " << note.first << ' ' << note.second << ";\n";
+    for (const auto& [t, line] : lines) {
+        q << (t - last) * 1000.0 << ' ' << line << ";\n";
         last = t;
     }
-    q << std::max(0.0, seconds - last) * 1000.0 << " pd quit;\n";
+    q << std::max(0.0, patch.seconds - last) * 1000.0 << " pd quit;\n";
     return q.str();
 }
 
@@ -105,7 +112,13 @@ std::string PdPatch::text() const {
     const std::vector<std::string> names = outlet_names(box);
     for (std::size_t i = 0; i < names.size(); ++i) {
         const int p = w.obj("print " + names[i]);
-        w.connect(object, static_cast<int>(i), p, 0);
+        if (names[i] != "AUDIO") {
+            w.connect(object, static_cast<int>(i), p, 0);
+            continue;
+        }
+        const int level = w.obj("env~");
+        w.connect(object, static_cast<int>(i), level, 0);
+        w.connect(level, 0, p, 0);
     }
     for (const std::string& r : receivers) {
         const int in = w.obj("r " + r);
@@ -116,6 +129,11 @@ std::string PdPatch::text() const {
         w.connect(tag, 0, trim, 0);
         w.connect(trim, 0, out, 0);
     }
+    if (!rewrite.empty()) {
+        const int in = w.obj("r score-writer");
+        const int writer = w.obj("qlist");
+        w.connect(in, 0, writer, 0);
+    }
     const int player = w.obj("qlist");
     const int play = w.msg("read perf.txt \\, bang");
     w.connect(order, 0, play, 0);
@@ -123,6 +141,10 @@ std::string PdPatch::text() const {
     if (sound.empty()) {
         const int notes_in = w.obj("r perf-notes");
         w.connect(notes_in, 0, object, 0);
+        if (dsp) {
+            const int on = w.msg("\\; pd dsp 1");
+            w.connect(order, 1, on, 0);
+        }
         return w.text();
     }
     w.obj("table perf");
@@ -143,7 +165,7 @@ std::string PdPatch::text() const {
 PdRun run_pd(const fs::path& dir, const PdPatch& patch) {
     std::ofstream(dir / "patch.pd") << patch.text();
     std::ofstream(dir / "perf.txt") << qlist_of(patch.sound.empty() ? patch.notes : std::vector<PdNote>{},
-                                                patch.seconds);
+                                                patch);
     std::ostringstream command;
     command << "cd '" << dir.string() << "' && " << CAD_PD_PRELOAD
             << " timeout -k 2 120 pd -nogui -batch -noprefs -r 44100 "

@@ -32,6 +32,13 @@ struct PdPatch {
     // signal when `sound` names one.
     std::vector<PdNote> notes;
     std::string sound;
+    // Pd's signal chain on even without a sound: for AUDIO outlets, which
+    // print their level in dB as "AUDIO: 62.1" (env~).
+    bool dsp = false;
+    // Lines of text that the patch itself writes over score.cad at
+    // `rewrite_at` logical seconds (none when empty).
+    std::vector<std::string> rewrite;
+    double rewrite_at = 0;
     double seconds = 10; // logical seconds before Pd quits
     std::string text() const;
 };

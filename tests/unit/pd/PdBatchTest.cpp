@@ -12,7 +12,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <unistd.h>
@@ -68,11 +70,17 @@ std::string comparable(const std::string& line) {
 }
 
 // What Pd prints: "MAIN: 3" for a position, "message: print one" for a
-// receiver's message; the rest of its console is left out.
+// receiver's message; the rest of its console is left out. The object
+// reports a position each time the engine does (a start from a label
+// passes the same event twice); the program's trace, once per change.
 std::vector<std::string> positions_and_messages(const PdRun& run) {
     std::vector<std::string> got;
+    std::string last_position;
     for (const std::string& line : run.lines) {
-        if (line.rfind("MAIN: ", 0) == 0) got.push_back("position " + line.substr(6));
+        if (line.rfind("MAIN: ", 0) == 0 && line != last_position) {
+            got.push_back("position " + line.substr(6));
+            last_position = line;
+        }
         if (line.rfind("message: ", 0) == 0) got.push_back(comparable("message " + line.substr(9)));
     }
     return got;
@@ -109,12 +117,21 @@ std::string read_file(const fs::path& p) {
 std::vector<std::string> corpus_cases() {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(kCorpus))
-        // A case that starts from a label needs the transport, which the
-        // object does not take yet.
-        if (fs::exists(entry.path() / "expected.jsonl") && !fs::exists(entry.path() / "start.txt"))
-            names.push_back(entry.path().filename().string());
+        if (fs::exists(entry.path() / "expected.jsonl")) names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
+}
+
+// A case that starts elsewhere than the top names the place in start.txt:
+// a beat or a label, as the object's message to start there.
+std::vector<std::string> start_commands(const fs::path& dir) {
+    std::istringstream in(fs::exists(dir / "start.txt") ? read_file(dir / "start.txt") : "");
+    std::string where;
+    if (!(in >> where)) return {};
+    char* end = nullptr;
+    std::strtod(where.c_str(), &end);
+    const bool beat = end != where.c_str() && *end == '\0';
+    return {(beat ? "startfrombeat " : "startfromlabel ") + where};
 }
 
 class PdCorpus : public ::testing::TestWithParam<std::string> {};
@@ -126,6 +143,7 @@ TEST_P(PdCorpus, TheObjectFollowsAsTheProgramDoes) {
     PdPatch patch;
     // The program hears MIDI as a pianist plays: the same settings here.
     patch.setup = {"profile piano_midi"};
+    patch.commands = start_commands(dir);
     const std::vector<std::string> want =
         positions_and_messages(read_file(dir / "expected.jsonl"), &patch.receivers);
     patch.notes = read_notes(dir / "performance.txt");
@@ -184,6 +202,104 @@ TEST(PdObject, OutletsReportEachPositionAndAMissingReceiverIsNamedWithItsPlace) 
         << c;
 }
 
+// The numbers that outlet `name` printed, in order ("CERTAINTY: 0.9").
+std::vector<double> printed_numbers(const PdRun& run, const std::string& name) {
+    std::vector<double> values;
+    for (const std::string& line : run.lines)
+        if (line.rfind(name + ": ", 0) == 0)
+            values.push_back(std::strtod(line.c_str() + name.size() + 2, nullptr));
+    return values;
+}
+
+std::vector<std::string> printed_lines(const PdRun& run, const std::string& name) {
+    std::vector<std::string> lines;
+    for (const std::string& line : run.lines)
+        if (line.rfind(name + ": ", 0) == 0) lines.push_back(line.substr(name.size() + 2));
+    return lines;
+}
+
+// The second event is never played: the third is heard in its place.
+TEST(PdObject, DecisionOutletsReportCertaintyMissedEventsAndDistanceToActions) {
+    const fs::path dir = kCorpus / "missed-event";
+    Folder f;
+    f.write("score.cad", read_file(dir / "score.cad"));
+    PdPatch patch;
+    patch.box = "cadenzium~ @INLET MIDI @OUTLET MAIN CERTAINTY TDIST MISSED";
+    patch.setup = {"profile piano_midi"};
+    patch.receivers = {"print"};
+    patch.notes = read_notes(dir / "performance.txt");
+    patch.seconds = 4;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    const std::vector<double> positions = printed_numbers(run, "MAIN");
+    ASSERT_EQ(positions, (std::vector<double>{0, 1, 3, 4})) << run.console;
+
+    EXPECT_EQ(printed_lines(run, "MISSED"), std::vector<std::string>{"2 79"})
+        << "the skipped G5, once, with its index" << run.console;
+    // From the top and from the opening the next actions are one event
+    // ahead; "heard" has its own; after "last" there are none.
+    EXPECT_EQ(printed_numbers(run, "TDIST"), (std::vector<double>{2, 1, 0})) << run.console;
+    const std::vector<double> certainty = printed_numbers(run, "CERTAINTY");
+    ASSERT_EQ(certainty.size(), positions.size()) << run.console;
+    for (double c : certainty) {
+        EXPECT_GE(c, 0.0);
+        EXPECT_LE(c, 1.0);
+    }
+    EXPECT_GT(certainty[1], 0.0) << "a decided note has some belief" << run.console;
+}
+
+// The patch rewrites its own score while it plays: the object reads the
+// new text without being asked.
+TEST(PdObject, AutowatchReadsTheScoreAgainWhenItsFileChanges) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    // Older than anything the patch writes, whatever the file system's
+    // resolution of modification times.
+    fs::last_write_time(f.path / "score.cad", fs::file_time_type::clock::now() - std::chrono::hours(1));
+    PdPatch patch;
+    patch.setup = {"autowatch 1"};
+    patch.rewrite = {"BPM 90", "NOTE C4 1 rewritten"};
+    patch.rewrite_at = 1.0;
+    patch.seconds = 3;
+    patch.commands = {};
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    EXPECT_EQ(std::count(run.lines.begin(), run.lines.end(), "LOADBANG: bang"), 2) << run.console;
+    EXPECT_NE(run.console.find("changed: reading it again"), std::string::npos) << run.console;
+
+    Folder still;
+    still.write("score.cad", kThreeNotes);
+    patch.setup = {};
+    const PdRun unwatched = run_pd(still.path, patch);
+    ASSERT_EQ(unwatched.status, 0) << unwatched.console;
+    EXPECT_EQ(std::count(unwatched.lines.begin(), unwatched.lines.end(), "LOADBANG: bang"), 1)
+        << "without autowatch the change is not read" << unwatched.console;
+}
+
+// The score's note sounds on the object's AUDIO outlet from the moment its
+// event is heard.
+TEST(PdObject, TheScoresSoundPlaysOnTheAudioOutlet) {
+    if (!fs::exists("/usr/share/sounds/sf2/FluidR3_GM.sf2")) GTEST_SKIP() << "no General MIDI sound font";
+    Folder f;
+    f.write("score.cad", "BPM 60\nNOTE C4 1\n  fluidsynth::piano(0, 72, 110, 0.5)\nNOTE D4 1\n");
+    PdPatch patch;
+    patch.box = "cadenzium~ @INLET MIDI @OUTLET MAIN AUDIO";
+    patch.dsp = true;
+    patch.notes = {{1.0, 60, 0.8, 80}};
+    patch.seconds = 2;
+    patch.commands = {"info"};
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    EXPECT_NE(run.console.find("Fluidsynth handling: yes"), std::string::npos) << run.console;
+    // env~ prints a level about every 12 ms: none before the note, loud
+    // ones after it.
+    const std::vector<double> levels = printed_numbers(run, "AUDIO");
+    ASSERT_GT(levels.size(), 100u) << run.console;
+    const std::size_t note = levels.size() / 2; // the note comes at 1 s of 2
+    EXPECT_LT(*std::max_element(levels.begin(), levels.begin() + static_cast<long>(note) - 5), 1.0);
+    EXPECT_GT(*std::max_element(levels.begin() + static_cast<long>(note), levels.end()), 40.0) << run.console;
+}
+
 TEST(PdObject, BoxFlagsSetAttributesAndUnknownWordsAreReported) {
     Folder f;
     f.write("score.cad", kThreeNotes);
@@ -223,7 +339,7 @@ TEST(PdObject, AudioThroughTheSignalInletGivesThePositionsTheProgramFinds) {
     ASSERT_GE(want.size(), 3u);
 
     PdPatch patch;
-    patch.box = "cadenzium~";
+    patch.box = "cadenzium~ @OUTLET MAIN LOADBANG VELOCITY CERTAINTY";
     patch.sound = "perf.wav";
     patch.seconds = 5;
     const PdRun run = run_pd(f.path, patch);
@@ -232,6 +348,14 @@ TEST(PdObject, AudioThroughTheSignalInletGivesThePositionsTheProgramFinds) {
     for (const std::string& line : positions_and_messages(run))
         if (line.rfind("position", 0) == 0) got.push_back(line);
     EXPECT_EQ(got, want) << run.console;
+    // Each heard onset has a velocity from its loudness, a MIDI velocity.
+    const std::vector<double> velocities = printed_numbers(run, "VELOCITY");
+    EXPECT_EQ(velocities.size(), got.size() - 1) << "every onset but the start" << run.console;
+    for (double v : velocities) {
+        EXPECT_GE(v, 1.0);
+        EXPECT_LE(v, 127.0);
+    }
+    EXPECT_EQ(printed_numbers(run, "CERTAINTY").size(), got.size()) << run.console;
 }
 
 } // namespace

@@ -1,0 +1,44 @@
+// A sound node: a General MIDI synthesiser (libfluidsynth) playing a sound
+// font, with two audio outputs (left, right) and no inputs. Notes come from
+// the score's "fluidsynth::name(channel, key, velocity [, duration])"
+// actions through the graph, which applies them on the audio thread; the
+// synthesiser is built without its own locking for that reason.
+#pragma once
+
+#include "Dsp/DspDef.hpp"
+
+#include <string>
+#include <vector>
+
+struct _fluid_hashtable_t;
+struct _fluid_synth_t;
+
+class FluidsynthNode final : public DspNode {
+public:
+    FluidsynthNode(std::string name, std::string soundfont);
+    ~FluidsynthNode() override;
+    FluidsynthNode(const FluidsynthNode&) = delete;
+    FluidsynthNode& operator=(const FluidsynthNode&) = delete;
+
+    void show(std::ostream& out) const override;
+    // Loads the sound font at the graph's rate (reported when it fails).
+    bool start_dsp(float rate, int max_block) override;
+    void stop_dsp() override;
+    void compute(int n) override;
+    bool plays_unpatched() const override { return true; }
+    void note_on(int channel, int key, int velocity) override;
+    void note_off(int channel, int key) override;
+    void all_notes_off() override;
+    sample_t* own_output(int i) override;
+
+    const std::string& soundfont() const { return font; }
+
+private:
+    std::string font;
+    _fluid_hashtable_t* settings = nullptr;
+    _fluid_synth_t* synth = nullptr;
+    std::vector<sample_t> left, right;
+};
+
+// The version of the synthesiser library, for reports.
+const char* fluidsynth_version_text();
