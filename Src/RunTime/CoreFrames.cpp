@@ -56,7 +56,9 @@ void cadenzium_core::window_full() {
     if (!is_running() || !follow_on) return;
     std::lock_guard align_lock(align_mutex);
     align_busy = true;
+    decoding_thread = std::this_thread::get_id();
     follow(*align, align->Align(GetTime()));
+    decoding_thread = std::thread::id();
     align_busy = false;
     align_cond.notify_all();
 }
@@ -66,11 +68,13 @@ void cadenzium_core::cadenzium_doit(int n, const float* values) {
     if (!is_running() || !follow_on) return;
     std::lock_guard lock(align_mutex);
     align_busy = true;
+    decoding_thread = std::this_thread::get_id();
     if (n >= 1) {
         align->set_observation(0, values, n);
         align->MIDI_prepareObs(GetTime());
     }
     if (n < 1 || !hop_clocked_midi) follow(*align, align->Align(GetTime()));
+    decoding_thread = std::thread::id();
     align_busy = false;
     align_cond.notify_all();
 }

@@ -109,11 +109,18 @@ void Firing::visit(ProcCall& a) {
     if (proc) rt.launch_process(proc, values, static_cast<float>(date), &a);
 }
 
-// The engine has no table of commands yet: every command is unknown.
+// A command goes with the instant's messages, its arguments evaluated now:
+// the engine runs it once the instant is over.
 void Firing::visit(Internal_comm& a) {
     if (!runs(a) || !condition_holds(a)) return;
-    error("%s - Unknown internal command '%s'", rt.port.name(), a.command.c_str());
-    a.post_location();
+    message* m = rt.new_message();
+    m->receiver = a.command;
+    m->command = true;
+    m->values.reserve(a.args.size());
+    for (const ExpPtr& e : a.args)
+        m->values.push_back(e->eval());
+    m->source = &a;
+    rt.queue_message(m);
 }
 
 void Firing::visit(CadAssert& a) {

@@ -42,6 +42,10 @@ struct PositionFacts {
     bool score_tempo_changed = false;
     double score_tempo_bpm = 0;
     double energy = 0;
+    // Whether the onset was timed against the one before it, and how early
+    // (positive) or late it came against the score, in milliseconds.
+    bool timing_measured = false;
+    double timing_error_ms = 0;
 };
 
 // Engine switches that decide what an instant does.
@@ -52,7 +56,8 @@ struct RuntimeSwitches {
     bool prevent_zigzag = true;    // backward moves only along declared jumps
     bool practice_on = false;      // every event reached late counts as missed
     bool player_running = false;   // the score plays itself (no lock per position)
-    int play_state = 0;            // 0 following, else playing
+    int play_state = 0;            // 0 following, 1 practice (the score's actions stay silent)
+    float bpm_tolerance = 5.0f;    // practice: the tempo heard may differ from the score's by this
 };
 
 // What the position instants count of a performance (practice mode).
@@ -63,6 +68,15 @@ struct PracticeCounters {
     float jumps = 0;
     float timing_error_sum = 0;
     std::vector<int> missed_events;
+};
+
+// Runs the commands a score gives ("cadenzium::name args"): the engine.
+// They run after the instant that gave them, with its messages, the lock
+// released, since a command may move the position or restart the score.
+class ScoreCommands {
+public:
+    virtual ~ScoreCommands() = default;
+    virtual void run_score_command(const message& m) = 0;
 };
 
 // A warning that may come at every step of a curve: said the first time,
@@ -106,6 +120,8 @@ public:
     int verbosity_level = 0;
     RuntimeSwitches switches;
     PracticeCounters practice;
+    // Where the score's commands go; null: they are dropped.
+    ScoreCommands* commands = nullptr;
 
     // ---- the logical instant ----
     // The environment lock: every instant runs under it.
@@ -225,6 +241,9 @@ private:
     bool update_rt_tempo(double tempo_bpm);
     void launch_position_actions();
     void cadenzium_actions();
+    // Practice: the onset's timing and tempo against the score, posted when
+    // out of bounds and counted.
+    void practice_action(const Event& e, const PositionFacts& facts);
     void propagate_multiple_var(std::vector<var_management*>& changed);
     void give_up(std::size_t count);
 

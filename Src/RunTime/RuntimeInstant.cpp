@@ -224,6 +224,7 @@ message* Runtime::new_message() {
 void Runtime::recycle(message* m) {
     m->values.clear();
     m->source = nullptr;
+    m->command = false;
     std::lock_guard lock(spare_mutex);
     if (spare.size() < spare.capacity()) {
         spare.push_back(m);
@@ -265,7 +266,13 @@ void Runtime::send_messages(bool release) {
 
     if (report >= 0) port.report_position(report, reported, time_to_report, tempo_to_report);
     for (std::size_t i = 0; i < n; ++i) {
-        if (!switches.silent) deliver_one(port, *batch[i]);
+        if (switches.silent) {
+            // dropped, commands too: a silent run only sets the stage
+        } else if (batch[i]->command) {
+            if (commands) commands->run_score_command(*batch[i]);
+        } else {
+            deliver_one(port, *batch[i]);
+        }
         recycle(batch[i]);
     }
 }

@@ -1,0 +1,47 @@
+// Practice: the musician rehearses alone, the score's actions silent, and
+// each onset is measured against the score. An onset more than 100 ms off
+// its written time counts as a timing miss; a tempo further from the
+// score's than the tolerance is said.
+#include "RunTime/Runtime.hpp"
+
+#include "Base/Console.hpp"
+#include "Tree/Event.hpp"
+
+#include <cmath>
+
+namespace {
+
+// The limit, in milliseconds, beyond which an onset is early or late.
+constexpr double kTimingLimitMs = 100.0;
+
+std::string event_text(const Event& e) {
+    std::string text = e.type_string() + " " + e.pitch_list_string();
+    if (!e.cuename().empty()) text += " \"" + e.cuename() + "\"";
+    return text;
+}
+
+} // namespace
+
+void Runtime::practice_action(const Event& e, const PositionFacts& facts) {
+    if (!facts.timing_measured) return;
+    const double err = facts.timing_error_ms;
+    if (err > kTimingLimitMs)
+        post("Cadenzium -     EARLY event %i, %s by %.0f milli-seconds", e.notenum(), event_text(e).c_str(),
+             err);
+    else if (err < -kTimingLimitMs)
+        post("Cadenzium -     LATE  event %i, %s by %.0f milli-seconds", e.notenum(), event_text(e).c_str(),
+             -err);
+    if (std::fabs(err) > kTimingLimitMs) {
+        // The size of the miss, early or late alike: the mean says how far
+        // off the musician was, not which way.
+        practice.timing_error_sum += static_cast<float>(std::fabs(err));
+        practice.timing_misses += 1;
+        practice.missed_count += 1;
+        practice.missed_duration += static_cast<float>(e.beat_duration());
+        practice.missed_events.push_back(e.index());
+    }
+    const double written = e.ScoreTempo() != 0 ? 60.0 / std::fabs(e.ScoreTempo()) : 0.0;
+    if (written > 0 && std::fabs(facts.tempo_bpm - written) > switches.bpm_tolerance)
+        post("Cadenzium -     TEMPO at event %i, %s: %.1f BPM against %.1f in the score", e.notenum(),
+             event_text(e).c_str(), facts.tempo_bpm, written);
+}
