@@ -15,6 +15,7 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/Tempo.hpp"
 #include "Listening/TempoTracking.hpp"
+#include "Parser/Macro.hpp"
 #include "RunTime/CommandTable.hpp"
 #include "RunTime/Runtime.hpp"
 #include "RunTime/TimeBase.hpp"
@@ -286,6 +287,9 @@ private:
     std::vector<std::unique_ptr<Score>> retired;
     std::string score_filename;
     std::string playstring_buffer;
+    // The macros of the scores read so far: text played into the running
+    // score calls them.
+    MacroTable macro_table;
 
     CommandTable command_table;
     std::recursive_mutex command_mutex;

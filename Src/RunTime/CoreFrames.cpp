@@ -41,8 +41,12 @@ void cadenzium_core::next_frame(const Sample* block) {
     window_full();
 }
 
-void cadenzium_core::cadenzium_next_frame(const float* block) { next_frame(block); }
-void cadenzium_core::cadenzium_next_frame_double(const double* block) { next_frame(block); }
+void cadenzium_core::cadenzium_next_frame(const float* block) {
+    next_frame(block);
+}
+void cadenzium_core::cadenzium_next_frame_double(const double* block) {
+    next_frame(block);
+}
 
 // The window is full: analyse it, keep its last (window - hop) samples for
 // the next one, and decode when following. Called with frame_mutex held.
@@ -50,7 +54,8 @@ void cadenzium_core::window_full() {
     align->SigProc_frontend(frame_buffer.data());
     const int window = static_cast<int>(window_size);
     const int keep = window - static_cast<int>(hop_size);
-    std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep), static_cast<size_t>(keep) * sizeof(float));
+    std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep),
+                 static_cast<size_t>(keep) * sizeof(float));
     frame_fill = keep;
     if (calibrating && inlet_map.count("KL")) cadenzium_doit_calibration();
     if (!is_running() || !follow_on) return;

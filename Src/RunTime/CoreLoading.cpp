@@ -36,7 +36,7 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     {
         EnvironmentLock lock(rt);
         rt.env.clear();
-        reading = read_score_file(path, {&rt, &inlet_map, verbosity, false});
+        reading = read_score_file(path, {&rt, &inlet_map, verbosity, false, &macro_table});
     }
     if (!reading.score) {
         error("%s - Abort loading score file '%s'.\n", thisName(), path.c_str());
@@ -53,7 +53,7 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     cadenzium_init();
     score_filename = path;
     inform("%s - Score loaded succesfully with %i events and %i actions.", thisName(), loaded->CountEvents(),
-         loaded->CountActions());
+           loaded->CountActions());
     tempo.TempoUpdate(loaded->initial_tempo());
     port.score_loaded();
     return true;
@@ -79,7 +79,8 @@ bool cadenzium_core::StringParsing(const std::string& text) {
     Reading reading;
     {
         EnvironmentLock lock(rt);
-        reading = read_score_text(text + "\n", {&rt, &inlet_map, verbosity, false}, "<parse from string>");
+        reading = read_score_text(text + "\n", {&rt, &inlet_map, verbosity, false, &macro_table},
+                                  "<parse from string>");
     }
     if (!reading.score) {
         error("%s - Abort loading string '%s'\n", thisName(), text.c_str());
@@ -116,7 +117,7 @@ void cadenzium_core::playstring(const std::string& text) {
 
 bool cadenzium_core::preloadScore(const std::string& path, const std::string& name) {
     const ConsoleScope scope(&rt.console);
-    Reading reading = read_score_file(path, {&rt, &inlet_map, verbosity, true});
+    Reading reading = read_score_file(path, {&rt, &inlet_map, verbosity, true, &macro_table});
     if (!reading.score) {
         error("Cadenzium Preload Parse error: Check path and syntax");
         error("NO SCORE PRELOADED");
@@ -132,8 +133,8 @@ bool cadenzium_core::preloadScore(const std::string& path, const std::string& na
     }
     Score& fresh = *(preloaded[name] = std::move(reading.score));
     preloaded_names.push_back(name);
-    inform("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(), fresh.CountEvents(),
-         fresh.CountActions());
+    inform("%s - Preloaded score '%s' with %i events and %i actions.", thisName(), name.c_str(),
+           fresh.CountEvents(), fresh.CountActions());
     if (x_netscore) {
         if (!x_netscore->filename.empty())
             inform("%s - Proceed with current score '%s'", thisName(), x_netscore->filename.c_str());

@@ -50,14 +50,14 @@ struct PositionFacts {
 
 // Engine switches that decide what an instant does.
 struct RuntimeSwitches {
-    bool tempo_update_on = true;   // $RT_TEMPO follows the follower
-    bool actions_on = true;        // the score's actions fire (remote forwarding)
-    bool silent = false;           // messages are dropped instead of sent
-    bool prevent_zigzag = true;    // backward moves only along declared jumps
-    bool practice_on = false;      // every event reached late counts as missed
-    bool player_running = false;   // the score plays itself (no lock per position)
-    int play_state = 0;            // 0 following, 1 practice (the score's actions stay silent)
-    float bpm_tolerance = 5.0f;    // practice: the tempo heard may differ from the score's by this
+    bool tempo_update_on = true; // $RT_TEMPO follows the follower
+    bool actions_on = true;      // the score's actions fire (remote forwarding)
+    bool silent = false;         // messages are dropped instead of sent
+    bool prevent_zigzag = true;  // backward moves only along declared jumps
+    bool practice_on = false;    // every event reached late counts as missed
+    bool player_running = false; // the score plays itself (no lock per position)
+    int play_state = 0;          // 0 following, 1 practice (the score's actions stay silent)
+    float bpm_tolerance = 5.0f;  // practice: the tempo heard may differ from the score's by this
 };
 
 // What the position instants count of a performance (practice mode).

@@ -136,13 +136,15 @@ void Runtime::start_logical_instant(int pos) {
     const double time = std::max(dates.now, timebase.GetTime());
     const bool debug = verbosity_level > 2;
     if (debug) {
-        std::fprintf(stderr,
-                     "DEBUG: START logical instant [%d]: lnow=%ld utime=%.3f pos=%d time=%.6f current: now=%.6f "
-                     "rnow=%.6f rcnow=%.6f tempo=%.3f\n",
-                     logical_nesting, dates.count, utime, pos, time, dates.now, dates.rnow, dates.rcnow,
-                     tempo_or_bad(env));
+        std::fprintf(
+            stderr,
+            "DEBUG: START logical instant [%d]: lnow=%ld utime=%.3f pos=%d time=%.6f current: now=%.6f "
+            "rnow=%.6f rcnow=%.6f tempo=%.3f\n",
+            logical_nesting, dates.count, utime, pos, time, dates.now, dates.rnow, dates.rcnow,
+            tempo_or_bad(env));
         if (pos >= 0 && pos <= last_position_given)
-            std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos, last_position_given);
+            std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos,
+                         last_position_given);
     }
     if (pos >= 0 && (!score || pos > score->get_cur_index())) {
         CAD_INTERNAL_ERROR(str_printf("instant at position %d out of the score", pos));

@@ -22,8 +22,12 @@ std::string event_text(const Event& e) {
 
 } // namespace
 
+// Only an event heard right after the one before it is timed: across a
+// jump the written time between the two is not what the onsets span, and
+// the jump is counted already.
 void Runtime::practice_action(const Event& e, const PositionFacts& facts) {
     if (!facts.timing_measured) return;
+    if (previous_event && e.notenum() != previous_event->notenum() + 1) return;
     const double err = facts.timing_error_ms;
     if (err > kTimingLimitMs)
         post("Cadenzium -     EARLY event %i, %s by %.0f milli-seconds", e.notenum(), event_text(e).c_str(),
