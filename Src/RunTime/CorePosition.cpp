@@ -59,13 +59,8 @@ void cadenzium_core::accept(int pos, double onset_time) {
         if (rt.inner_event) rt.update_pitch();
         return;
     }
-    const int onsets_before = tracking.onset_count;
     track_tempo(pos, onset_time);
     PositionFacts facts;
-    // An onset timed against the one before it (the first has nothing to
-    // be timed against).
-    facts.timing_measured = tracking.onset_count > onsets_before && tracking.onset_count > 1;
-    facts.timing_error_ms = tracking.timing_error_ms;
     facts.onset_time = onset_time;
     facts.tempo_bpm = tempo.get_tempo();
     facts.score_tempo_changed = tracking.score_tempo_changed;

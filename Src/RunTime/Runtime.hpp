@@ -42,10 +42,6 @@ struct PositionFacts {
     bool score_tempo_changed = false;
     double score_tempo_bpm = 0;
     double energy = 0;
-    // Whether the onset was timed against the one before it, and how early
-    // (positive) or late it came against the score, in milliseconds.
-    bool timing_measured = false;
-    double timing_error_ms = 0;
 };
 
 // Engine switches that decide what an instant does.
@@ -68,6 +64,10 @@ struct PracticeCounters {
     float jumps = 0;
     float timing_error_sum = 0;
     std::vector<int> missed_events;
+    // When the last event was heard (seconds), -1 before the first, and
+    // whether it came right after the one before it.
+    double last_onset = -1;
+    bool steady = false;
 };
 
 // Runs the commands a score gives ("cadenzium::name args"): the engine.
@@ -244,6 +244,7 @@ private:
     // Practice: the onset's timing and tempo against the score, posted when
     // out of bounds and counted.
     void practice_action(const Event& e, const PositionFacts& facts);
+    bool practice_timing(const Event& e, double onset, double& error_ms);
     void propagate_multiple_var(std::vector<var_management*>& changed);
     void give_up(std::size_t count);
 

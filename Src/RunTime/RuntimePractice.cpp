@@ -1,7 +1,9 @@
 // Practice: the musician rehearses alone, the score's actions silent, and
-// each onset is measured against the score. An onset more than 100 ms off
-// its written time counts as a timing miss; a tempo further from the
-// score's than the tolerance is said.
+// each onset is measured against the score: against the written time from
+// the onset before it, at the score's tempo (not the tempo followed, which
+// bends with the musician). An onset more than 100 ms off counts as a
+// timing miss; a tempo heard further from the score's than the tolerance
+// is said.
 #include "RunTime/Runtime.hpp"
 
 #include "Base/Console.hpp"
@@ -22,13 +24,30 @@ std::string event_text(const Event& e) {
 
 } // namespace
 
-// Only an event heard right after the one before it is timed: across a
-// jump the written time between the two is not what the onsets span, and
-// the jump is counted already.
+// How early (positive) or late event `e`, heard at `onset`, came after the
+// event before it, against the score's written time between them, in
+// milliseconds. Only an event heard right after the one before it is timed:
+// across a jump, the written time is not what the onsets span (and the
+// jump counts already); and the event a jump lands on is heard late, once
+// the follower is sure, so the event after it is not timed either. False
+// when `e` is not timed (nor is the top of the score an onset).
+bool Runtime::practice_timing(const Event& e, double onset, double& error_ms) {
+    if (e.index() == 0) return false;
+    const double previous = practice.last_onset;
+    const bool follows = previous_event && e.notenum() == previous_event->notenum() + 1;
+    const bool timed = follows && previous >= 0 && practice.steady;
+    practice.last_onset = onset;
+    practice.steady = follows;
+    if (!timed) return false;
+    const Event& from = *previous_event;
+    const double written = from.IOI_beat_duration() * std::fabs(from.ScoreTempo());
+    error_ms = (written - (onset - previous)) * 1000.0;
+    return true;
+}
+
 void Runtime::practice_action(const Event& e, const PositionFacts& facts) {
-    if (!facts.timing_measured) return;
-    if (previous_event && e.notenum() != previous_event->notenum() + 1) return;
-    const double err = facts.timing_error_ms;
+    double err = 0;
+    if (!practice_timing(e, facts.onset_time, err)) return;
     if (err > kTimingLimitMs)
         post("Cadenzium -     EARLY event %i, %s by %.0f milli-seconds", e.notenum(), event_text(e).c_str(),
              err);
