@@ -163,7 +163,8 @@ public:
     const CommandTable& commands() const { return command_table; }
     // Runs command `name` with `args` (numbers and texts, as the caller has
     // them). The caller reports an unknown name or bad arguments in its own
-    // words. Commands from several threads run one at a time.
+    // words. It runs on the caller's thread, as the operation called
+    // directly would.
     CommandResult run_command(const std::string& name, const std::vector<Value>& args);
 
     // ---- settings given as commands ----
@@ -292,7 +293,6 @@ private:
     MacroTable macro_table;
 
     CommandTable command_table;
-    std::recursive_mutex command_mutex;
     std::unique_ptr<EventPlayer> player;
     // "mode 1" asked while playing: practice resumes at the last event.
     bool play_state_at_end = false;

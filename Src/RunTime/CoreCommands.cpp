@@ -95,7 +95,6 @@ CommandResult cadenzium_core::run_command(const std::string& name, const std::ve
     CommandArgs read;
     const ArgumentProblem problem = read_command_args(entry->kind, entry->optional_string, args, read);
     if (problem != ArgumentProblem::None) return {CommandStatus::BadArguments, problem};
-    std::lock_guard hold(command_mutex);
     entry->method(*this, read);
     return {};
 }
