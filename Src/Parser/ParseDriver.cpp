@@ -36,7 +36,9 @@ Reading read_into(const std::string& name, const ReadSetup& setup,
         ParseDriver driver(*score);
         driver.trace_scanning = setup.verbosity > 3;
         driver.trace_parsing = setup.verbosity > 4;
+        if (setup.macros) driver.macros = *setup.macros;
         read_ok = read(driver);
+        if (setup.macros) *setup.macros = driver.macros;
     }
     if (read_ok && reading.diagnostics.ok()) reading.score = std::move(score);
     return reading;

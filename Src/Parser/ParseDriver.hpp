@@ -37,6 +37,9 @@ struct ReadSetup {
     const InletMap* inlets = nullptr; // the engine's inlets
     int verbosity = 0;
     bool without_states = false; // the score is not to be followed
+    // Macros known before the reading, and given back with those it
+    // defined (null: the reading's own only).
+    MacroTable* macros = nullptr;
 };
 
 // What a reading gives: the score (null when it does not read) and the

@@ -3,6 +3,7 @@
 
 #include "Base/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "RunTime/EventPlayer.hpp"
 #include "RunTime/HostPort.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -15,12 +16,16 @@ cadenzium_core::cadenzium_core(HostPort& host)
     , rt(host, timebase)
     , align(std::make_unique<CadAlign>(host.name())) {
     frame_buffer.assign(static_cast<size_t>(window_size), 0.0f);
+    rt.commands = this;
+    init_internal_func_map();
 }
 
 // The timers go first: their clocks call into the runtime.
 cadenzium_core::~cadenzium_core() {
     const ConsoleScope scope(&rt.console);
     running = 0;
+    rt.commands = nullptr;
+    destroy_player();
     Killall();
     rt.score = nullptr;
     x_netscore = nullptr;
@@ -70,6 +75,7 @@ void cadenzium_core::cadenzium_init() {
         return;
     }
     close_channels();
+    destroy_player();
     {
         EnvironmentLock lock(rt);
         rt.Killall();
@@ -110,8 +116,11 @@ void cadenzium_core::apply_first_event_tempo() {
     rt.scheduler.reset_data(period);
 }
 
+// A command that the decoding step's own instant gave runs on the decoding
+// thread: it has no step to wait for.
 void cadenzium_core::wait_for_decoder() {
     running = 0;
+    if (decoding_thread.load() == std::this_thread::get_id()) return;
     std::unique_lock lock(align_mutex);
     align_cond.wait(lock, [this] { return !align_busy.load(); });
 }

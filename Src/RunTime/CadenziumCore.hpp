@@ -15,6 +15,8 @@
 #include "Listening/CadAlign.hpp"
 #include "Listening/Tempo.hpp"
 #include "Listening/TempoTracking.hpp"
+#include "Parser/Macro.hpp"
+#include "RunTime/CommandTable.hpp"
 #include "RunTime/Runtime.hpp"
 #include "RunTime/TimeBase.hpp"
 #include "Tree/Score.hpp"
@@ -25,17 +27,26 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 class Event;
+class EventPlayer;
 class HostPort;
 class Score;
 
-class cadenzium_core {
+// How a command given by name went.
+enum class CommandStatus { Done, Unknown, BadArguments };
+struct CommandResult {
+    CommandStatus status = CommandStatus::Done;
+    ArgumentProblem problem = ArgumentProblem::None;
+};
+
+class cadenzium_core : private ScoreCommands {
 public:
     // The port outlives the engine.
     explicit cadenzium_core(HostPort& port);
-    ~cadenzium_core();
+    ~cadenzium_core() override;
     cadenzium_core(const cadenzium_core&) = delete;
     cadenzium_core& operator=(const cadenzium_core&) = delete;
 
@@ -171,6 +182,60 @@ public:
     void cadenzium_nextaction() { cadenzium_nextFWD(); }
     void cadenzium_nextfwd() { cadenzium_nextFWD(); }
     void cadenzium_actions(bool on) { cadenzium_actionsOnOff(on); }
+    // Silences or gives back the messages of a track, by its name.
+    void cadenzium_mute(const std::string& track);
+    void cadenzium_unmute(const std::string& track);
+    void actions_command(const std::string& word);
+
+    // ---- commands by name ----
+    // Fills the table; done at construction.
+    void init_internal_func_map();
+    // The table, where an operation of the engine becomes a command in one
+    // line (`commands().add("name", &cadenzium_core::operation)`).
+    CommandTable& commands() { return command_table; }
+    const CommandTable& commands() const { return command_table; }
+    // Runs command `name` with `args` (numbers and texts, as the caller has
+    // them). The caller reports an unknown name or bad arguments in its own
+    // words. It runs on the caller's thread, as the operation called
+    // directly would.
+    CommandResult run_command(const std::string& name, const std::vector<Value>& args);
+
+    // ---- settings given as commands ----
+    void cadenzium_version();
+    void cadenzium_info();
+    // Posts the labels of the score with their beats, and gives them.
+    std::vector<std::pair<std::string, double>> cadenzium_getcues();
+    // Sends the text of the current score to the host as "current_score"
+    // messages of one chunk each.
+    void get_current_score();
+    // Forces the followed tempo (BPM).
+    void tempo_inputset(double bpm);
+    void tempo_smoothness(double s);
+    void practice_tolerance(double bpm);
+    // 0 follows, 1 practises (the score's actions silent, the onsets
+    // measured).
+    void mode_set(int mode);
+    void tempoinit_set(int on);
+    void Ntmin_set(double floor) { normalisation_floor = floor; }
+    // A variable of the score set from outside ("$" added when missing).
+    void set_user_variables(const std::string& name, const TaggedValue& value);
+    void cadenzium_ForwardOnly(const std::string& on_off);
+
+    // ---- the score played by itself, and practice ----
+    void cadenzium_play();
+    void cadenzium_playfrombeat(double beat);
+    void cadenzium_playfromlabel(const std::string& label);
+    // From the current position up to (not including) the first event
+    // beyond `beat`, or the label's event.
+    void cadenzium_playtobeat(double beat);
+    void cadenzium_playtolabel(const std::string& label);
+    // The player under way stops before the first event beyond `beat`.
+    void play_end_at(double beat);
+    // The player's step: the position moves to `e`.
+    void cadenzium_playcallback(const Event& e);
+    bool is_playing() const;
+    // Posts the figures of the practice so far.
+    void PracticeReport();
 
     // ---- switches ----
     void cadenzium_suivi(bool on);
@@ -206,6 +271,13 @@ public:
     std::recursive_mutex& env_lock() { return rt.mutex(); }
 
 private:
+    void run_score_command(const message& m) override;
+    void report_command_problem(const std::string& name, const CommandResult& result, const message& m);
+    void add_setting_commands();
+    void add_transport_commands();
+    void add_loading_commands();
+    void destroy_player();
+    void start_player(int from_index, double end_beat);
     void wait_for_decoder();
     // The first event at or after `beat`, the decoder stopped; -1 (reported)
     // when there is none.
@@ -256,6 +328,18 @@ private:
     std::vector<std::unique_ptr<Score>> retired;
     std::string score_filename;
     std::string playstring_buffer;
+    // The macros of the scores read so far: text played into the running
+    // score calls them.
+    MacroTable macro_table;
+
+    CommandTable command_table;
+    std::unique_ptr<EventPlayer> player;
+    // "mode 1" asked while playing: practice resumes at the last event.
+    bool play_state_at_end = false;
+    double normalisation_floor = 0.0;
+    // The thread running a decoding step, while it runs: a command that
+    // its instant gave does not wait for it.
+    std::atomic<std::thread::id> decoding_thread{};
 
     InletMap inlet_map;
     int verbosity = 0;

@@ -41,8 +41,12 @@ void cadenzium_core::next_frame(const Sample* block) {
     window_full();
 }
 
-void cadenzium_core::cadenzium_next_frame(const float* block) { next_frame(block); }
-void cadenzium_core::cadenzium_next_frame_double(const double* block) { next_frame(block); }
+void cadenzium_core::cadenzium_next_frame(const float* block) {
+    next_frame(block);
+}
+void cadenzium_core::cadenzium_next_frame_double(const double* block) {
+    next_frame(block);
+}
 
 // The window is full: analyse it, keep its last (window - hop) samples for
 // the next one, and decode when following. Called with frame_mutex held.
@@ -50,13 +54,16 @@ void cadenzium_core::window_full() {
     align->SigProc_frontend(frame_buffer.data());
     const int window = static_cast<int>(window_size);
     const int keep = window - static_cast<int>(hop_size);
-    std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep), static_cast<size_t>(keep) * sizeof(float));
+    std::memmove(frame_buffer.data(), frame_buffer.data() + (window - keep),
+                 static_cast<size_t>(keep) * sizeof(float));
     frame_fill = keep;
     if (calibrating && inlet_map.count("KL")) cadenzium_doit_calibration();
     if (!is_running() || !follow_on) return;
     std::lock_guard align_lock(align_mutex);
     align_busy = true;
+    decoding_thread = std::this_thread::get_id();
     follow(*align, align->Align(GetTime()));
+    decoding_thread = std::thread::id();
     align_busy = false;
     align_cond.notify_all();
 }
@@ -66,11 +73,13 @@ void cadenzium_core::cadenzium_doit(int n, const float* values) {
     if (!is_running() || !follow_on) return;
     std::lock_guard lock(align_mutex);
     align_busy = true;
+    decoding_thread = std::this_thread::get_id();
     if (n >= 1) {
         align->set_observation(0, values, n);
         align->MIDI_prepareObs(GetTime());
     }
     if (n < 1 || !hop_clocked_midi) follow(*align, align->Align(GetTime()));
+    decoding_thread = std::thread::id();
     align_busy = false;
     align_cond.notify_all();
 }

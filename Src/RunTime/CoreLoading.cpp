@@ -37,7 +37,7 @@ bool cadenzium_core::ScoreParsing(const std::string& path) {
     {
         EnvironmentLock lock(rt);
         rt.env.clear();
-        reading = read_score_file(path, {&rt, &inlet_map, verbosity, false});
+        reading = read_score_file(path, {&rt, &inlet_map, verbosity, false, &macro_table});
     }
     if (!reading.score) {
         error("%s - Abort loading score file '%s'.\n", thisName(), path.c_str());
@@ -80,7 +80,8 @@ bool cadenzium_core::StringParsing(const std::string& text) {
     Reading reading;
     {
         EnvironmentLock lock(rt);
-        reading = read_score_text(text + "\n", {&rt, &inlet_map, verbosity, false}, "<parse from string>");
+        reading = read_score_text(text + "\n", {&rt, &inlet_map, verbosity, false, &macro_table},
+                                  "<parse from string>");
     }
     if (!reading.score) {
         error("%s - Abort loading string '%s'\n", thisName(), text.c_str());
@@ -117,7 +118,7 @@ void cadenzium_core::playstring(const std::string& text) {
 
 bool cadenzium_core::preloadScore(const std::string& path, const std::string& name) {
     const ConsoleScope scope(&rt.console);
-    Reading reading = read_score_file(path, {&rt, &inlet_map, verbosity, true});
+    Reading reading = read_score_file(path, {&rt, &inlet_map, verbosity, true, &macro_table});
     if (!reading.score) {
         error("Cadenzium Preload Parse error: Check path and syntax");
         error("NO SCORE PRELOADED");

@@ -21,6 +21,9 @@ struct message {
     const Action* source = nullptr;
     // The logical date (seconds) of the instant that queued it.
     double date = 0.0;
+    // A command of the engine ("cadenzium::name"), named by `receiver`, for
+    // the engine rather than the host.
+    bool command = false;
 };
 
 // Holds the environment lock for a scope. Its release is the outermost

@@ -108,16 +108,24 @@ void Firing::visit(ProcCall& a) {
     rt.launch_process(proc, values, static_cast<float>(date), &a);
 }
 
-// Of the engine's commands, the score runs those on tracks; any other is
-// unknown here.
+// Muting and unmuting a track take effect within the instant, so the
+// messages that follow in it are already filtered. Any other command goes
+// with the instant's messages, its arguments evaluated now: the engine runs
+// it once the instant is over.
 void Firing::visit(Internal_comm& a) {
     if (!runs(a) || !condition_holds(a)) return;
     if (a.command == "mute" || a.command == "unmute") {
         track_command(a);
         return;
     }
-    error("%s - Unknown internal command '%s'", rt.port.name(), a.command.c_str());
-    a.post_location();
+    message* m = rt.new_message();
+    m->receiver = a.command;
+    m->command = true;
+    m->values.reserve(a.args.size());
+    for (const ExpPtr& e : a.args)
+        m->values.push_back(e->eval());
+    m->source = &a;
+    rt.queue_message(m);
 }
 
 void Firing::track_command(Internal_comm& a) {

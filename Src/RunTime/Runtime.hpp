@@ -56,7 +56,8 @@ struct RuntimeSwitches {
     bool prevent_zigzag = true;  // backward moves only along declared jumps
     bool practice_on = false;    // every event reached late counts as missed
     bool player_running = false; // the score plays itself (no lock per position)
-    int play_state = 0;          // 0 following, else playing
+    int play_state = 0;          // 0 following, 1 practice (the score's actions stay silent)
+    float bpm_tolerance = 5.0f;  // practice: the tempo heard may differ from the score's by this
 };
 
 // What the position instants count of a performance (practice mode).
@@ -67,6 +68,19 @@ struct PracticeCounters {
     float jumps = 0;
     float timing_error_sum = 0;
     std::vector<int> missed_events;
+    // When the last event was heard (seconds), -1 before the first, and
+    // whether it came right after the one before it.
+    double last_onset = -1;
+    bool steady = false;
+};
+
+// Runs the commands a score gives ("cadenzium::name args"): the engine.
+// They run after the instant that gave them, with its messages, the lock
+// released, since a command may move the position or restart the score.
+class ScoreCommands {
+public:
+    virtual ~ScoreCommands() = default;
+    virtual void run_score_command(const message& m) = 0;
 };
 
 // A warning that may come at every step of a curve: said the first time,
@@ -124,6 +138,8 @@ public:
     int verbosity_level = 0;
     RuntimeSwitches switches;
     PracticeCounters practice;
+    // Where the score's commands go; null: they are dropped.
+    ScoreCommands* commands = nullptr;
 
     // ---- the logical instant ----
     // The environment lock: every instant runs under it.
@@ -246,6 +262,10 @@ private:
     bool update_rt_tempo(double tempo_bpm);
     void launch_position_actions();
     void cadenzium_actions();
+    // Practice: the onset's timing and tempo against the score, posted when
+    // out of bounds and counted.
+    void practice_action(const Event& e, const PositionFacts& facts);
+    bool practice_timing(const Event& e, double onset, double& error_ms);
     void propagate_multiple_var(std::vector<var_management*>& changed);
     void give_up(std::size_t count);
 

@@ -144,13 +144,15 @@ void Runtime::start_logical_instant(int pos) {
     const double time = std::max(dates.now, timebase.GetTime());
     const bool debug = verbosity_level > 2;
     if (debug) {
-        std::fprintf(stderr,
-                     "DEBUG: START logical instant [%d]: lnow=%ld utime=%.3f pos=%d time=%.6f current: now=%.6f "
-                     "rnow=%.6f rcnow=%.6f tempo=%.3f\n",
-                     logical_nesting, dates.count, utime, pos, time, dates.now, dates.rnow, dates.rcnow,
-                     tempo_or_bad(env));
+        std::fprintf(
+            stderr,
+            "DEBUG: START logical instant [%d]: lnow=%ld utime=%.3f pos=%d time=%.6f current: now=%.6f "
+            "rnow=%.6f rcnow=%.6f tempo=%.3f\n",
+            logical_nesting, dates.count, utime, pos, time, dates.now, dates.rnow, dates.rcnow,
+            tempo_or_bad(env));
         if (pos >= 0 && pos <= last_position_given)
-            std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos, last_position_given);
+            std::fprintf(stderr, "DEBUG: position %d at or before the last given %d\n", pos,
+                         last_position_given);
     }
     if (pos >= 0 && (!score || pos > score->get_cur_index())) {
         CAD_INTERNAL_ERROR(str_printf("instant at position %d out of the score", pos));
@@ -232,6 +234,7 @@ message* Runtime::new_message() {
 void Runtime::recycle(message* m) {
     m->values.clear();
     m->source = nullptr;
+    m->command = false;
     std::lock_guard lock(spare_mutex);
     if (spare.size() < spare.capacity()) {
         spare.push_back(m);
@@ -278,7 +281,13 @@ void Runtime::send_messages(bool release) {
         port.report_position(report, reported, time_to_report, tempo_to_report);
     }
     for (std::size_t i = 0; i < n; ++i) {
-        if (!switches.silent) deliver_one(port, *batch[i]);
+        if (switches.silent) {
+            // dropped, commands too: a silent run only sets the stage
+        } else if (batch[i]->command) {
+            if (commands) commands->run_score_command(*batch[i]);
+        } else {
+            deliver_one(port, *batch[i]);
+        }
         recycle(batch[i]);
     }
 }

@@ -56,6 +56,7 @@ void Runtime::enter_position(int pos, const PositionFacts& facts) {
     set_position_variables(e, facts);
     scheduler.UpdateLocalTempo();
     launch_position_actions();
+    if (switches.play_state == 1) practice_action(e, facts);
     position_to_report = pos;
     time_to_report = facts.onset_time;
     tempo_to_report = facts.tempo_bpm;
@@ -138,7 +139,7 @@ void Runtime::cadenzium_actions() {
     const int current = event_index(current_event);
     const int last = last_action_event ? last_action_event->index() : -1;
     const bool jump = last_action_event && check_jump(*score, last, current);
-    if (switches.actions_on) {
+    if (switches.actions_on && switches.play_state != 1) {
         const bool skipped = previous_event && previous_event->index() + 1 < current;
         if (switches.play_state == 0 && skipped && last_action_event && last < current && !jump) {
             if (verbosity_level > 0) post("    PFWD HUNT: %i to %i", last, current);

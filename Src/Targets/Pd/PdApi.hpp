@@ -48,6 +48,7 @@ using pd::binbuf_gettext;
 using pd::binbuf_new;
 using pd::canvas_getcurrent;
 using pd::canvas_getdir;
+using pd::class_addanything;
 using pd::class_addbang;
 using pd::class_addlist;
 using pd::class_addmethod;

@@ -232,6 +232,24 @@ void cadenzium_attribute(t_cadenzium* x, t_symbol* s, int argc, t_atom* argv) {
     x->host->set_attribute(s->s_name, argc, argv);
 }
 
+// Any other message is a command of the engine's table ("tempo 90",
+// "playfrom B", "mode 1", "report").
+void cadenzium_anything(t_cadenzium* x, t_symbol* s, int argc, t_atom* argv) {
+    std::vector<Value> args;
+    args.reserve(static_cast<std::size_t>(argc));
+    for (int i = 0; i < argc; ++i) {
+        if (argv[i].a_type == A_FLOAT)
+            args.push_back(float_value(argv[i].a_w.w_float));
+        else if (argv[i].a_type == A_SYMBOL)
+            args.push_back(string_value(argv[i].a_w.w_symbol->s_name));
+    }
+    const CommandResult r = x->host->engine().run_command(s->s_name, args);
+    if (r.status == CommandStatus::Unknown)
+        pd_error(x, "cadenzium~: unknown command '%s'", s->s_name);
+    else if (r.status == CommandStatus::BadArguments)
+        pd_error(x, "cadenzium~: command '%s' %s", s->s_name, expected_arguments(r.problem));
+}
+
 // ---- the box ----
 
 void* cadenzium_new(t_symbol*, int argc, t_atom* argv) {
@@ -272,6 +290,7 @@ void add_float(const char* name, void (*m)(t_cadenzium*, t_floatarg)) {
 void add_methods() {
     class_addmethod(cadenzium_class, reinterpret_cast<t_method>(cadenzium_dsp), gensym("dsp"), A_CANT, 0);
     class_addlist(cadenzium_class, reinterpret_cast<t_method>(cadenzium_list));
+    class_addanything(cadenzium_class, reinterpret_cast<t_method>(cadenzium_anything));
     for (const char* word : {"score", "read", "load", "loadscore"})
         add_gimme(word, cadenzium_load);
     add_gimme("preload", cadenzium_preload);

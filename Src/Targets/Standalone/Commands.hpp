@@ -63,6 +63,13 @@ struct FollowOptions {
     std::string render;
     bool sound = false;
     std::string soundfont = kScoreSoundFont;
+    // Practice: the score's actions stay silent, each onset is measured
+    // against the score, and the report is printed at the end.
+    bool practice = false;
+    // The OSC command port (0: none), and HOST:PORT of an editor that is
+    // sent the positions and the messages (empty: none).
+    int commands_port = 0;
+    std::string editor;
 
     bool live() const { return live_audio || live_midi; }
 };
@@ -73,3 +80,22 @@ int run_follow(const FollowOptions& options, std::ostream& out);
 
 // What this build handles: its version and its sound engines. Returns 0.
 int run_info(std::ostream& out);
+// How `cadenzium play` plays a score by itself.
+struct PlayOptions {
+    std::string score;
+    // A label or a beat to start from (the score run up to it first), and
+    // one to stop at (the first event beyond it does not play).
+    std::string from;
+    std::string to;
+    bool realtime = false;
+    std::string trace; // a file, "-" for standard output, empty for none
+    // Seconds the electronics go on after the last event.
+    double tail = 2.0;
+    bool quiet = false;
+    int verbosity = 0;
+};
+
+// Plays the score at its own tempo, reporting positions and messages as
+// `follow` does: offline on the virtual clock, or paced by the wall clock.
+// Returns the process exit status.
+int run_play(const PlayOptions& options, std::ostream& out);

@@ -1,11 +1,14 @@
 #include "Commands.hpp"
 
 #include "Base/Console.hpp"
+#include "CommandInput.hpp"
 #include "FollowInput.hpp"
+#include "Osc/CommandPort.hpp"
 #include "Osc/OscManager.hpp"
 #include "Osc/OscSender.hpp"
 #include "SchedulerThread.hpp"
 #include "ScoreSound.hpp"
+#include "TraceFile.hpp"
 
 #include <chrono>
 #include <cmath>
@@ -15,12 +18,10 @@
 #include <iostream>
 #include <optional>
 
-namespace {
+#include "RunTime/Environment_RunTime.hpp"
+#include "Tree/Event.hpp"
 
-struct TraceTarget {
-    std::ostream* stream = nullptr;
-    std::ofstream file;
-};
+namespace {
 
 // Seconds a follow may run on after the last note.
 constexpr double kLongestTail = 3600.0;
@@ -98,21 +99,6 @@ bool options_make_sense(const FollowOptions& o) {
            seconds_in_range("--duration", o.duration, kLongestPerformance) && trace_spares_the_inputs(o);
 }
 
-bool open_trace(const std::string& path, TraceTarget& target) {
-    if (path.empty()) return true;
-    if (path == "-") {
-        target.stream = &std::cout;
-        return true;
-    }
-    target.file.open(path);
-    if (!target.file) {
-        error("cadenzium: cannot write the trace file '%s'", path.c_str());
-        return false;
-    }
-    target.stream = &target.file;
-    return true;
-}
-
 // "HOST:PORT", "PORT" or ":PORT" (the host is then this machine).
 std::unique_ptr<OscSender> open_forwarding(const std::string& peer) {
     if (peer.empty()) return nullptr;
@@ -130,7 +116,74 @@ std::unique_ptr<OscSender> open_forwarding(const std::string& peer) {
     return sender;
 }
 
+// "HOST:PORT" of the editor: false, reported, when it is not one.
+bool editor_peer(const std::string& peer, EditorLinkConfig& config) {
+    const auto colon = peer.rfind(':');
+    const std::string digits = colon == std::string::npos ? peer : peer.substr(colon + 1);
+    char* end = nullptr;
+    const long port = std::strtol(digits.c_str(), &end, 10);
+    if (digits.empty() || *end != '\0' || port < 1 || port > 65535) {
+        error("cadenzium: --editor takes HOST:PORT with a port from 1 to 65535 (got '%s')", peer.c_str());
+        return false;
+    }
+    if (colon != std::string::npos && colon > 0) config.remote_host = peer.substr(0, colon);
+    config.remote_port = static_cast<int>(port);
+    return true;
+}
+
+// The editor link of the options, enabled; null when none was asked or it
+// could not open (`failed` then says so).
+std::unique_ptr<CommandPort> open_editor_link(cadenzium_core& engine, const FollowOptions& o, bool& failed) {
+    failed = false;
+    if (o.commands_port == 0 && o.editor.empty()) return nullptr;
+    EditorLinkConfig config;
+    config.remote_port = 0;
+    config.port_receive = o.commands_port;
+    if (!o.editor.empty() && !editor_peer(o.editor, config)) {
+        failed = true;
+        return nullptr;
+    }
+    auto link = std::make_unique<CommandPort>(engine, config);
+    failed = !link->enable();
+    return failed ? nullptr : std::move(link);
+}
+
+// The follow's reports, and the editor's when it is linked.
+class LinkedReports {
+public:
+    LinkedReports(FollowReport& report, CommandPort* link)
+        : report(report)
+        , link(link) {}
+    void position(const PositionReport& r) {
+        report.position(r);
+        if (link) link->send_beat_pos(r.event ? r.event->beatcum() : 0.0, r.tempo);
+    }
+    void message(const ::message& m) {
+        report.message(m);
+        if (link) link->send_lectern_trace_mess("message", m.receiver, m.date);
+    }
+
+private:
+    FollowReport& report;
+    CommandPort* link;
+};
+
 } // namespace
+
+bool open_trace(const std::string& path, TraceTarget& target) {
+    if (path.empty()) return true;
+    if (path == "-") {
+        target.stream = &std::cout;
+        return true;
+    }
+    target.file.open(path);
+    if (!target.file) {
+        error("cadenzium: cannot write the trace file '%s'", path.c_str());
+        return false;
+    }
+    target.stream = &target.file;
+    return true;
+}
 
 bool override_profile(ListeningProfile& profile, const std::vector<std::string>& settings) {
     for (const std::string& text : settings) {
@@ -193,14 +246,26 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     // With the trace on standard output the human lines stay quiet.
     std::ostream* human = options.trace == "-" ? nullptr : &out;
     FollowReport& report = reporting.emplace(human, trace.stream, options.trace);
-    connect_reports(host, report);
+    bool link_failed = false;
+    const std::unique_ptr<CommandPort> link = open_editor_link(engine, options, link_failed);
+    if (link_failed) return 1;
+    LinkedReports reports(report, link.get());
+    connect_reports(host, reports);
     // In real time logical time 0 is the start of the performance.
     if (realtime) host.start_wall_clock();
     if (realtime) sound.set_time_origin(std::chrono::steady_clock::now());
+    if (options.practice) engine.mode_set(1);
     engine.cadenzium_start("");
     if (!options.start.empty() && !start_from(engine, options.start)) return 1;
+    // Live, standard input takes commands.
+    std::optional<CommandInput> typed;
+    if (options.live())
+        typed.emplace(
+            0, [&engine, &report](const std::string& line) { run_command_line(engine, report, line); });
     const bool ok = input->run(host, report, options);
+    typed.reset();
     report.end_progress();
+    if (options.practice) engine.PracticeReport();
     const bool fault = engine.stopped_by_fault();
     if (!realtime) sound.render_until(engine.GetTime());
     engine.cadenzium_stop();

@@ -118,6 +118,23 @@ void FollowReport::message(const ::message& m) {
     }
 }
 
+void FollowReport::command(double time, const std::string& name, const std::vector<Value>& args) {
+    std::lock_guard lock(lines);
+    if (human) {
+        char head[64];
+        std::snprintf(head, sizeof head, "%10.3fs  command ", time);
+        say(head + name + show_args(args));
+    }
+    if (trace) {
+        nlohmann::ordered_json array = nlohmann::ordered_json::array();
+        for (const Value& v : args)
+            array.push_back(to_json(v));
+        nlohmann::ordered_json j = {
+            {"t", trace_time(time)}, {"type", "command"}, {"name", name}, {"args", array}};
+        trace_line(json_line(j));
+    }
+}
+
 void FollowReport::progress(double done, double total) {
     if (!progress_on || total <= 0) return;
     const int percent = static_cast<int>(std::floor(100.0 * std::min(1.0, done / total)));
@@ -129,8 +146,8 @@ void FollowReport::progress(double done, double total) {
 
 void FollowReport::draw_progress() {
     const int filled = last_percent * kBarWidth / 100;
-    std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled, "========================================",
-                 kBarWidth - filled, "", last_percent);
+    std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled,
+                 "========================================", kBarWidth - filled, "", last_percent);
     std::fflush(stderr);
 }
 

@@ -11,6 +11,10 @@
 #include <ostream>
 #include <string>
 
+#include "Exp/Values.hpp"
+
+#include <vector>
+
 class Event;
 struct message;
 
@@ -34,6 +38,8 @@ public:
     void position(const PositionReport& report);
     // A message at its logical date.
     void message(const ::message& m);
+    // A command given while following, at the engine's time.
+    void command(double time, const std::string& name, const std::vector<Value>& args);
 
     // The progress bar on a terminal: fraction done of the performance.
     void progress(double done, double total);

@@ -66,8 +66,24 @@ void add_follow_options(CLI::App& cmd, FollowOptions& follow) {
     cmd.add_flag("--sound", follow.sound, "Play the score's own sound through JACK while following");
     cmd.add_option("--soundfont", follow.soundfont, "The sound font of the score's fluidsynth notes")
         ->capture_default_str();
+    cmd.add_flag("--practice", follow.practice,
+                 "Practice: the score's actions stay silent, onsets are measured, a report comes at the end");
+    cmd.add_option("--commands", follow.commands_port, "Take commands by OSC at /cadenzium/cmd on PORT")
+        ->check(CLI::Range(1, 65535));
+    cmd.add_option("--editor", follow.editor, "Send positions and messages to an editor at HOST:PORT by OSC");
     cmd.add_flag("-q,--quiet", follow.quiet, "Print errors only on the console");
     add_verbosity(cmd, follow.verbosity);
+}
+
+void add_play_options(CLI::App& cmd, PlayOptions& play) {
+    cmd.add_option("score", play.score, "The score file")->required();
+    cmd.add_option("--from", play.from, "Start from LABEL or BEAT, the score's actions run up to it first");
+    cmd.add_option("--to", play.to, "Stop before the first event beyond LABEL or BEAT");
+    cmd.add_flag("--realtime", play.realtime, "Play by the wall clock instead of offline");
+    cmd.add_option("--trace", play.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
+    cmd.add_option("--tail", play.tail, "Seconds the electronics go on after the last event");
+    cmd.add_flag("-q,--quiet", play.quiet, "Print errors only on the console");
+    add_verbosity(cmd, play.verbosity);
 }
 
 void live_inputs(const CLI::App& cmd, FollowOptions& follow) {
@@ -95,6 +111,10 @@ int main(int argc, char** argv) {
 
     CLI::App* info_cmd = app.add_subcommand("info", "Print the version and the sound engines of this build");
 
+    PlayOptions play;
+    CLI::App* play_cmd = app.add_subcommand("play", "Play a score by itself at its own tempo");
+    add_play_options(*play_cmd, play);
+
     CLI11_PARSE(app, argc, argv);
     if (info_cmd->parsed()) return run_info(std::cout);
     if (check_cmd->parsed()) {
@@ -105,6 +125,10 @@ int main(int argc, char** argv) {
         terminal_console(follow.quiet, follow.verbosity);
         live_inputs(*follow_cmd, follow);
         return run_follow(follow, std::cout);
+    }
+    if (play_cmd->parsed()) {
+        terminal_console(play.quiet, play.verbosity);
+        return run_play(play, std::cout);
     }
     return 1;
 }

@@ -316,6 +316,27 @@ TEST(PdObject, BoxFlagsSetAttributesAndUnknownWordsAreReported) {
         << run.console;
 }
 
+// Every command of the engine's table is a message of the object: "play"
+// plays the score by itself on Pd's clock; a bad argument or an unknown
+// word is reported.
+TEST(PdObject, TheEnginesCommandsAreMessagesOfTheObject) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    PdPatch patch;
+    patch.receivers = {"print"};
+    patch.commands = {"setvar $x 5", "tempo fast", "fly away", "play"};
+    patch.seconds = 4;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    const std::vector<std::string> want{"position 0", "position 0", "position 1",     "message print one",
+                                        "position 2", "position 3", "message print 5"};
+    EXPECT_EQ(positions_and_messages(run), want) << run.console;
+    EXPECT_NE(run.console.find("cadenzium~: command 'tempo' expects a float as first argument"),
+              std::string::npos)
+        << run.console;
+    EXPECT_NE(run.console.find("cadenzium~: unknown command 'fly'"), std::string::npos) << run.console;
+}
+
 // A recording of the three notes, played into the signal inlet, and the
 // same recording followed by the program.
 TEST(PdObject, AudioThroughTheSignalInletGivesThePositionsTheProgramFinds) {
