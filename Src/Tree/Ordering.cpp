@@ -59,6 +59,39 @@ struct DateCollector {
 
 } // namespace
 
+// ---- names ----
+
+std::string shortened(std::string text) {
+    constexpr size_t longest = 48;
+    if (text.size() > longest) text = text.substr(0, longest - 3) + "...";
+    return text;
+}
+
+// The name the score gives: none for a hidden one, the receiver for a
+// simplified curve.
+std::string written_label(const Action& a) {
+    const std::string& label = a.get_label();
+    const std::string simple = "__simple_curve__";
+    if (is_an_anonymous_name(label)) return "";
+    if (label.rfind(simple, 0) == 0) return label.substr(simple.size());
+    return label;
+}
+
+std::string action_title(const Action& a) {
+    const std::string label = a.is_bloc() ? written_label(a) : "";
+    return label.empty() ? a.word() : a.word() + " " + label;
+}
+
+std::string action_text(const Action& a) {
+    std::ostringstream out;
+    out << action_title(a);
+    a.show_head(out);
+    if (a.is_bloc()) a.show_tail(out);
+    // One line: an else branch, for one, prints its body.
+    const std::string text = out.str();
+    return shortened(text.substr(0, text.find('\n')));
+}
+
 // ---- dates ----
 
 StaticDate StaticDate::after(const CadDuration& delay) const {
@@ -158,13 +191,6 @@ std::vector<std::pair<size_t, size_t>> Ordering::covering_edges() const {
 
 namespace {
 
-// An action by its word, and its label when the score gives one.
-std::string action_name(const Action& a) {
-    std::string name = a.word();
-    if (!is_an_anonymous_name(a.get_label()) && a.label_is_shown()) name += " " + a.get_label();
-    return name;
-}
-
 bool earlier(const Ordering::Node& a, const Ordering::Node& b) {
     if (a.date.known != b.date.known) return a.date.known;
     if (!close(a.date.beats, b.date.beats)) return a.date.beats < b.date.beats;
@@ -186,7 +212,7 @@ void Ordering::show(std::ostream& out) const {
         if (n.actions.empty()) out << " (bound)";
         const char* separator = " ";
         for (const DatedAction& d : n.actions) {
-            out << separator << action_name(*d.action) << (d.repeated ? " (first run)" : "");
+            out << separator << action_text(*d.action) << (d.repeated ? " (first run)" : "");
             separator = ", ";
         }
         out << '\n';

@@ -76,6 +76,13 @@ private:
     std::vector<Node> nodes;
 };
 
+// How the analysis names an action: its word and the label that the score
+// wrote ("group chord_halo", "curve level"), then its arguments or
+// condition ("print a b", "loop pulse 0.5 during [4#]"), cut at 48 characters.
+std::string action_title(const Action& a);
+std::string action_text(const Action& a);
+std::string shortened(std::string text);
+
 // The analysis as text (the dates and their order) and as a graph in the
 // dot language: one box per event on the spine of the score, the actions
 // under it, a cluster for each compound action, the delays on the edges.

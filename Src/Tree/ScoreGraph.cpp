@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr size_t kLongestLabel = 48;
-
 // Text inside a double-quoted dot string.
 std::string escaped(const std::string& text) {
     std::string out;
@@ -29,21 +27,6 @@ std::string escaped(const std::string& text) {
         out += c;
     }
     return out;
-}
-
-std::string shortened(std::string text) {
-    if (text.size() > kLongestLabel) text = text.substr(0, kLongestLabel - 3) + "...";
-    return text;
-}
-
-// "print a b", "loop pulse 0.5 during [4#]", "group chord_halo".
-std::string action_text(const Action& a) {
-    std::ostringstream out;
-    out << a.word();
-    if (a.is_bloc()) out << ' ' << a.get_label();
-    a.show_head(out);
-    if (a.is_bloc()) a.show_tail(out);
-    return shortened(out.str());
 }
 
 std::string delay_text(const CadDuration& d) {
@@ -145,7 +128,7 @@ std::string DotWriter::action(const Action& a, const std::string& from, const Ed
         const int cluster = next_id;
         out << indent() << "subgraph cluster_" << cluster << " {\n";
         ++depth;
-        out << indent() << "label=\"" << escaped(a.word() + " " + a.get_label())
+        out << indent() << "label=\"" << escaped(action_title(a))
             << "\"; style=rounded; color=\"#8899aa\";\n";
         id = node(a, date, "box, style=rounded");
         body(a, id, "", date);
