@@ -73,7 +73,7 @@ void DotWriter::event(const Event& e) {
     std::ostringstream line;
     e.show(line, false);
     out << indent() << event_id(e) << " [shape=box, style=filled, fillcolor=\"#dce6f2\", label=\""
-        << e.index() << ": " << escaped(line.str()) << "\\nbeat " << exact_number(e.beatcum()) << "\"];\n";
+        << e.index() << ": " << escaped(shortened(line.str())) << "\\nbeat " << exact_number(e.beatcum()) << "\"];\n";
 }
 
 std::string DotWriter::node(const Action& a, const StaticDate& date, const char* shape) {
