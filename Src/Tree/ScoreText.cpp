@@ -9,7 +9,6 @@
 #include "Exp/Expression.hpp"
 #include "Tree/Action.hpp"
 #include "Tree/ActionWalk.hpp"
-#include "Tree/Bloc.hpp"
 #include "Tree/Event.hpp"
 
 #include <cmath>
@@ -19,7 +18,6 @@ namespace {
 
 // The state that statements between events set, as the reader keeps it.
 struct ReadingState {
-    float period = 1.0f;
     float variance = 0.3f;
     int inlet = 0;
     int tempo_flag = 0;
@@ -173,7 +171,6 @@ void show_state_changes(std::ostream& out, const Event& e, const InletMap* inlet
     }
     if (e.scoretempochange()) {
         out << "BPM " << bpm_for_period(e.ScoreTempo()) << (e.ScoreTempo() < 0 ? " @modulate" : "") << '\n';
-        state.period = e.ScoreTempo();
     }
 }
 
