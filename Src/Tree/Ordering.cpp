@@ -88,8 +88,11 @@ std::string action_text(const Action& a) {
     a.show_head(out);
     if (a.is_bloc()) a.show_tail(out);
     // One line: an else branch, for one, prints its body.
-    const std::string text = out.str();
-    return shortened(text.substr(0, text.find('\n')));
+    std::string text = out.str();
+    text = text.substr(0, text.find('\n'));
+    const std::string opened_else = " else {";
+    if (text.ends_with(opened_else)) text.resize(text.size() - opened_else.size());
+    return shortened(text);
 }
 
 // ---- dates ----

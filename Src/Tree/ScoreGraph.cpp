@@ -40,6 +40,14 @@ bool transparent(const Action& a) {
     return a.hidden || a.is_atomic_sequence();
 }
 
+// Whether the graph shows anything that `a` holds (the reader's own
+// actions, as the step of a simplified curve, are not shown).
+bool holds_shown_actions(const Action& a) {
+    for (const ActionChild& child : children_of(a))
+        if (!transparent(*child.action) || holds_shown_actions(*child.action)) return true;
+    return false;
+}
+
 struct Edge {
     std::string from, to, label, style;
 };
@@ -73,7 +81,8 @@ void DotWriter::event(const Event& e) {
     std::ostringstream line;
     e.show(line, false);
     out << indent() << event_id(e) << " [shape=box, style=filled, fillcolor=\"#dce6f2\", label=\""
-        << e.index() << ": " << escaped(shortened(line.str())) << "\\nbeat " << exact_number(e.beatcum()) << "\"];\n";
+        << e.index() << ": " << escaped(shortened(line.str())) << "\\nbeat " << exact_number(e.beatcum())
+        << "\"];\n";
 }
 
 std::string DotWriter::node(const Action& a, const StaticDate& date, const char* shape) {
@@ -122,8 +131,8 @@ std::string DotWriter::action(const Action& a, const std::string& from, const Ed
                               const StaticDate& date) {
     if (transparent(a)) return body(a, from, style.label.empty() ? delay_text(a.delay) : style.label, date);
     std::string id;
-    if (!a.is_bloc() && children_of(a).empty()) {
-        id = node(a, date, "ellipse");
+    if (!holds_shown_actions(a)) {
+        id = node(a, date, a.is_bloc() ? "box, style=rounded" : "ellipse");
     } else {
         const int cluster = next_id;
         out << indent() << "subgraph cluster_" << cluster << " {\n";
