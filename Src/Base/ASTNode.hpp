@@ -19,6 +19,23 @@ public:
 std::ostream& operator<<(std::ostream& out, const ASTNode& node);
 std::ostream& operator<<(std::ostream& out, const ASTNode* node);
 
+// Whether `show` writes score text for the reader: what the reader itself
+// builds (sequences of atomic actions, hidden names) is left out, values
+// are written as literals, numbers with every digit, so that the text reads
+// back to the same tree. Set on a stream for the life of the object.
+bool show_as_score_text(std::ostream& out);
+class ShowAsScoreText {
+public:
+    explicit ShowAsScoreText(std::ostream& out);
+    ~ShowAsScoreText();
+    ShowAsScoreText(const ShowAsScoreText&) = delete;
+    ShowAsScoreText& operator=(const ShowAsScoreText&) = delete;
+
+private:
+    std::ostream& out;
+    long saved;
+};
+
 // Indentation state for printing nested trees.
 class Tabulation {
 public:

@@ -131,7 +131,7 @@ void MapDefinition::for_each_child(ChildVisitor visit) const {
 }
 
 void MapDefinition::show(std::ostream& out, int) const {
-    out << "MAP {";
+    out << (show_as_score_text(out) ? "map {" : "MAP {");
     const char* separator = "";
     for (const auto& [k, v] : pairs) {
         out << separator << "(";

@@ -1,8 +1,9 @@
 #include "Exp/NimDefinition.hpp"
 
+#include "Base/Console.hpp"
 #include "Exp/Expression.hpp"
 #include "Exp/Nim.hpp"
-#include "Base/Console.hpp"
+#include "Exp/Operators.hpp"
 
 #include <ostream>
 
@@ -38,7 +39,12 @@ void NimPoint::show(std::ostream& out) const {
     if (shape != PLAIN) {
         for (int i = 0; i < count; ++i)
             out << marks[shape];
-        const std::vector<const Expression*> args = {abscissa.get(), value.get(), extra.get()};
+        // "-(x, y)" and "\\(x, y, z)" are read with y negated: y is written back.
+        const Expression* shown = value.get();
+        const auto* negation = dynamic_cast<const UnaryExpression*>(shown);
+        const bool negated_form = shape == MINUS || (shape == BACKSLASH && extra);
+        if (negated_form && negation && negation->op == OP_NEG) shown = negation->operand.get();
+        const std::vector<const Expression*> args = {abscissa.get(), shown, extra.get()};
         bool first = true;
         for (const Expression* e : args) {
             if (!e) continue;

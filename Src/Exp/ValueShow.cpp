@@ -4,6 +4,8 @@
 #include "Exp/Reference.hpp"
 #include "Exp/Values.hpp"
 
+#include "Base/ExactNumber.hpp"
+
 #include <cmath>
 #include <cstdio>
 #include <ostream>
@@ -44,10 +46,15 @@ void IntValue::show(std::ostream& out) const {
 // A whole number keeps its digits and a ".0" (1000000.0), so that it reads
 // back as a float, up to where a double holds every integer. Other numbers
 // show fifteen significant digits at most (0.3, 123456789.5, 1e+20, inf).
+// Score text needs every digit: the shortest that reads back exactly.
 void FloatValue::show(std::ostream& out) const {
     constexpr double exact_integers = 1e15;
     char digits[40];
     const bool whole = std::fabs(val) < exact_integers && val == std::round(val);
+    if (!whole && show_as_score_text(out)) {
+        out << exact_number(val);
+        return;
+    }
     std::snprintf(digits, sizeof digits, whole ? "%.0f.0" : "%.15g", val);
     out << digits;
 }
@@ -59,8 +66,10 @@ void FctValue::show(std::ostream& out) const {
         out << "<<undef>>";
 }
 
+// A tab, a map and an interpolated map are written as their literals in
+// score text ("[1, 2]", "map { (1, 2) }", "imap { (0, 0) }").
 void TabValue::show(std::ostream& out) const {
-    out << "TAB[";
+    out << (show_as_score_text(out) ? "[" : "TAB[");
     const char* separator = "";
     if (val)
         for (const Value& element : *val) {
@@ -72,7 +81,7 @@ void TabValue::show(std::ostream& out) const {
 }
 
 void MapValue::show(std::ostream& out) const {
-    out << "MAP{ ";
+    out << (show_as_score_text(out) ? "map { " : "MAP{ ");
     const char* separator = "";
     if (val)
         for (const auto& [key, value] : *val) {
@@ -87,11 +96,17 @@ void MapValue::show(std::ostream& out) const {
 }
 
 void InterpolatedMapValue::show(std::ostream& out) const {
-    out << "InterpolatedMAP {";
+    const bool text = show_as_score_text(out);
+    out << (text ? "imap {" : "InterpolatedMAP {");
     const char* separator = "";
     if (val)
         for (const auto& [key, value] : *val) {
-            out << separator << "(" << key << ", " << value << ")";
+            out << separator << "(";
+            if (text)
+                out << exact_number(key) << ", " << exact_number(value);
+            else
+                out << key << ", " << value;
+            out << ")";
             separator = ", ";
         }
     out << "}";

@@ -169,7 +169,9 @@ void Var::show(std::ostream& out, int) const {
     } else if (history_date) {
         out << "[";
         history_date->show(out, 0);
-        out << (history_unit == DURATION_SECONDS ? "s]:" : "]:");
+        // Score text keeps the number apart from its unit: "3s" would read as a float.
+        if (history_unit == DURATION_SECONDS) out << (show_as_score_text(out) ? " s" : "s");
+        out << "]:";
     }
     out << name;
 }

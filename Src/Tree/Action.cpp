@@ -127,10 +127,15 @@ bool Action::label_is_shown() const {
 }
 
 void Action::show(std::ostream& out) const {
+    show_with_delay(out, delay);
+}
+
+void Action::show_with_delay(std::ostream& out, const CadDuration& shown_delay) const {
     show_indent(out);
-    if (!is_zero_delay(&delay)) out << delay << ' ';
-    out << word();
-    if (is_bloc()) out << ' ' << label;
+    if (!is_zero_delay(&shown_delay)) out << shown_delay << ' ';
+    out << (show_as_score_text(out) ? text_word() : word());
+    // Score text leaves an anonymous name out: the reader makes a new one.
+    if (is_bloc() && !(show_as_score_text(out) && is_an_anonymous_name(label))) out << ' ' << label;
     show_head(out);
     show_attl(out);
     if (!has_body()) return;
@@ -149,7 +154,8 @@ void Action::show_attl(std::ostream& out) const {
         if (dynamic_cast<const LabelAttribute*>(a.get())) continue;
         out << ' ' << *a;
     }
-    if (!is_bloc() && label_is_shown()) out << " @label := " << label;
+    const bool written = !show_as_score_text(out) || label_is_written();
+    if (!is_bloc() && label_is_shown() && written) out << " @label := " << label;
     if (has_body()) out << " {";
     if (location) out << "\t; line " << location->begin.line;
     out << '\n';

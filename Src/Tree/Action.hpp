@@ -51,6 +51,9 @@ public:
     // The delay, the word of the action, its label, its attributes and place,
     // then the body, indented as the stream's depth says.
     void show(std::ostream& out) const override;
+    // The same with another delay in front (a sequence lends its delay to
+    // its first action when it prints as score text).
+    void show_with_delay(std::ostream& out, const CadDuration& shown_delay) const;
     // The receiver of a message (or "" for other actions).
     virtual std::string msg_name() const { return {}; }
     virtual std::string proc_name() const { return {}; }
@@ -84,6 +87,11 @@ public:
     virtual void compute_and_propage(const std::bitset<32>& context, Score* score);
     // The word printed first: "group", "loop", the receiver of a message...
     virtual std::string word() const = 0;
+    // The word that writes the action in score text, when not `word`.
+    virtual std::string text_word() const { return word(); }
+    // Whether score text gives the label (false when the reader makes it
+    // from the rest of the action).
+    virtual bool label_is_written() const { return true; }
     // What follows the word and the label on the first line (arguments,
     // condition, period).
     virtual void show_head(std::ostream&) const {}

@@ -14,22 +14,29 @@ void collect_list(const ExpressionList* list, std::vector<Expression*>& out) {
         out.push_back(e.get());
 }
 
+// A list of closed expressions, as "{a, b}" reads them.
+void show_closed_list(std::ostream& out, const ExpressionList& list) {
+    out << '{';
+    for (size_t i = 0; i < list.size(); ++i) {
+        if (i) out << ", ";
+        if (list[i]) list[i]->show(out, 1000);
+    }
+    out << '}';
+}
+
 } // namespace
 
 void StrategyAttribute::show(std::ostream& out) const {
     out << keyword();
     if (!events) return;
-    out << " := {";
-    show_expressions(out, *events, " ");
-    out << "}";
+    out << " := ";
+    show_closed_list(out, *events);
 }
 
 void TargetAttribute::show(std::ostream& out) const {
     out << keyword() << ' ';
     if (events) {
-        out << '{';
-        show_expressions(out, *events, " ");
-        out << '}';
+        show_closed_list(out, *events);
     } else if (duration) {
         out << '[' << *duration << ']';
     } else if (logic) {
@@ -52,7 +59,7 @@ void CondAttribute::show(std::ostream& out) const {
 
 void EventsTempo::show(std::ostream& out) const {
     out << keyword();
-    if (events) show_expressions(out, *events, " ");
+    if (events) show_closed_list(out, *events);
     out << '}';
 }
 

@@ -87,14 +87,14 @@ public:
 class BetaAttribute : public ExpressionAttribute {
 public:
     using ExpressionAttribute::ExpressionAttribute;
-    const char* keyword() const override { return "@Beta :="; }
+    const char* keyword() const override { return "@coef :="; }
 };
 
 // "@guard": the action fires only when the condition holds.
 class CondAttribute : public ExpressionAttribute {
 public:
     using ExpressionAttribute::ExpressionAttribute;
-    const char* keyword() const override { return "if ("; }
+    const char* keyword() const override { return "@guard ("; }
     void show(std::ostream& out) const override;
 };
 
@@ -133,7 +133,7 @@ class BsymAttribute : public Attribute {
 public:
     explicit BsymAttribute(std::string symbol)
         : symbol(std::move(symbol)) {}
-    const char* keyword() const override { return "Bsym :="; }
+    const char* keyword() const override { return "symb :="; }
     void show(std::ostream& out) const override;
     std::string symbol;
 };
@@ -172,7 +172,7 @@ public:
 class AtKillAttribute : public HeldActionAttribute {
 public:
     using HeldActionAttribute::HeldActionAttribute;
-    const char* keyword() const override { return "@Kill :="; }
+    const char* keyword() const override { return "@abort :="; }
 };
 
 // "@conservative" (mode 1) or "@progressive" (mode 0).

@@ -65,6 +65,28 @@ KillAction::KillAction(BuildContext* ctx, const std::string& label, const std::s
     , target_name(name)
     , target(std::move(t)) {}
 
+std::string kill_word(const std::string& label) {
+    return label.rfind("kill_", 0) == 0 ? "kill" : "abort";
+}
+
+// A delayed "kill" gives its delay after the word: "kill 2 k2".
+bool show_delayed_kill(std::ostream& out, const Action& a) {
+    if (!show_as_score_text(out) || is_zero_delay(&a.delay) || kill_word(a.label) != "kill") return false;
+    show_indent(out);
+    out << "kill " << a.delay;
+    a.show_head(out);
+    a.show_attl(out);
+    return true;
+}
+
+void KillAction::show(std::ostream& out) const {
+    if (!show_delayed_kill(out, *this)) Action::show(out);
+}
+
+void KillActionOf::show(std::ostream& out) const {
+    if (!show_delayed_kill(out, *this)) Action::show(out);
+}
+
 void KillAction::show_head(std::ostream& out) const {
     out << ' ';
     if (target)

@@ -30,6 +30,10 @@ protected:
 // for anything computed.
 std::string message_name(const Expression* e);
 
+// "kill" for a stop written with that word (its label says so), "abort"
+// otherwise: the reader names a stop after its word and target.
+std::string kill_word(const std::string& label);
+
 // "abort name", "kill name", "abort expr": stops a running compound action.
 class KillAction : public AtomicAction {
 public:
@@ -38,6 +42,10 @@ public:
     KillAction(BuildContext* ctx, const std::string& label, const std::string& name, ExpPtr target,
                const CadDuration* delay, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "abort"; }
+    std::string text_word() const override { return kill_word(label); }
+    bool label_is_written() const override { return false; }
+    using Action::show;
+    void show(std::ostream& out) const override;
     void show_head(std::ostream& out) const override;
 
     std::string target_name;
@@ -55,6 +63,10 @@ public:
                  const std::string& of_name, ExpPtr target, ExpPtr of_target, const CadDuration* delay,
                  AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "abort"; }
+    std::string text_word() const override { return kill_word(label); }
+    bool label_is_written() const override { return false; }
+    using Action::show;
+    void show(std::ostream& out) const override;
     void show_head(std::ostream& out) const override;
 
     std::string target_name, of_name;
@@ -202,6 +214,10 @@ public:
     bool weak_ok_action() const override { return false; }
     std::string word() const override { return "aseq"; }
     bool has_body() const override { return true; }
+    // As score text, the actions one after the other, the first with the
+    // sequence's delay: the reader makes the sequence again.
+    using Action::show;
+    void show(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
     void set_env(Environment* env, const std::list<std::string>& locals, int level) override;

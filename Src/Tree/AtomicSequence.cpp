@@ -47,6 +47,16 @@ void AtomicSequence::restructure(BuildContext* ctx, ActionList& list) {
     }
 }
 
+void AtomicSequence::show(std::ostream& out) const {
+    if (!show_as_score_text(out) || actions.empty()) {
+        Action::show(out);
+        return;
+    }
+    actions.front()->show_with_delay(out, delay);
+    for (auto it = std::next(actions.begin()); it != actions.end(); ++it)
+        (*it)->show(out);
+}
+
 void AtomicSequence::show_body(std::ostream& out) const {
     for (const ActionPtr& a : actions)
         a->show(out);

@@ -4,6 +4,8 @@
 #include "Tree/Action.hpp"
 #include "Tree/ActionAttributes.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <ostream>
 
 namespace {
@@ -35,8 +37,22 @@ const TargetAttribute* target_of(const AttributeList& attributes) {
 
 // ---- event attributes ----
 
+// A label that is not a plain word is quoted, as the reader takes it back.
 void LabelAttribute::show(std::ostream& out) const {
-    out << keyword() << ' ' << label;
+    out << keyword() << ' ';
+    const bool word = !label.empty() && std::all_of(label.begin(), label.end(), [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+    });
+    if (word) {
+        out << label;
+        return;
+    }
+    out << '"';
+    for (const char c : label) {
+        if (c == '"' || c == '\\') out << '\\';
+        out << c;
+    }
+    out << '"';
 }
 
 void JumpAttribute::show(std::ostream& out) const {

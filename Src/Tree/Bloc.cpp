@@ -5,6 +5,7 @@
 #include "Exp/Expression.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
+#include "Tree/Curve.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -36,8 +37,9 @@ void Bloc::adopt(Action* child) {
 
 void Bloc::show_tail(std::ostream& out) const {
     if (until) {
-        out << " until ";
-        until->show(out, 1000);
+        out << " until (";
+        until->show(out, 0);
+        out << ')';
     }
     if (during) out << " during [" << *during << ']';
     if (during_count) out << " during [" << *during_count << "#]";
@@ -115,6 +117,14 @@ void Gfwd::tightify_children(BuildContext* ctx) {
         *it = groupify(ctx, std::move(*it));
         if (auto next = std::next(it); next != actions.end()) (*next)->add_delay(child->delay);
     }
+}
+
+void Gfwd::show(std::ostream& out) const {
+    if (!show_as_score_text(out)) return Action::show(out);
+    if (show_simple_curve(out, *this)) return;
+    const bool reader_made = hidden && is_an_anonymous_name(label) && attributes.empty();
+    if (!reader_made || !is_zero_delay(&delay) || until || during || during_count) return Action::show(out);
+    show_body(out);
 }
 
 void Gfwd::show_body(std::ostream& out) const {

@@ -55,6 +55,10 @@ public:
     ~Gfwd() override;
 
     std::string word() const override { return "group"; }
+    // As score text, a group that the reader made around a body or a
+    // simplified curve is written as the score wrote it.
+    using Action::show;
+    void show(std::ostream& out) const override;
     void show_body(std::ostream& out) const override;
     int countActions() const override;
     void set_env(Environment* env, const std::list<std::string>& locals, int level) override;

@@ -47,7 +47,10 @@ void SeqContFunction::show(std::ostream& out) const {
             show_indent(out);
             if (i) out << p.delay << ' ';
             out << '{';
-            show_expressions(out, p.values, ", ");
+            for (size_t v = 0; v < p.values.size(); ++v) {
+                out << (v ? ", " : "");
+                if (p.values[v]) p.values[v]->show(out, 1000); // closed, as the reader takes them
+            }
             out << "} ";
             if (p.dynamic_type)
                 out << "@type := " << *p.dynamic_type;

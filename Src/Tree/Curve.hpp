@@ -81,3 +81,8 @@ public:
 protected:
     std::vector<Expression*> own_expressions() const override;
 };
+
+// Writes the group that the reader built for a simplified curve as the
+// line that the score wrote ("curve level 0, 1 2"); false when `group` is
+// not one.
+bool show_simple_curve(std::ostream& out, const Gfwd& group);

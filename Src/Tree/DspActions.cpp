@@ -28,6 +28,19 @@ void DspEquation::show_head(std::ostream& out) const {
     out << ')';
 }
 
+void DspEquation::show(std::ostream& out) const {
+    if (!show_as_score_text(out)) {
+        Action::show(out);
+        return;
+    }
+    show_indent(out);
+    if (!is_zero_delay(&delay)) out << delay << ' ';
+    show_names(out, outputs);
+    out << " := " << node << '(';
+    show_names(out, arguments);
+    out << ")\n";
+}
+
 DspPatch::DspPatch(BuildContext* ctx, const std::string& name, std::vector<std::unique_ptr<DspEquation>> eqs,
                    AttributeList attl, const yy::location* loc)
     : AtomicAction(ctx, name, nullptr, std::move(attl), loc, "patch")
@@ -36,6 +49,27 @@ DspPatch::DspPatch(BuildContext* ctx, const std::string& name, std::vector<std::
 void DspPatch::show_body(std::ostream& out) const {
     for (const auto& eq : equations)
         eq->show(out);
+}
+
+void DspPatch::show(std::ostream& out) const {
+    if (!show_as_score_text(out)) {
+        Action::show(out);
+        return;
+    }
+    const bool lone = label.rfind("_patch_", 0) == 0 && equations.size() == 1;
+    if (lone && is_zero_delay(&delay)) {
+        equations.front()->show(out);
+        return;
+    }
+    show_indent(out);
+    if (!is_zero_delay(&delay)) out << delay << ' ';
+    out << "PATCH " << label << " {\n";
+    {
+        ShowNesting nested(out);
+        show_body(out);
+    }
+    show_indent(out);
+    out << "}\n";
 }
 
 std::string next_patch_label(BuildContext* ctx) {

@@ -13,6 +13,9 @@ public:
                 std::vector<std::string> arguments, AttributeList attributes, const yy::location* loc);
     std::string word() const override { return "dsp"; }
     void show_head(std::ostream& out) const override;
+    // As score text, the equation alone.
+    using Action::show;
+    void show(std::ostream& out) const override;
 
     std::vector<std::string> outputs;
     std::string node;
@@ -29,6 +32,10 @@ public:
     std::string word() const override { return "patch"; }
     bool has_body() const override { return true; }
     void show_body(std::ostream& out) const override;
+    // As score text, "PATCH name { equations }", or the lone equation of a
+    // patch that the score wrote as one.
+    using Action::show;
+    void show(std::ostream& out) const override;
 
     std::vector<std::unique_ptr<DspEquation>> equations;
 };

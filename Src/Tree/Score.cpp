@@ -462,20 +462,7 @@ const std::vector<int>& Score::find_jump(int i) {
     return jump_scratch;
 }
 
-// ---- printing ----
-
-void Score::show(std::ostream& out) const {
-    out << "// SCORE: " << filename << ": " << CountEvents() << " events, " << CountActions() << " actions\n";
-    for (const auto& d : definitions)
-        d->show(out);
-    for (size_t i = 0; i < events.size(); ++i) {
-        if (i > 0) out << events[i]->toString() << '\n';
-        if (const Action* a = events[i]->action()) {
-            ShowNesting nested(out);
-            a->show(out);
-        }
-    }
-}
+// ---- printing (the score text is in ScoreText.cpp) ----
 
 void Score::show_actions(std::ostream& out) const {
     for (const auto& d : definitions)

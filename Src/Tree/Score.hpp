@@ -115,7 +115,17 @@ public:
     // expressions read from it.
     const yy::location* keep_location(const yy::location& loc);
 
+    // The whole score as text that reads back to the same tree: a comment
+    // line "// SCORE:", the statements that set the reading's state (tempo,
+    // variance, inlet...) where it changes, each event and its actions.
     void show(std::ostream& out) const override;
+    // Event i as the line of score text that writes it.
+    void print_event(std::ostream& out, int i) const;
+    // The outline of the score: events, their labels and tempo, and the
+    // nesting of the compound actions under each.
+    void print_score2(std::ostream& out) const;
+    // The labels of events and of actions, where they are.
+    void print_labels(std::ostream& out) const;
     // Prints the action tree of each event that has one.
     void show_actions(std::ostream& out) const;
 

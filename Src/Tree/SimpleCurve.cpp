@@ -1,7 +1,7 @@
 // The simplified curve "curve receiver [from,] to duration": a message sent
 // at each step of a hidden curve on the receiver's own variables.
-#include "Exp/Expression.hpp"
 #include "Base/Console.hpp"
+#include "Exp/Expression.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
 #include "Tree/AtomicActions.hpp"
@@ -100,4 +100,75 @@ ActionPtr Curve::make_simple(BuildContext* ctx, ExpressionList message, const Ca
                                         nullptr, TimedEnd{}, loc);
     group->hidden = true;
     return group;
+}
+
+// ---- printing back ----
+
+namespace {
+
+// The parts of a simplified curve as the reader built them, or nulls.
+struct SimpleCurveParts {
+    const Curve* curve = nullptr;
+    const Message* step = nullptr;
+};
+
+SimpleCurveParts simple_curve_parts(const Gfwd& group) {
+    const std::string& label = group.get_label();
+    const std::string prefix = "__simple_curve__", suffix = "_group";
+    if (!group.hidden || group.actions.size() != 2 || label.rfind(prefix, 0) != 0) return {};
+    const auto* curve = dynamic_cast<const Curve*>(group.actions[1].get());
+    if (!curve || curve->functions.size() != 1 || curve->functions[0].points.size() != 2) return {};
+    if (curve->get_label() + suffix != label || curve->attributes.size() < 2) return {};
+    const auto* step = dynamic_cast<const Gfwd*>(get_action(curve->attributes));
+    if (!step || step->actions.empty()) return {};
+    const auto* message = dynamic_cast<const Message*>(step->actions.front().get());
+    if (!message || message->arguments.size() != 1 || message->arguments[0].empty()) return {};
+    return {curve, message};
+}
+
+// "level", "\"a b\"", or "@command { pan 1 }" when the message has
+// arguments before the sampled value or a computed receiver.
+void show_simple_receiver(std::ostream& out, const Message& step) {
+    const ExpressionList& parts = step.arguments[0];
+    if (parts.size() == 1 && !step.receiver_expr) {
+        out << step.word();
+        return;
+    }
+    out << "@command { ";
+    if (step.receiver_expr)
+        step.receiver_expr->show(out, 1000);
+    else
+        out << step.word();
+    for (size_t i = 0; i + 1 < parts.size(); ++i) {
+        out << ' ';
+        parts[i]->show(out, 1000);
+    }
+    out << " }";
+}
+
+} // namespace
+
+bool show_simple_curve(std::ostream& out, const Gfwd& group) {
+    const SimpleCurveParts parts = simple_curve_parts(group);
+    if (!parts.curve) return false;
+    const std::vector<CurveBreakpoint>& points = parts.curve->functions[0].points;
+    const std::string state = names_for(parts.curve->get_label().substr(16)).state;
+    show_indent(out);
+    if (!is_zero_delay(&group.delay)) out << group.delay << ' ';
+    out << "curve ";
+    show_simple_receiver(out, *parts.step);
+    out << ' ';
+    const Expression* from = points[0].values.empty() ? nullptr : points[0].values[0].get();
+    if (from && from->show() != state) {
+        from->show(out, 1000);
+        out << ", ";
+    }
+    if (!points[1].values.empty()) points[1].values[0]->show(out, 1000);
+    out << ' ' << points[1].delay;
+    // The reader adds the grain and the step to what the score wrote.
+    const AttributeList& attributes = parts.curve->attributes;
+    for (size_t i = 0; i + 2 < attributes.size(); ++i)
+        out << ' ' << *attributes[i];
+    out << '\n';
+    return true;
 }

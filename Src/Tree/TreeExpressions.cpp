@@ -35,7 +35,10 @@ void ActionAsExpression::set_env(Environment* env, const std::list<std::string>&
     if (action) action->set_env(env, locals, level);
 }
 
-void ActionAsExpression::show(std::ostream& out, int) const {
+// In a message or another closed place (a high precedence), in parentheses.
+void ActionAsExpression::show(std::ostream& out, int precedence) const {
+    const bool closed = precedence >= 1000;
+    if (closed) out << '(';
     out << "EXPR {\n";
     if (action) {
         ShowNesting nested(out);
@@ -43,6 +46,7 @@ void ActionAsExpression::show(std::ostream& out, int) const {
     }
     show_indent(out);
     out << '}';
+    if (closed) out << ')';
 }
 
 int ActionAsExpression::etag() const {

@@ -80,6 +80,7 @@ int run_follow(const FollowOptions& options, std::ostream& out);
 
 // What this build handles: its version and its sound engines. Returns 0.
 int run_info(std::ostream& out);
+
 // How `cadenzium play` plays a score by itself.
 struct PlayOptions {
     std::string score;
@@ -95,7 +96,33 @@ struct PlayOptions {
     int verbosity = 0;
 };
 
+struct PrintOptions {
+    std::string score;
+    bool structure = false; // the outline of events and compound actions
+    bool labels = false;    // the labels of events and actions
+    bool quiet = false;
+    int verbosity = 0;
+};
+
 // Plays the score at its own tempo, reporting positions and messages as
 // `follow` does: offline on the virtual clock, or paced by the wall clock.
 // Returns the process exit status.
 int run_play(const PlayOptions& options, std::ostream& out);
+
+// Reads a score and prints it back as score text (or its outline, or its
+// labels). Returns the process exit status: 0 when the score reads.
+int run_print(const PrintOptions& options, std::ostream& out);
+
+struct AnalyseOptions {
+    std::string score;
+    std::string dot; // a file for the graph in the dot language, "-" for `out`
+    std::string png; // a file for the graph drawn by graphviz's `dot`
+    bool quiet = false;
+    int verbosity = 0;
+};
+
+// Reads a score and prints the static analysis of its dates; writes the
+// graph when asked. Returns the process exit status: 0 when the score reads
+// and the files asked for are written (a PNG is skipped, with a message,
+// when graphviz is not installed).
+int run_analyse(const AnalyseOptions& options, std::ostream& out);

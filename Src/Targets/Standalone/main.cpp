@@ -105,6 +105,24 @@ int main(int argc, char** argv) {
     check_cmd->add_flag("-q,--quiet", check.quiet, "Print errors only");
     add_verbosity(*check_cmd, check.verbosity);
 
+    PrintOptions print;
+    CLI::App* print_cmd = app.add_subcommand("print", "Read a score and print it back as score text");
+    print_cmd->add_option("score", print.score, "The score file")->required();
+    print_cmd->add_flag("--structure", print.structure, "Print the outline: events and compound actions");
+    print_cmd->add_flag("--labels", print.labels, "Print the labels of events and actions");
+    print_cmd->add_flag("-q,--quiet", print.quiet, "Print errors only");
+    add_verbosity(*print_cmd, print.verbosity);
+
+    AnalyseOptions analyse;
+    CLI::App* analyse_cmd =
+        app.add_subcommand("analyse", "Read a score and analyse the dates of its actions");
+    analyse_cmd->add_option("score", analyse.score, "The score file")->required();
+    analyse_cmd->add_option("--dot", analyse.dot,
+                            "Write the graph in the dot language to FILE ('-': standard output)");
+    analyse_cmd->add_option("--png", analyse.png, "Draw the graph to FILE with graphviz's dot");
+    analyse_cmd->add_flag("-q,--quiet", analyse.quiet, "Print errors only");
+    add_verbosity(*analyse_cmd, analyse.verbosity);
+
     FollowOptions follow;
     CLI::App* follow_cmd = app.add_subcommand("follow", "Follow a performance against a score");
     add_follow_options(*follow_cmd, follow);
@@ -120,6 +138,14 @@ int main(int argc, char** argv) {
     if (check_cmd->parsed()) {
         terminal_console(check.quiet, check.verbosity);
         return run_check(check, std::cout);
+    }
+    if (print_cmd->parsed()) {
+        terminal_console(print.quiet, print.verbosity);
+        return run_print(print, std::cout);
+    }
+    if (analyse_cmd->parsed()) {
+        terminal_console(analyse.quiet, analyse.verbosity);
+        return run_analyse(analyse, std::cout);
     }
     if (follow_cmd->parsed()) {
         terminal_console(follow.quiet, follow.verbosity);
