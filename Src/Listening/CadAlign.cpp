@@ -193,7 +193,10 @@ PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r
     const std::vector<int>& attacks = heard.attacks();
     if (audio) return audio_probability(pc, r);
     if (pc.isSilence()) {
-        if (attacks.empty()) return {silence_prob, silence_prob, silence_prob};
+        if (attacks.empty()) {
+            const double p = rest_silence(pc);
+            return {p, p, p};
+        }
         return phase_values(r.count(attacks), silence_prob, evidence, false);
     }
     if (midi_inlet >= 0) {
@@ -201,6 +204,18 @@ PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r
         return phase_values(r.count(attacks), sound, evidence, r.struck_notes.any());
     }
     return {1.0, 1.0, 1.0};
+}
+
+// Once nothing sounds, a rest (no pitch at all) hears its silence tempered
+// as a note hears its sound, so that it outweighs the tail of the note
+// before it. While a note sounds it stays out of the question; and waiting
+// states and the silence after the last event (pitch 0) keep the plain
+// probability: reaching the end state reports the last event, which must
+// wait for its own note.
+double CadAlign::rest_silence(const PitchClass& pc) const {
+    const bool rest = pc.pitches.empty();
+    if (!rest || silence_prob < 0.5f) return silence_prob;
+    return std::pow(static_cast<double>(silence_prob), evidence.sound_power);
 }
 
 // The spectral match weighs what sounds; the rise of the bands of the pitch

@@ -319,6 +319,7 @@ private:
     void log_onset(const Decision& d) const;
     double onset_time_of(State* s, double now) const;
     double midi_sound(const UniqueObs& r) const;
+    double rest_silence(const PitchClass& pc) const;
     PhaseValues audio_probability(const PitchClass& pc, UniqueObs& r);
     AttackCount audio_attack_count(const UniqueObs& r) const;
     // After a frame with attacks: moves the window where the relocator

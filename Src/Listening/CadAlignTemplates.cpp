@@ -27,24 +27,6 @@ UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
     return r;
 }
 
-// The builder sees the driver's harmonics and piano mode, not the state's.
-void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
-    PitchClass key = pc;
-    key.harmlist = harmlist;
-    key.piano = PianoMode;
-    r.positive_pitches = key.positive_count();
-    set_notes(r, pc);
-    if (MIDI_input() >= 0) {
-        MakeMIDItemplates(r.templ, key);
-        return;
-    }
-    if (PianoMode)
-        PreparePianoTemplates(r.templ, key);
-    else
-        MakeKLtemplates(r.templ, key);
-    r.kl.build(r.templ);
-}
-
 namespace {
 
 int nearest_note(float pitch) {
@@ -54,6 +36,28 @@ int nearest_note(float pitch) {
 }
 
 } // namespace
+
+// The builder sees the driver's harmonics and piano mode, not the state's.
+// By MIDI a pitch is heard on its nearest key: a glide's quarter tones, or a
+// pitch a few cents off, expect the key a player strikes for them.
+void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
+    PitchClass key = pc;
+    key.harmlist = harmlist;
+    key.piano = PianoMode;
+    r.positive_pitches = key.positive_count();
+    set_notes(r, pc);
+    if (MIDI_input() >= 0) {
+        for (float& p : key.pitches)
+            if (p > 0) p = static_cast<float>(nearest_note(p));
+        MakeMIDItemplates(r.templ, key);
+        return;
+    }
+    if (PianoMode)
+        PreparePianoTemplates(r.templ, key);
+    else
+        MakeKLtemplates(r.templ, key);
+    r.kl.build(r.templ);
+}
 
 void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
     r.own_notes.reset();

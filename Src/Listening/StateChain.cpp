@@ -62,9 +62,11 @@ void StateChain::loadScore(Score* s) {
         addEvent(e);
         if (i != 0 && e->withdummy() && i + 1 < n) addDummySilence(s, i);
     }
-    // The end state listens for silence after the last event.
+    // The end state listens for silence after the last event, as a waiting
+    // state does (pitch 0): unlike a rest, it must not draw the mass on
+    // through the last event before that event is played.
     auto* end_state = new StateMarkov(s->events.back().get(), probaMarkov);
-    end_state->pitchclass.pitches.clear();
+    end_state->pitchclass.pitches.assign(1, 0.0f);
     append_state(end_state);
     add_detours();
     reserve_window();
@@ -105,12 +107,17 @@ void StateChain::add_detours_from(size_t position) {
         weights.push_back(back_probability);
         ++found;
     }
+    divert(at(position), next, targets, weights);
+}
+
+void StateChain::divert(State* from, StateRecursion* next, const std::vector<StateRecursion*>& targets,
+                        const std::vector<double>& weights) {
     double taken = 0;
     for (double w : weights)
         taken += w;
     if (targets.empty() || !next || taken >= 1) return;
     std::vector<StateRecursion*> exits;
-    at(position)->recursion_states(exits);
+    from->recursion_states(exits);
     for (StateRecursion* r : exits) {
         for (size_t i = 0; i < r->successors.size(); ++i) {
             if (r->successors[i] != next) continue;

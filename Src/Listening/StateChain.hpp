@@ -18,6 +18,7 @@ class Relocator;
 class Event;
 class Score;
 class State;
+class StateRecursion;
 
 class StateChain : public std::deque<State*> {
 public:
@@ -106,6 +107,11 @@ public:
     // The share of the mass that enters, at each frame, every state of the
     // window alike: no position in reach is ever out of the question.
     static double reentry;
+
+    // The exits of `from` into `next` give `weights[i]` of their weight to
+    // the entries `targets[i]` (the rest stays on `next`).
+    static void divert(State* from, StateRecursion* next, const std::vector<StateRecursion*>& targets,
+                       const std::vector<double>& weights);
 
     // Sets the decode window's length and makes room for what its states
     // borrow.

@@ -90,6 +90,25 @@ StateGroup::StateGroup(Event* e, StateChain* chain)
             addMicrostate(sub.get(), chain);
     best_sub = sub_states.empty() ? nullptr : sub_states.front();
     share_duration();
+    add_inner_skips();
+}
+
+void StateGroup::add_inner_skips() {
+    std::vector<StateRecursion*> targets;
+    std::vector<double> weights;
+    for (size_t k = 0; k + 2 < sub_states.size(); ++k) {
+        targets.clear();
+        weights.clear();
+        double skip = StateChain::skip_probability;
+        for (size_t to = k + 2;
+             to < sub_states.size() && static_cast<int>(to - k - 1) <= StateChain::skip_reach;
+             ++to, skip *= StateChain::skip_decay) {
+            if (skip <= 0) break;
+            targets.push_back(sub_states[to]->firstSubState());
+            weights.push_back(skip);
+        }
+        StateChain::divert(sub_states[k], sub_states[k + 1]->firstSubState(), targets, weights);
+    }
 }
 
 // The elements of a multi-event have no duration of their own: they share

@@ -51,6 +51,10 @@ public:
 
 private:
     void share_duration();
+    // An element of a multi-event may be left out (a glide played a little
+    // faster, a wrong note): the mass may pass over elements as it passes
+    // over events.
+    void add_inner_skips();
 };
 
 class StateAggregateSM : public StateGroup {

@@ -62,9 +62,11 @@ double t_scheduler::seconds_of(Lane l, double delta) const {
     return l.in_beats() ? delta * seconds_per_beat : delta;
 }
 
+// Deltas count from the instant's date, which may lie behind the clock's
+// present (an instant dated at its onset): the clock waits what is left.
 void t_scheduler::arm(Lane l, double delta) {
     l.armed = 1;
-    l.clock.Delay(seconds_of(l, delta) * 1000.0);
+    l.clock.Delay(std::max(0.0, seconds_of(l, delta) - env.clock_lag()) * 1000.0);
 }
 
 void t_scheduler::disarm(Lane l) {

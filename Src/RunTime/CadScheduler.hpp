@@ -23,6 +23,9 @@ public:
     virtual TimeBase& time() = 0;
     // The logical now of the instant, in seconds.
     virtual double now() const = 0;
+    // Seconds by which that now lies behind the clocks' present: a clock
+    // armed in the instant waits that much less.
+    virtual double clock_lag() const { return 0.0; }
     // The followed tempo in BPM; 0 when undefined.
     virtual double last_tempo() const = 0;
     // Where the console lines of a clock's instant go (null: unchanged).

@@ -149,6 +149,11 @@ public:
     // Opens an instant at the engine's time; at the score position `pos`,
     // or, with -1, wherever time has carried the position.
     void start_logical_instant(int pos);
+    // The same, dated `date` when that is earlier than the engine's time (an
+    // onset heard before the step that decided it), yet never before the
+    // last instant. Instants nested in it keep its date, and the clocks
+    // armed within count their delays from it.
+    void start_logical_instant(int pos, double date);
     void end_logical_instant();
     // A message to fill and queue: a delivered one is used again, so that a
     // step that sends messages does not allocate once the runtime has sent
@@ -236,6 +241,9 @@ public:
 private:
     // Before the environment, which dates its first values with it.
     InstantDates dates;
+    // Seconds by which the open instant's date lies behind the engine's
+    // time (0 unless it was dated at an earlier onset).
+    double instant_lag = 0.0;
 
 public:
     HostPort& port;
@@ -251,6 +259,7 @@ private:
     // ---- SchedulerEnv ----
     TimeBase& time() override { return timebase; }
     double now() const override { return dates.now; }
+    double clock_lag() const override { return instant_lag; }
     double last_tempo() const override;
     const ConsoleSink* console_sink() const override { return &console; }
     void begin_clock_instant() override;

@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
+#include <limits>
 
 namespace {
 
@@ -139,9 +140,18 @@ int actions_ahead(const Score& score, int index) {
 } // namespace
 
 void Runtime::start_logical_instant(int pos) {
+    start_logical_instant(pos, std::numeric_limits<double>::infinity());
+}
+
+void Runtime::start_logical_instant(int pos, double date) {
+    const double clock = timebase.GetTime();
+    // Nested instants keep the outer one's date; an outer one may be dated
+    // back to an onset.
+    const double wanted = logical_nesting > 0 ? clock - instant_lag : std::min(date, clock);
+    const double time = std::max(dates.now, wanted);
+    if (logical_nesting == 0) instant_lag = std::max(0.0, clock - time);
     ++logical_nesting;
     const double utime = GetCurrentUnixTimeMs();
-    const double time = std::max(dates.now, timebase.GetTime());
     const bool debug = verbosity_level > 2;
     if (debug) {
         std::fprintf(
@@ -203,8 +213,10 @@ void Runtime::end_logical_instant() {
         logical_nesting = 0;
         return;
     }
-    if (--logical_nesting == 0)
+    if (--logical_nesting == 0) {
+        instant_lag = 0.0;
         stats.update_duration_and_messages(utime - last_utime, static_cast<int>(pending.size()));
+    }
 }
 
 void Runtime::queue_message(message* m) {

@@ -46,7 +46,7 @@ void Runtime::enter_position(int pos, const PositionFacts& facts) {
     Event& e = *score->events[static_cast<std::size_t>(pos)];
     const bool take_lock = !switches.player_running;
     if (take_lock) lock();
-    start_logical_instant(pos);
+    start_logical_instant(pos, facts.onset_time);
     previous_event = current_event;
     current_event = &e;
     details_to_report = PositionDetails{};

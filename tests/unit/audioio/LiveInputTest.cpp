@@ -84,6 +84,19 @@ TEST(MidiNotes, OtherMessagesAreNotNotes) {
     EXPECT_FALSE(decode_note(short_on, 2, pitch, velocity));
 }
 
+// The sustain pedal reaches the follower as a controller change.
+TEST(MidiControls, ControllerChangesOnAnyChannelAndNothingElse) {
+    int number = -1, value = -1;
+    const unsigned char pedal[] = {0xB5, 64, 127};
+    ASSERT_TRUE(decode_control(pedal, 3, number, value));
+    EXPECT_EQ(number, 64);
+    EXPECT_EQ(value, 127);
+    const unsigned char note[] = {0x90, 64, 127};
+    const unsigned char short_control[] = {0xB0, 64};
+    EXPECT_FALSE(decode_control(note, 3, number, value));
+    EXPECT_FALSE(decode_control(short_control, 2, number, value));
+}
+
 TEST(MidiInput, MissingPortOrSequencerIsReported) {
     ConsoleCapture console;
     MidiInput input;

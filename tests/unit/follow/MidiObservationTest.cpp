@@ -131,8 +131,9 @@ TEST_F(MidiObservation, ChordLikelihoodRisesNoteByNote) {
 
 TEST_F(MidiObservation, TemplatesLiveWhileTheWindowAsksForThem) {
     rig.note_on(60);
-    // Silence (events 0 and end), the note 60, the chord and the note 62.
-    EXPECT_EQ(rig.align.template_count(), 4u);
+    // The silence before the first note, the silence after the last one
+    // (a waiting state's, pitch 0), the note 60, the chord and the note 62.
+    EXPECT_EQ(rig.align.template_count(), 5u);
     rig.align.set_Position(3);
     rig.chain().decodingwin_length = 1;
     rig.chain().updateDecodeWindow(rig.host.score().events[3].get());

@@ -143,3 +143,29 @@ TEST(MidiReadFile, MissingFileOrDirectoryIsNamedInTheError) {
               0u);
     EXPECT_EQ(read_midi_file("/tmp").error.rfind("cannot open MIDI file '/tmp'", 0), 0u);
 }
+
+TEST(MidiReadControls, SustainPedalIsReadWithItsTimeAndChannelApartFromTheNotes) {
+    Track track;
+    track.on(0, 60, 100)
+        .event(240, {0xB2, 64, 127}) // pedal down, channel 2
+        .event(0, {64, 0})           // running status: pedal up at once
+        .off(240, 60)
+        .event(0, {0xB0, 7, 90}) // volume: another controller, kept too
+        .end();
+    MidiReadResult result = read(file(0, kTpq, {track}));
+    ASSERT_EQ(result.notes.size(), 2u) << "controller changes are no notes";
+    ASSERT_EQ(result.controls.size(), 3u);
+    EXPECT_EQ(result.controls[0], (MidiControl{0.25, kSustainPedal, 127, 2}));
+    EXPECT_EQ(result.controls[1], (MidiControl{0.25, kSustainPedal, 0, 2}));
+    EXPECT_EQ(result.controls[2], (MidiControl{0.5, 7, 90, 0}));
+}
+
+TEST(MidiReadControls, WrittenPedalReadsBackAmongTheNotes) {
+    const std::vector<MidiNote> notes = {{0.0, 60, 90, 0, 0}, {1.0, 60, 0, 0, 0}};
+    const std::vector<MidiControl> pedal = {{0.5, kSustainPedal, 100, 0}, {1.5, kSustainPedal, 0, 0}};
+    const std::vector<uint8_t> bytes = write_midi_bytes(notes, 480, 120.0, pedal);
+    MidiReadResult result = read_midi_bytes(bytes.data(), bytes.size());
+    ASSERT_TRUE(result.ok()) << result.error;
+    EXPECT_EQ(result.notes, notes);
+    EXPECT_EQ(result.controls, pedal);
+}

@@ -120,14 +120,15 @@ const auto kName = [](const ::testing::TestParamInfo<Case>& info) { return info.
 INSTANTIATE_TEST_SUITE_P(Corpus, EventKinds,
                          ::testing::Values(Case{"first_try_in_time", first_try, {}},
                                            Case{"first_try_rubato", first_try, rubato()},
-                                           Case{"first_try_wrong_notes", first_try, wrong_notes()}),
+                                           Case{"first_try_wrong_notes", first_try, wrong_notes()},
+                                           Case{"every_kind_in_time", every_kind, {}},
+                                           Case{"every_kind_rubato", every_kind, rubato()}),
                          kName);
 
-// Not followed yet: in every_kind the first rest is not reported (the
-// held chord's tail keeps the mass until the next note), and after the
-// glide a note of the later trill's pitches takes the belief back to the
-// earlier trill on the same notes, twelve events behind: the report waits
-// on the chord after the glide and resumes five events later.
+// Not followed yet: with wrong notes in every_kind, a one-note event whose
+// note is played a semitone off (events 5 and 8) is passed over, and the
+// glide that begins with a wrong note is left for the trill ahead, so the
+// chord after it is not reported.
 class EventKindsOpen : public EventKinds {};
 TEST_P(EventKindsOpen, DISABLED_EveryEventIsReportedInOrder) {
     const Case& c = GetParam();
@@ -137,9 +138,6 @@ TEST_P(EventKindsOpen, DISABLED_EveryEventIsReportedInOrder) {
     EXPECT_TRUE(reported_in_order(f, static_cast<int>(score.events.size()), &why)) << why;
 }
 INSTANTIATE_TEST_SUITE_P(Corpus, EventKindsOpen,
-                         ::testing::Values(Case{"every_kind_in_time", every_kind, {}},
-                                           Case{"every_kind_rubato", every_kind, rubato()},
-                                           Case{"every_kind_wrong_notes", every_kind, wrong_notes()}),
-                         kName);
+                         ::testing::Values(Case{"every_kind_wrong_notes", every_kind, wrong_notes()}), kName);
 
 } // namespace
