@@ -328,7 +328,7 @@ TEST(PdObject, TheEnginesCommandsAreMessagesOfTheObject) {
     patch.seconds = 4;
     const PdRun run = run_pd(f.path, patch);
     ASSERT_EQ(run.status, 0) << run.console;
-    const std::vector<std::string> want{"position 0", "position 0", "position 1",     "message print one",
+    const std::vector<std::string> want{"position 0", "position 1", "message print one",
                                         "position 2", "position 3", "message print 5"};
     EXPECT_EQ(positions_and_messages(run), want) << run.console;
     EXPECT_NE(run.console.find("cadenzium~: command 'tempo' expects a float as first argument"),
