@@ -316,12 +316,15 @@ ExpPtr make_event_condition(BuildContext* ctx, const yy::location* loc) {
 WhenOnPattern::Compiled WhenOnPattern::compile(BuildContext* ctx, const std::string& name, ActionList body,
                                                const yy::location* loc) {
     Compiled out;
-    for (const ActionPtr& a : body)
+    for (const ActionPtr& a : body) {
         out.written_actions += a->countActions();
+        out.written.push_back(a.get());
+    }
     const PatSequence* pattern = ctx && ctx->score ? find_pattern(*ctx->score, name) : nullptr;
     if (!pattern) {
         error("Non existent pattern '%s'", name.c_str());
         ::post_location("in whenever", loc);
+        out.written.clear();
         return out;
     }
     out.actions = pattern->compile(ctx, std::move(body), loc);
@@ -340,4 +343,11 @@ WhenOnPattern::WhenOnPattern(BuildContext* ctx, const std::string& p, AttributeL
     : Gfwd(ctx, "", nullptr, std::move(attl), std::move(compiled.actions), std::move(end),
            std::move(timed_end), loc)
     , pattern(p)
-    , written_actions(compiled.written_actions) {}
+    , written_actions(compiled.written_actions)
+    , written(std::move(compiled.written)) {}
+
+void WhenOnPattern::show_body(std::ostream& out) const {
+    if (!show_as_score_text(out)) return Gfwd::show_body(out);
+    for (const Action* a : written)
+        a->show(out);
+}

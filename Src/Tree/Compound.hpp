@@ -145,6 +145,9 @@ public:
                   ExpPtr until, TimedEnd timed_end, const yy::location* loc);
     std::string word() const override { return "whenever"; }
     void show_head(std::ostream& out) const override { out << ' ' << pattern; }
+    // Score text writes the body the score wrote, not what the pattern
+    // compiled into.
+    void show_body(std::ostream& out) const override;
     // The whenever and the actions of its body: what the pattern compiled
     // into is not written by the score.
     int countActions() const override { return Action::countActions() + written_actions; }
@@ -155,6 +158,7 @@ private:
     struct Compiled {
         ActionList actions;
         int written_actions = 0;
+        std::vector<const Action*> written; // the body, owned by `actions`
     };
     static Compiled compile(BuildContext* ctx, const std::string& pattern, ActionList body,
                             const yy::location* loc);
@@ -162,6 +166,7 @@ private:
                   ExpPtr until, TimedEnd timed_end, const yy::location* loc);
 
     int written_actions;
+    std::vector<const Action*> written;
 };
 
 // The condition of "whenever (event)": true at each change of $BEAT_POS.

@@ -64,11 +64,27 @@ void APattern::show(std::ostream& out) const {
         out << ' ';
         show_vars(out, vars);
     }
+    if (show_as_score_text(out)) {
+        show_written_clauses(out);
+        return;
+    }
     show_clause(out, "value", clauses.value.get());
     show_clause(out, "where", clauses.where.get());
     show_clause(out, "start", clauses.start.get());
     show_clause(out, "stop", clauses.stop.get());
     if (clauses.during) out << " duration (" << *clauses.during << ')';
+    out << '\n';
+}
+
+// The clauses in the words the score writes them with: "At" binds the date
+// of a note or an event, "Start" and "Stop" those of a state.
+void APattern::show_written_clauses(std::ostream& out) const {
+    const bool state = kind == PatternKind::STATE || kind == PatternKind::NO_EVENT;
+    if (clauses.value) out << " Value (" << *clauses.value << ')';
+    if (clauses.where) out << " where (" << *clauses.where << ')';
+    if (clauses.during) out << " during " << *clauses.during;
+    if (clauses.start) out << (state ? " Start " : " At ") << clauses.start->name;
+    if (clauses.stop) out << " Stop " << clauses.stop->name;
     out << '\n';
 }
 
@@ -88,7 +104,7 @@ void PatSequence::show(std::ostream& out) const {
         ShowNesting nested(out);
         if (!locals.empty()) {
             show_indent(out);
-            out << "@Local ";
+            out << (show_as_score_text(out) ? "@local " : "@Local ");
             show_vars(out, locals);
             out << '\n';
         }

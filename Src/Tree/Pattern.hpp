@@ -56,6 +56,7 @@ public:
 
     // "NOTE 60 where ...", "EVENT $x ...", "STATE $x ...", "NoEvent $x ...".
     void show(std::ostream& out) const override;
+    void show_written_clauses(std::ostream& out) const;
     bool has_before() const { return before.count || before.duration; }
 
     PatternKind kind;
