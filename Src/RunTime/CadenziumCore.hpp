@@ -207,6 +207,8 @@ public:
     std::vector<std::pair<std::string, double>> cadenzium_getcues();
     // Sends the text of the current score to the host as "current_score"
     // messages of one chunk each.
+    void cadenzium_printscore();
+    void cadenzium_static_analysis();
     void get_current_score();
     // Forces the followed tempo (BPM).
     void tempo_inputset(double bpm);

@@ -32,6 +32,8 @@ void cadenzium_core::add_loading_commands() {
     t.add("getlabels", &cadenzium_core::cadenzium_getcues);
     t.add("getcues", &cadenzium_core::cadenzium_getcues);
     t.add("get_current_score", &cadenzium_core::get_current_score);
+    t.add("printscore", &cadenzium_core::cadenzium_printscore);
+    t.add("static_analysis", &cadenzium_core::cadenzium_static_analysis);
     for (const char* name : {"playstring", "livecode"})
         t.add(name, &cadenzium_core::playstring);
     for (const char* name : {"playstring_append", "livecode_add"})

@@ -4,6 +4,7 @@
 
 #include "Base/Console.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "Tree/Ordering.hpp"
 #include "Tree/Score.hpp"
 
 #include <fstream>
@@ -36,7 +37,40 @@ void cadenzium_core::cadenzium_info() {
     post("%sArchitecture: %s", p, sizeof(void*) == 8 ? "64 bits" : "32 bits");
     post("%sFaust handling: no", p);
     post("%sCsound handling: %s", p, "no");
-    post("%sFluidsynth handling: %s", p, "no");
+    post("%sFluidsynth handling: %s", p, rt.port.dsp() ? "yes" : "no");
+}
+
+namespace {
+
+// Posts a text line by line: the consoles take one line at a time.
+void post_lines(const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        post("%s", line.c_str());
+}
+
+} // namespace
+
+// The score as score text, which reads back to the same score.
+void cadenzium_core::cadenzium_printscore() {
+    const ConsoleScope scope(&rt.console);
+    if (!x_netscore) {
+        error("%s - No score currently loaded!", thisName());
+        return;
+    }
+    std::ostringstream text;
+    x_netscore->show(text);
+    post_lines(text.str());
+}
+
+// The dates of the score's actions and their order.
+void cadenzium_core::cadenzium_static_analysis() {
+    const ConsoleScope scope(&rt.console);
+    if (!x_netscore) {
+        error("%s - No score currently loaded!", thisName());
+        return;
+    }
+    post_lines(static_analysis(*x_netscore).text);
 }
 
 // Chunks small enough for one OSC datagram each.
