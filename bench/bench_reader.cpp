@@ -1,7 +1,8 @@
 // How long reading a score takes: the largest real score of the follow
 // data set when it is there, and a generated score of 4,000 events always.
-#include "StandaloneHost.hpp"
 #include "Base/Console.hpp"
+#include "LargestScore.hpp"
+#include "StandaloneHost.hpp"
 #include "Tree/Score.hpp"
 
 #include <benchmark/benchmark.h>
@@ -14,24 +15,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string data_dir() {
-    const char* env = std::getenv("CAD_DATA_DIR");
-    return env ? env : CAD_DEFAULT_DATA_DIR;
-}
-
-// The largest score.txt under the follow data, or "" when there is none.
-std::string largest_real_score() {
-    const fs::path root = fs::path(data_dir()) / "follow";
-    std::error_code ec;
-    std::string best;
-    std::uintmax_t best_size = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(root, ec)) {
-        if (entry.path().filename() != "score.txt") continue;
-        if (entry.file_size() > best_size) best_size = entry.file_size(), best = entry.path().string();
-    }
-    return best;
-}
 
 std::string generated_score(int events) {
     const std::string path = (fs::temp_directory_path() / "cadenzium-bench-4000.cad").string();
@@ -56,11 +39,13 @@ void read_score(benchmark::State& state, const std::string& path) {
     state.counters["events"] = engine.score() ? engine.score()->CountEvents() : 0;
 }
 
-void BM_ReadGeneratedScore(benchmark::State& state) { read_score(state, generated_score(4000)); }
+void BM_ReadGeneratedScore(benchmark::State& state) {
+    read_score(state, generated_score(4000));
+}
 BENCHMARK(BM_ReadGeneratedScore)->Unit(benchmark::kMillisecond);
 
 void BM_ReadLargestRealScore(benchmark::State& state) {
-    const std::string path = largest_real_score();
+    const std::string path = largest_follow_score();
     if (path.empty()) {
         state.SkipWithError("no follow data (set CAD_DATA_DIR)");
         return;

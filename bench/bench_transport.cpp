@@ -5,6 +5,7 @@
 // so that timers start, wake and end all along. The figure is the time per
 // 1,000 events.
 #include "Base/Console.hpp"
+#include "LargestScore.hpp"
 #include "StandaloneHost.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
@@ -21,23 +22,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string data_dir() {
-    const char* env = std::getenv("CAD_DATA_DIR");
-    return env ? env : CAD_DEFAULT_DATA_DIR;
-}
-
-std::string largest_follow_score() {
-    const fs::path root = fs::path(data_dir()) / "follow";
-    std::error_code ec;
-    std::string best;
-    std::uintmax_t best_size = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(root, ec)) {
-        if (entry.path().filename() != "score.txt") continue;
-        if (entry.file_size() > best_size) best_size = entry.file_size(), best = entry.path().string();
-    }
-    return best;
-}
 
 bool is_event_line(const std::string& line) {
     for (const char* word : {"NOTE", "CHORD", "TRILL", "MULTI"})

@@ -2,8 +2,9 @@
 // key, created when a state of the window first asks for it.
 #include "Listening/CadAlign.hpp"
 
-#include "Listening/StateChain.hpp"
 #include "Base/Console.hpp"
+#include "Listening/NearestKey.hpp"
+#include "Listening/StateChain.hpp"
 
 #include <cmath>
 
@@ -27,16 +28,6 @@ UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
     return r;
 }
 
-namespace {
-
-int nearest_note(float pitch) {
-    double p = std::fabs(pitch);
-    if (p > 127) p /= 100.0;
-    return static_cast<int>(std::lround(p));
-}
-
-} // namespace
-
 // The builder sees the driver's harmonics and piano mode, not the state's.
 // By MIDI a pitch is heard on its nearest key: a glide's quarter tones, or a
 // pitch a few cents off, expect the key a player strikes for them.
@@ -48,7 +39,7 @@ void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
     set_notes(r, pc);
     if (MIDI_input() >= 0) {
         for (float& p : key.pitches)
-            if (p > 0) p = static_cast<float>(nearest_note(p));
+            if (p > 0) p = static_cast<float>(nearest_key(p));
         MakeMIDItemplates(r.templ, key);
         return;
     }
@@ -65,14 +56,14 @@ void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
     r.note_list.clear();
     for (float p : pc.pitches) {
         if (p <= 0) continue;
-        const int note = nearest_note(p);
+        const int note = nearest_key(p);
         if (note < 0 || note >= 128) continue;
         if (!r.own_notes[static_cast<size_t>(note)]) r.note_list.push_back(note);
         r.own_notes.set(static_cast<size_t>(note));
         r.struck_notes.set(static_cast<size_t>(note));
     }
     for (float p : pc.tied) {
-        const int note = nearest_note(p);
+        const int note = nearest_key(p);
         if (note >= 0 && note < 128) r.struck_notes.reset(static_cast<size_t>(note));
     }
     r.own_bands = AudioOnsets::partial_bands(r.own_notes);

@@ -1,22 +1,13 @@
 #include "Listening/Relocator.hpp"
 
 #include "Listening/AudioOnsets.hpp"
+#include "Listening/NearestKey.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
 #include <algorithm>
 #include <cassert>
 #include <cmath>
-
-namespace {
-
-int nearest_note(float pitch) {
-    double p = std::fabs(pitch);
-    if (p > 127) p /= 100.0;
-    return static_cast<int>(std::lround(p));
-}
-
-} // namespace
 
 void Relocator::set_score(const Score* score, bool partials) {
     notes_of.clear();
@@ -28,7 +19,8 @@ void Relocator::set_score(const Score* score, bool partials) {
     notes_of.resize(n);
     for (size_t i = 1; i < n; ++i)
         for (float p : score->events[i]->pitch_list())
-            if (const int note = nearest_note(p); note > 0 && note < 128) notes_of[i].set(static_cast<size_t>(note));
+            if (const int note = nearest_key(p); note > 0 && note < 128)
+                notes_of[i].set(static_cast<size_t>(note));
     if (partials)
         for (auto& notes : notes_of)
             notes = AudioOnsets::partial_bands(notes);
@@ -100,7 +92,8 @@ void Relocator::judge(int belief, const std::vector<int>& notes) {
     if (notes.empty() || belief < 0 || belief >= size()) return;
     int own = 0;
     for (int note : notes)
-        if (note >= 0 && note < 128 && notes_of[static_cast<size_t>(belief)][static_cast<size_t>(note)]) ++own;
+        if (note >= 0 && note < 128 && notes_of[static_cast<size_t>(belief)][static_cast<size_t>(note)])
+            ++own;
     const double share = 2 * own >= static_cast<int>(notes.size()) ? 1.0 : 0.0;
     explained = settings.smoothing * explained + (1 - settings.smoothing) * share;
     if (explained < settings.trusted) return;
