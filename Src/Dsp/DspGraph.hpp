@@ -104,7 +104,7 @@ private:
     std::atomic<DspSchedule*> pending{nullptr};
     DspSchedule* published = nullptr;
     DspSchedule* taken = nullptr;
-    const std::vector<sample_t*> unbound;
+    const std::vector<sample_t*> unbound{};
 
     NoteRing<kRing> ring;
     std::array<NoteCommand, kWaiting> waiting{};

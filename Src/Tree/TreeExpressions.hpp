@@ -9,7 +9,7 @@
 #include <vector>
 
 class Action;
-class BuildContext;
+struct BuildContext;
 class Score;
 class Anchor;
 
