@@ -12,7 +12,7 @@ packages=(
   libfluidsynth-dev fluid-soundfont-gm
   liblo-tools jackd2 puredata-dev puredata-core
   clang libclang-rt-14-dev
-  gnuplot-nox
+  gnuplot-nox graphviz
 )
 
 missing=()
