@@ -207,6 +207,21 @@ public:
     std::vector<std::pair<std::string, double>> cadenzium_getcues();
     // Sends the text of the current score to the host as "current_score"
     // messages of one chunk each.
+    // The editor's side of the commands: whether the follower's traces go
+    // to the editor, its window's size and place, and the words it offers
+    // to complete (read by the host that launches and feeds the editor).
+    void lectern_trace(int on);
+    bool lectern_trace_on() const { return editor.trace_on.load(); }
+    void lecternwidth_set(int width) { editor.width = width; }
+    void lecternheight_set(int height) { editor.height = height; }
+    void lecternxy_set(int x, int y) { editor.x = x, editor.y = y; }
+    void cadenzium_add_completion_string(const std::string& word);
+    struct EditorSettings {
+        std::atomic<bool> trace_on{true};
+        int width = 0, height = 0, x = 0, y = 0;
+        std::vector<std::string> completions;
+    };
+    const EditorSettings& editor_settings() const { return editor; }
     void cadenzium_printscore();
     void cadenzium_static_analysis();
     void get_current_score();
@@ -273,6 +288,7 @@ public:
     std::recursive_mutex& env_lock() { return rt.mutex(); }
 
 private:
+    EditorSettings editor;
     void run_score_command(const message& m) override;
     void report_command_problem(const std::string& name, const CommandResult& result, const message& m);
     void add_setting_commands();

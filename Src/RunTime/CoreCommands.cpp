@@ -7,6 +7,7 @@
 #include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Action.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 void cadenzium_core::init_internal_func_map() {
@@ -34,6 +35,11 @@ void cadenzium_core::add_loading_commands() {
     t.add("get_current_score", &cadenzium_core::get_current_score);
     t.add("printscore", &cadenzium_core::cadenzium_printscore);
     t.add("static_analysis", &cadenzium_core::cadenzium_static_analysis);
+    t.add("lectern_trace", &cadenzium_core::lectern_trace);
+    t.add("lecternwidth_set", &cadenzium_core::lecternwidth_set);
+    t.add("lecternheight_set", &cadenzium_core::lecternheight_set);
+    t.add("lecternxy_set", &cadenzium_core::lecternxy_set);
+    t.add("add_completion_string", &cadenzium_core::cadenzium_add_completion_string);
     for (const char* name : {"playstring", "livecode"})
         t.add(name, &cadenzium_core::playstring);
     for (const char* name : {"playstring_append", "livecode_add"})
@@ -246,4 +252,20 @@ void cadenzium_core::cadenzium_mute(const std::string& track) {
 void cadenzium_core::cadenzium_unmute(const std::string& track) {
     const std::lock_guard<std::recursive_mutex> hold(env_lock());
     rt.unset_mute_track(track);
+}
+
+void cadenzium_core::lectern_trace(int on) {
+    const ConsoleScope scope(&rt.console);
+    editor.trace_on = on != 0;
+    if (on)
+        post("%s -  Lectern traces ON.", thisName());
+    else
+        post("%s - Lectern traces OFF.", thisName());
+}
+
+// A word the editor offers to complete; each once.
+void cadenzium_core::cadenzium_add_completion_string(const std::string& word) {
+    std::vector<std::string>& words = editor.completions;
+    if (word.empty() || std::find(words.begin(), words.end(), word) != words.end()) return;
+    words.push_back(word);
 }

@@ -151,8 +151,9 @@ std::unique_ptr<CommandPort> open_editor_link(cadenzium_core& engine, const Foll
 // The follow's reports, and the editor's when it is linked.
 class LinkedReports {
 public:
-    LinkedReports(FollowReport& report, CommandPort* link)
-        : report(report)
+    LinkedReports(const cadenzium_core& engine, FollowReport& report, CommandPort* link)
+        : engine(engine)
+        , report(report)
         , link(link) {}
     void position(const PositionReport& r) {
         report.position(r);
@@ -160,10 +161,11 @@ public:
     }
     void message(const ::message& m) {
         report.message(m);
-        if (link) link->send_lectern_trace_mess("message", m.receiver, m.date);
+        if (link && engine.lectern_trace_on()) link->send_lectern_trace_mess("message", m.receiver, m.date);
     }
 
 private:
+    const cadenzium_core& engine;
     FollowReport& report;
     CommandPort* link;
 };
@@ -249,7 +251,7 @@ int run_follow(const FollowOptions& options, std::ostream& out) {
     bool link_failed = false;
     const std::unique_ptr<CommandPort> link = open_editor_link(engine, options, link_failed);
     if (link_failed) return 1;
-    LinkedReports reports(report, link.get());
+    LinkedReports reports(engine, report, link.get());
     connect_reports(host, reports);
     // In real time logical time 0 is the start of the performance.
     if (realtime) host.start_wall_clock();

@@ -108,6 +108,11 @@ TEST_F(EditorLink, EveryCommandOfTheTableIsReachable) {
     const std::string file = "s " + score.path;
     const std::map<std::string, std::string> args = {
         {"actions", "s on"},
+        {"add_completion_string", "s reverb"},
+        {"lectern_trace", "i 1"},
+        {"lecternheight_set", "i 600"},
+        {"lecternwidth_set", "i 800"},
+        {"lecternxy_set", "i 10 i 20"},
         {"analysis", "i 4096 i 512"},
         {"before_nextlabel", ""},
         {"gotocue", "s B"},

@@ -50,6 +50,31 @@ TEST_F(Commands, ArgumentsAreReadForWhatTheCommandTakes) {
     EXPECT_EQ(engine.Position(), 2) << "a refused command changes nothing";
 }
 
+// The editor's settings: traces on and off with their report, the window's
+// geometry, and completion words kept once each in the order given.
+TEST_F(Commands, TheEditorsSettingsAreKeptForTheHost) {
+    start(kThree);
+    EXPECT_TRUE(engine.lectern_trace_on()) << "traces go to a linked editor by default";
+    EXPECT_EQ(run("lectern_trace", {int_value(0)}).status, CommandStatus::Done);
+    EXPECT_FALSE(engine.lectern_trace_on());
+    EXPECT_TRUE(console.has_post("Lectern traces OFF."));
+    run("lectern_trace", {int_value(1)});
+    EXPECT_TRUE(engine.lectern_trace_on());
+    EXPECT_TRUE(console.has_post("Lectern traces ON."));
+
+    run("lecternwidth_set", {int_value(800)});
+    run("lecternheight_set", {int_value(600)});
+    EXPECT_EQ(run("lecternxy_set", {int_value(10), int_value(20)}).status, CommandStatus::Done);
+    EXPECT_EQ(run("lecternxy_set", {int_value(10)}).status, CommandStatus::BadArguments);
+    const auto& editor = engine.editor_settings();
+    EXPECT_EQ(std::vector<int>({editor.width, editor.height, editor.x, editor.y}),
+              std::vector<int>({800, 600, 10, 20}));
+
+    for (const char* word : {"reverb", "spat", "reverb"})
+        run("add_completion_string", {string_value(word)});
+    EXPECT_THAT(editor.completions, ElementsAre("reverb", "spat"));
+}
+
 TEST_F(Commands, StartMayComeBareOrWithTheNameOfAPreloadedScore) {
     start(kThree);
     engine.cadenzium_nextEvent();
