@@ -67,6 +67,15 @@ struct Performance {
 
 // Runs `cadenzium follow` and gives, for each event, the first time it was
 // reported.
+// The options of a quiet follow of `midi` against `score`.
+FollowOptions quiet_follow(const std::string& score, const std::string& midi) {
+    FollowOptions options;
+    options.score = score;
+    options.midi = midi;
+    options.quiet = true;
+    return options;
+}
+
 std::map<int, double> follow(const std::string& score, const Performance& performance) {
     TempScore score_file(score);
     TempScore midi_file("", ".mid");
@@ -75,11 +84,8 @@ std::map<int, double> follow(const std::string& score, const Performance& perfor
     EXPECT_TRUE(write_midi_file(midi_file.path, midi_events_from_spans(performance.spans), 480, 120, &error))
         << error;
     ConsoleCapture console;
-    FollowOptions options;
-    options.score = score_file.path;
-    options.midi = midi_file.path;
+    FollowOptions options = quiet_follow(score_file.path, midi_file.path);
     options.trace = trace_file.path;
-    options.quiet = true;
     std::ostringstream human;
     EXPECT_EQ(run_follow(options, human), 0);
 
@@ -164,10 +170,7 @@ TEST(Follow, TraceAndHumanOutput) {
     TempScore midi_file("", ".mid");
     ASSERT_TRUE(write_midi_file(midi_file.path, midi_events_from_spans(p.spans)));
     ConsoleCapture console;
-    FollowOptions options;
-    options.score = score_file.path;
-    options.midi = midi_file.path;
-    options.quiet = true;
+    FollowOptions options = quiet_follow(score_file.path, midi_file.path);
     std::ostringstream human;
     ASSERT_EQ(run_follow(options, human), 0);
     EXPECT_NE(human.str().find("event 1"), std::string::npos) << human.str();
@@ -188,10 +191,7 @@ TEST(Follow, StartFromNowhereOrInRealTimeIsRefused) {
     TempScore midi_file("", ".mid");
     ASSERT_TRUE(write_midi_file(midi_file.path, midi_events_from_spans(p.spans)));
     ConsoleCapture console;
-    FollowOptions options;
-    options.score = score_file.path;
-    options.midi = midi_file.path;
-    options.quiet = true;
+    FollowOptions options = quiet_follow(score_file.path, midi_file.path);
     std::ostringstream human;
     options.start = "Z";
     EXPECT_EQ(run_follow(options, human), 1);
