@@ -29,6 +29,7 @@ bool is_repeat(const Event& e, const Event& current) {
 
 void TempoTracking::track_tempo_from_position_update(Score& score, t_tempo& tempo, const PositionChange& c) {
     score_tempo_changed = false;
+    onset_timed = false;
     const Event* e = event_at(score, c.new_index);
     if (!e) return;
     const Event* current = event_at(score, c.current_index);
@@ -72,6 +73,8 @@ void TempoTracking::onset(Score& score, t_tempo& tempo, const Event& e, const Ev
     last_onset_time = t;
     const Event* reference =
         current.isEvent() ? &current : event_at(score, score.previousEvent(current.index()));
+    // The first onset has no onset before it to be timed from.
+    onset_timed = reference && onset_count > 1;
     if (reference) timing_error_ms = (tempo.period * reference->IOI_beat_duration() - (t - prev)) * 1000.0;
 
     const bool skip = skip_next_tempo_update;

@@ -36,8 +36,12 @@ public:
     // Seconds of the last onset that counted, and their number.
     double last_onset_time = 0;
     int onset_count = 0;
-    // How early (positive) or late the last onset came, against the score.
+    // How early (positive) or late the last onset came, against the written
+    // time from the onset before it at the followed period.
     double timing_error_ms = 0;
+    // Whether the last position change was an onset that could be timed:
+    // one that had an onset before it.
+    bool onset_timed = false;
     // Set by a jump: the next onset does not move the tempo.
     bool skip_next_tempo_update = false;
     // The value for the score tempo variable (BPM), when the last change

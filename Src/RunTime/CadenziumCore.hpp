@@ -223,7 +223,15 @@ public:
     };
     const EditorSettings& editor_settings() const { return editor; }
     void cadenzium_printscore();
+    // The action tree of each event that has one.
+    void cadenzium_printfwd();
     void cadenzium_static_analysis();
+    // "on": the host watches the score's file and reads the score again when
+    // it changes; "off" stops.
+    void cadenzium_filewatcher_start(const std::string& on_off);
+    // The receivers of the host's patch, posted and offered to the editor
+    // for completion.
+    void cadenzium_get_patch_receivers();
     void get_current_score();
     // Forces the followed tempo (BPM).
     void tempo_inputset(double bpm);

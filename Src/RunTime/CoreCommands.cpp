@@ -34,6 +34,9 @@ void cadenzium_core::add_loading_commands() {
     t.add("getcues", &cadenzium_core::cadenzium_getcues);
     t.add("get_current_score", &cadenzium_core::get_current_score);
     t.add("printscore", &cadenzium_core::cadenzium_printscore);
+    t.add("printfwd", &cadenzium_core::cadenzium_printfwd);
+    t.add("filewatchset", &cadenzium_core::cadenzium_filewatcher_start);
+    t.add("get_patch_receivers", &cadenzium_core::cadenzium_get_patch_receivers);
     t.add("static_analysis", &cadenzium_core::cadenzium_static_analysis);
     t.add("lectern_trace", &cadenzium_core::lectern_trace);
     t.add("lecternwidth_set", &cadenzium_core::lecternwidth_set);

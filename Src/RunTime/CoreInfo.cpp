@@ -63,6 +63,49 @@ void cadenzium_core::cadenzium_printscore() {
     post_lines(text.str());
 }
 
+void cadenzium_core::cadenzium_printfwd() {
+    const ConsoleScope scope(&rt.console);
+    if (!x_netscore) {
+        error("%s - No score currently loaded!", thisName());
+        return;
+    }
+    std::ostringstream text;
+    x_netscore->show_actions(text);
+    post_lines(text.str());
+}
+
+void cadenzium_core::cadenzium_filewatcher_start(const std::string& on_off) {
+    const ConsoleScope scope(&rt.console);
+    const bool off = on_off == "off" || on_off == "OFF" || on_off == "Off";
+    const bool on = on_off == "on" || on_off == "ON" || on_off == "On";
+    if (!on && !off) {
+        error("%s - The score's file can be watched On or Off! Command not known.", thisName());
+        return;
+    }
+    if (on && score_filename.empty()) {
+        error("%s - No score file to watch!", thisName());
+        return;
+    }
+    if (!rt.port.watch_file(on ? score_filename : std::string())) {
+        error("%s - This host does not watch files", thisName());
+        return;
+    }
+    if (on)
+        inform("%s - Watching \"%s\".", thisName(), score_filename.c_str());
+    else
+        inform("%s - Not watching the score's file any more.", thisName());
+}
+
+void cadenzium_core::cadenzium_get_patch_receivers() {
+    const ConsoleScope scope(&rt.console);
+    const std::vector<std::string> names = rt.port.patch_receivers();
+    if (names.empty()) post("%s - No patch receivers", thisName());
+    for (const std::string& name : names) {
+        post("receive: %s", name.c_str());
+        cadenzium_add_completion_string(name);
+    }
+}
+
 // The dates of the score's actions and their order.
 void cadenzium_core::cadenzium_static_analysis() {
     const ConsoleScope scope(&rt.console);

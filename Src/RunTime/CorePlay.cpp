@@ -103,17 +103,10 @@ void cadenzium_core::cadenzium_playtolabel(const std::string& label) {
     cadenzium_playtobeat(beat);
 }
 
-namespace {
-
-std::string event_list(const std::vector<int>& indexes) {
-    std::string text;
-    for (int i : indexes)
-        text += (text.empty() ? "" : " ") + std::to_string(i);
-    return text;
-}
-
-} // namespace
-
+// The counts of the performance so far against the score: the events
+// missed and their share of the score's events and of its written
+// duration, and the signed timing errors beyond the limit averaged over the
+// score's events.
 void cadenzium_core::PracticeReport() {
     const ConsoleScope scope(&rt.console);
     if (!x_netscore || x_netscore->CountEvents() == 0) {
@@ -131,7 +124,6 @@ void cadenzium_core::PracticeReport() {
     post("     Total Missed=%.0f (over %i events), Total duration missed=%.2f", p.missed_count,
          s.events[static_cast<std::size_t>(last)]->notenum(), p.missed_duration);
     post("           Including %.0f Timing misses and %.0f jumps.", p.timing_misses, p.jumps);
-    if (!p.missed_events.empty()) post("     Missed events: %s", event_list(p.missed_events).c_str());
     post("Event precision: %.1f percent - Weighted precision: %.1f percent", (n - p.missed_count) / n * 100.0,
          total > 0 ? (total - p.missed_duration) / total * 100.0 : 100.0);
     post("Timing precision: %.0f milli-seconds (average over score)", p.timing_error_sum / n);

@@ -67,12 +67,19 @@ void cadenzium_core::accept(int pos, double onset_time, double certainty, double
     PositionFacts facts;
     facts.onset_time = onset_time;
     facts.tempo_bpm = tempo.get_tempo();
+    facts.timed = tracking.onset_timed;
+    facts.timing_error_ms = tracking.timing_error_ms;
     facts.score_tempo_changed = tracking.score_tempo_changed;
     facts.score_tempo_bpm = tracking.score_tempo;
     facts.energy = align->energy;
     facts.certainty = certainty;
     facts.velocity = velocity;
+    rt.last_event_reached = false;
     rt.enter_position(pos, facts);
+    // A host that bangs at the end of the score gets the practice report
+    // with it.
+    if (rt.last_event_reached && rt.port.has_outlet("ENDBANG")) PracticeReport();
+    rt.last_event_reached = false;
 }
 
 // The tempo facts of the score and of the onset, before the instant.

@@ -19,7 +19,9 @@
 
 #include "Base/Console.hpp"
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 class ChannelPort;
 class DspPort;
@@ -57,6 +59,16 @@ public:
     virtual void report_position(int index, const Event* event, double time, double tempo_bpm) = 0;
     // Just before report_position, for the same position.
     virtual void report_details(int /*index*/, const PositionDetails& /*details*/) {}
+    // Whether the host shows an output of this name ("ENDBANG", ...): some
+    // of the engine's work is done only for a host that has it.
+    virtual bool has_outlet(std::string_view /*name*/) const { return false; }
+    // Watches the file at `path` and reads the score again when it
+    // changes; an empty path stops watching. False when the host does not
+    // watch files.
+    virtual bool watch_file(const std::string& /*path*/) { return false; }
+    // The names the host's patch receives messages on; empty when the host
+    // has no patch.
+    virtual std::vector<std::string> patch_receivers() const { return {}; }
 
     virtual HostClocks* clocks() { return nullptr; }
     virtual ChannelPort* channels() { return nullptr; }

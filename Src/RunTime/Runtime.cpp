@@ -5,11 +5,11 @@
 #include "Base/Console.hpp"
 #include "Listening/Tempo.hpp"
 #include "RunTime/CadTimer.hpp"
-#include "RunTime/Firing.hpp"
-#include "RunTime/exec.hpp"
 #include "RunTime/Environment_RunTime.hpp"
+#include "RunTime/Firing.hpp"
 #include "RunTime/HostPort.hpp"
 #include "RunTime/TimeBase.hpp"
+#include "RunTime/exec.hpp"
 #include "Tree/Bloc.hpp"
 #include "Tree/Score.hpp"
 
@@ -25,6 +25,9 @@ constexpr std::size_t hard_limit = 20000;
 
 // Delivered messages kept for reuse, at most.
 constexpr std::size_t spare_room = 1024;
+// Positions accepted within one instant before it delivers: one, or a few
+// when the score plays itself through events of no duration.
+constexpr std::size_t positions_room = 16;
 
 } // namespace
 
@@ -37,6 +40,7 @@ Runtime::Runtime(HostPort& host, TimeBase& time)
     init_envs.assign(1, &env);
     envs = &init_envs;
     pending.reserve(queue_room);
+    positions_to_report.reserve(positions_room);
     spare.reserve(spare_room);
 }
 
@@ -116,7 +120,8 @@ bool Runtime::admit_timer() {
         return false;
     }
     if (count >= alert_threshold) {
-        std::fprintf(stderr, "### Cadenzium ALERT: %d simultaneously active groups\n", static_cast<int>(count));
+        std::fprintf(stderr, "### Cadenzium ALERT: %d simultaneously active groups\n",
+                     static_cast<int>(count));
         error("### ALERT: %d simultaneously active groups", static_cast<int>(count));
         alert_threshold += 1500;
     }

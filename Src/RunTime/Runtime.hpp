@@ -37,10 +37,13 @@ struct message;
 // What the engine hands over with an accepted position, taken before the
 // instant: when the onset was heard (the engine's clock), the tempo the
 // follower hears now, a tempo change written in the score, and the energy
-// of the frame.
+// of the frame. When the onset was timed, how early (positive) or late it
+// came against the written time from the onset before it.
 struct PositionFacts {
     double onset_time = 0;
     double tempo_bpm = 0;
+    bool timed = false;
+    double timing_error_ms = 0;
     bool score_tempo_changed = false;
     double score_tempo_bpm = 0;
     double energy = 0;
@@ -54,7 +57,7 @@ struct RuntimeSwitches {
     bool actions_on = true;      // the score's actions fire (remote forwarding)
     bool silent = false;         // messages are dropped instead of sent
     bool prevent_zigzag = true;  // backward moves only along declared jumps
-    bool practice_on = false;    // every event reached late counts as missed
+    bool practice_on = false;    // the event reached is a timing miss (practice)
     bool player_running = false; // the score plays itself (no lock per position)
     int play_state = 0;          // 0 following, 1 practice (the score's actions stay silent)
     float bpm_tolerance = 5.0f;  // practice: the tempo heard may differ from the score's by this
@@ -66,12 +69,9 @@ struct PracticeCounters {
     float missed_duration = 0;
     float timing_misses = 0;
     float jumps = 0;
+    // The signed errors of the onsets beyond the timing limit (ms).
     float timing_error_sum = 0;
     std::vector<int> missed_events;
-    // When the last event was heard (seconds), -1 before the first, and
-    // whether it came right after the one before it.
-    double last_onset = -1;
-    bool steady = false;
 };
 
 // Runs the commands a score gives ("cadenzium::name args"): the engine.
@@ -196,6 +196,9 @@ public:
     Event* last_action_event = nullptr;
     // False while a transport command places the position: no action fires.
     bool actions_enabled = true;
+    // Set when a position launches the last event of the score (its
+    // actions, or in practice its measure); the engine clears it.
+    bool last_event_reached = false;
     bool rt_tempo_is_undef() const;
 
     // ---- the context of evaluation ----
@@ -269,12 +272,16 @@ private:
     void record_missed_events(Event& e);
     void set_position_variables(Event& e, const PositionFacts& facts);
     bool update_rt_tempo(double tempo_bpm);
-    void launch_position_actions();
+    void launch_position_actions(const PositionFacts& facts);
+    void position_actions(const PositionFacts& facts);
     void cadenzium_actions();
     // Practice: the onset's timing and tempo against the score, posted when
     // out of bounds and counted.
+    void practice_onset(const PositionFacts& facts);
     void practice_action(const Event& e, const PositionFacts& facts);
-    bool practice_timing(const Event& e, double onset, double& error_ms);
+    void practice_timing(const Event& e, float error_ms);
+    void practice_tempo(const Event& e, double tempo_bpm);
+    std::string practice_event_text(const Event& e) const;
     void propagate_multiple_var(std::vector<var_management*>& changed);
     void give_up(std::size_t count);
 
@@ -291,12 +298,22 @@ private:
     void recycle(message* m);
     std::mutex spare_mutex;
     std::vector<message*> spare;
-    // A position accepted under the lock, reported with the messages once
-    // the lock is released (-1: none), with its onset time and tempo.
-    int position_to_report = -1;
-    double time_to_report = 0;
-    double tempo_to_report = 0;
+    // The positions accepted under the lock, reported with the messages
+    // once the lock is released, each just before the first message queued
+    // after it: a player passing a grace note and its main note in one
+    // clock instant reports both.
+    struct QueuedPosition {
+        int index = -1;
+        double time = 0;
+        double tempo_bpm = 0;
+        PositionDetails details;
+        std::size_t first_message = 0;
+    };
+    std::vector<QueuedPosition> positions_to_report;
+    // The details of the position being entered.
     PositionDetails details_to_report;
+    void take_positions(QueuedPosition*& out, std::vector<QueuedPosition>& heap);
+    void report_positions(const QueuedPosition* queued, std::size_t count);
 
     CadTimer* current_exe = nullptr;
     std::vector<Environment*>* envs;

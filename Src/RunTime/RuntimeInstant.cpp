@@ -22,6 +22,7 @@ namespace {
 
 // An instant with up to this many messages delivers them from the stack.
 constexpr std::size_t batch_on_stack = 256;
+constexpr std::size_t positions_on_stack = 8;
 
 // The tempo printed when the tempo is undefined.
 constexpr double bad_tempo = -6.66;
@@ -87,7 +88,7 @@ void Runtime::reset() {
     inner_event = previous_event = last_action_event = nullptr;
     previous_index = dates.index = dates.next_index = last_position_given = 0;
     last_rnow_sent = -1.0;
-    position_to_report = -1;
+    positions_to_report.clear();
     env.set_var(env.now_index, float_value(0.0));
     env.set_var(env.rnow_index, float_value(0.0));
     env.set_var(env.rcnow_index, float_value(0.0));
@@ -277,22 +278,23 @@ void Runtime::send_messages(bool release) {
         std::copy(pending.begin(), pending.end(), stack_batch);
     }
     pending.clear();
-    int report = -1;
-    const Event* reported = nullptr;
-    if (position_to_report >= 0 && score && position_to_report <= score->get_cur_index()) {
-        report = position_to_report;
-        reported = score->events[static_cast<std::size_t>(report)].get();
-    }
-    position_to_report = -1;
-    PositionDetails details = details_to_report;
-    if (report >= 0) details.actions_ahead = actions_ahead(*score, report);
+    QueuedPosition stack_positions[positions_on_stack];
+    std::vector<QueuedPosition> heap_positions;
+    const std::size_t np = positions_to_report.size();
+    QueuedPosition* positions = np > positions_on_stack ? nullptr : stack_positions;
+    take_positions(positions, heap_positions);
     unlock();
 
-    if (report >= 0) {
-        port.report_details(report, details);
-        port.report_position(report, reported, time_to_report, tempo_to_report);
-    }
+    std::size_t reported = 0;
+    const auto report_due = [&](std::size_t message_index) {
+        std::size_t due = reported;
+        while (due < np && positions[due].first_message <= message_index)
+            ++due;
+        report_positions(positions + reported, due - reported);
+        reported = due;
+    };
     for (std::size_t i = 0; i < n; ++i) {
+        report_due(i);
         if (switches.silent) {
             // dropped, commands too: a silent run only sets the stage
         } else if (batch[i]->command) {
@@ -301,5 +303,34 @@ void Runtime::send_messages(bool release) {
             deliver_one(port, *batch[i]);
         }
         recycle(batch[i]);
+    }
+    report_due(n);
+}
+
+// Moves the queued positions out, into `out` when given, else into `heap`,
+// each with how far the next actions are.
+void Runtime::take_positions(QueuedPosition*& out, std::vector<QueuedPosition>& heap) {
+    if (!out) {
+        heap.assign(positions_to_report.begin(), positions_to_report.end());
+        out = heap.data();
+    } else {
+        std::copy(positions_to_report.begin(), positions_to_report.end(), out);
+    }
+    const std::size_t n = positions_to_report.size();
+    positions_to_report.clear();
+    for (std::size_t k = 0; k < n; ++k)
+        if (score && out[k].index >= 0 && out[k].index <= score->get_cur_index())
+            out[k].details.actions_ahead = actions_ahead(*score, out[k].index);
+}
+
+// Positions whose index is still in the score: a new score may have come
+// between the instant and its delivery.
+void Runtime::report_positions(const QueuedPosition* queued, std::size_t count) {
+    for (std::size_t k = 0; k < count; ++k) {
+        const QueuedPosition& q = queued[k];
+        if (!score || q.index < 0 || q.index > score->get_cur_index()) continue;
+        port.report_details(q.index, q.details);
+        port.report_position(q.index, score->events[static_cast<std::size_t>(q.index)].get(), q.time,
+                             q.tempo_bpm);
     }
 }

@@ -46,25 +46,26 @@ void Runtime::enter_position(int pos, const PositionFacts& facts) {
     Event& e = *score->events[static_cast<std::size_t>(pos)];
     const bool take_lock = !switches.player_running;
     if (take_lock) lock();
+    const std::size_t first_message = pending.size();
     start_logical_instant(pos, facts.onset_time);
     previous_event = current_event;
     current_event = &e;
     details_to_report = PositionDetails{};
     details_to_report.certainty = facts.certainty;
     details_to_report.velocity = facts.velocity;
+    practice_onset(facts);
     record_missed_events(e);
     set_position_variables(e, facts);
     scheduler.UpdateLocalTempo();
-    launch_position_actions();
-    if (switches.play_state == 1) practice_action(e, facts);
-    position_to_report = pos;
-    time_to_report = facts.onset_time;
-    tempo_to_report = facts.tempo_bpm;
+    launch_position_actions(facts);
+    positions_to_report.push_back({pos, facts.onset_time, facts.tempo_bpm, details_to_report, first_message});
     end_logical_instant();
     send_messages(take_lock);
 }
 
-// Events skipped by a move of more than one note are counted as missed.
+// Events skipped by a move of more than one note are counted as missed,
+// each a jump; in practice, an event reached by an onset beyond the timing
+// limit is counted too, once, as a timing miss.
 void Runtime::record_missed_events(Event& e) {
     if (!last_action_event) return;
     const int last = last_action_event->notenum();
@@ -124,15 +125,23 @@ bool Runtime::update_rt_tempo(double t) {
 
 // Actions of the new position: forward moves launch, backward ones only
 // along a jump that the score declares.
-void Runtime::launch_position_actions() {
+void Runtime::launch_position_actions(const PositionFacts& facts) {
     const int current = event_index(current_event);
     if (!last_action_event) {
-        cadenzium_actions();
+        position_actions(facts);
         last_action_event = current_event;
         return;
     }
     const int last = last_action_event->index();
-    if (current > last || check_jump(*score, last, current)) cadenzium_actions();
+    if (current > last || check_jump(*score, last, current)) position_actions(facts);
+}
+
+// Practice measures the onset in place of the event's actions. Either way
+// the last event of the score, reached, ends the performance.
+void Runtime::position_actions(const PositionFacts& facts) {
+    if (switches.play_state == 1 && current_event) practice_action(*current_event, facts);
+    cadenzium_actions();
+    if (current_event && current_event->index() == score->LastEvent()) last_event_reached = true;
 }
 
 void Runtime::cadenzium_actions() {

@@ -17,6 +17,7 @@ namespace pd {
 using pd::_binbuf;
 using pd::_class;
 using pd::_clock;
+using pd::_glist;
 using pd::_inlet;
 using pd::_outlet;
 

@@ -3,6 +3,7 @@
 #include "Base/Console.hpp"
 #include "Dsp/FluidsynthNode.hpp"
 #include "PdMessages.hpp"
+#include "PdReceivers.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "Tree/Score.hpp"
 
@@ -110,6 +111,21 @@ void PdObject::report_position(int index, const Event* event, double time, doubl
 void PdObject::report_details(int, const PositionDetails& details) {
     if (!on_pd_thread()) return;
     outlets.details(details, core.score());
+}
+
+bool PdObject::has_outlet(std::string_view name) const {
+    return outlets.find(std::string(name).c_str()) != nullptr;
+}
+
+// The object watches the score's own file, whatever the path given.
+bool PdObject::watch_file(const std::string& path) {
+    autowatch = !path.empty();
+    watch(autowatch);
+    return true;
+}
+
+std::vector<std::string> PdObject::patch_receivers() const {
+    return ::patch_receivers(canvas);
 }
 
 void PdObject::console(ConsoleLevel level, std::string_view text) {

@@ -42,6 +42,11 @@ public:
     void send_message(const message& m) override;
     void report_position(int index, const Event* event, double time, double tempo_bpm) override;
     void report_details(int index, const PositionDetails& details) override;
+    bool has_outlet(std::string_view name) const override;
+    bool watch_file(const std::string& path) override;
+    std::vector<std::string> patch_receivers() const override;
+    // The patch the object sits in, walked for its receivers.
+    void set_canvas(_glist* c) { canvas = c; }
     HostClocks* clocks() override { return &pd_clocks; }
     ChannelPort* channels() override { return osc.get(); }
     DspPort* dsp() override { return graph.get(); }
@@ -99,6 +104,7 @@ private:
 
     std::thread::id pd_thread;
     t_object* owner;
+    _glist* canvas = nullptr;
     std::vector<std::string> inlets;
     bool by_audio;
     std::string dir;

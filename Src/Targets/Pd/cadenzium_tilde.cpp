@@ -262,6 +262,7 @@ void* cadenzium_new(t_symbol*, int argc, t_atom* argv) {
     x->f = 0;
     const BoxArguments box = read_box_arguments(argc, argv);
     x->host = new PdObject(&x->obj, box, canvas_getdir(canvas_getcurrent())->s_name);
+    x->host->set_canvas(canvas_getcurrent());
     make_inlets(x);
     return x;
 }

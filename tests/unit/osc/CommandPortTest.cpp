@@ -182,6 +182,9 @@ TEST_F(EditorLink, EveryCommandOfTheTableIsReachable) {
         {"variance", "f 0.5"},
         {"verbosity", "i 0"},
         {"version", ""},
+        {"filewatchset", "s off"},
+        {"get_patch_receivers", ""},
+        {"printfwd", ""},
     };
     for (const std::string& name : engine().commands().names()) {
         const auto it = args.find(name);

@@ -202,6 +202,34 @@ TEST(PdObject, OutletsReportEachPositionAndAMissingReceiverIsNamedWithItsPlace) 
         << c;
 }
 
+// Practice in the patch: the third note comes 1.3 s after the second, whose
+// written time is a second at 60 BPM: 300 ms late, a timing miss of one
+// event in three. Reaching the last event, the object bangs its end outlet
+// and posts the report: -300 ms over three events is -100 on average.
+TEST(PdObject, PracticeReportsAtTheEndOfTheScore) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    PdPatch patch;
+    patch.receivers = {"print"};
+    patch.setup = {"mode 1"};
+    patch.notes = {{0.5, 60, 0.8, 80}, {1.5, 62, 0.8, 80}, {2.8, 64, 0.8, 80}};
+    patch.seconds = 4;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    const std::string& c = run.console;
+    EXPECT_EQ(c.find("message print"), std::string::npos) << "practice keeps the actions silent: " << c;
+    EXPECT_NE(c.find("Cadenzium -     LATE  event 3, NOTE 6400 1 \"last\" by 300 milli-seconds"),
+              std::string::npos)
+        << c;
+    EXPECT_NE(c.find("ENDBANG: bang"), std::string::npos) << c;
+    for (const char* line :
+         {"CADENZIUM PRACTICE REPORT:", "     Total Missed=1 (over 3 events), Total duration missed=1.00",
+          "           Including 1 Timing misses and 0 jumps.",
+          "Event precision: 66.7 percent - Weighted precision: 66.7 percent",
+          "Timing precision: -100 milli-seconds (average over score)"})
+        EXPECT_NE(c.find(line), std::string::npos) << line << "\n" << c;
+}
+
 // The numbers that outlet `name` printed, in order ("CERTAINTY: 0.9").
 std::vector<double> printed_numbers(const PdRun& run, const std::string& name) {
     std::vector<double> values;
@@ -274,6 +302,25 @@ TEST(PdObject, AutowatchReadsTheScoreAgainWhenItsFileChanges) {
     ASSERT_EQ(unwatched.status, 0) << unwatched.console;
     EXPECT_EQ(std::count(unwatched.lines.begin(), unwatched.lines.end(), "LOADBANG: bang"), 1)
         << "without autowatch the change is not read" << unwatched.console;
+}
+
+// The commands that the host answers: the names the patch receives on, and
+// the score's file watched from the command as from the attribute.
+TEST(PdObject, TheObjectNamesItsPatchsReceiversAndWatchesItsScoreOnCommand) {
+    Folder f;
+    f.write("score.cad", kThreeNotes);
+    fs::last_write_time(f.path / "score.cad", fs::file_time_type::clock::now() - std::chrono::hours(1));
+    PdPatch patch;
+    patch.receivers = {"print", "level"};
+    patch.commands = {"get_patch_receivers", "filewatchset on"};
+    patch.rewrite = {"BPM 90", "NOTE C4 1 rewritten"};
+    patch.rewrite_at = 1.0;
+    patch.seconds = 3;
+    const PdRun run = run_pd(f.path, patch);
+    ASSERT_EQ(run.status, 0) << run.console;
+    EXPECT_NE(run.console.find("receive: print"), std::string::npos) << run.console;
+    EXPECT_NE(run.console.find("receive: level"), std::string::npos) << run.console;
+    EXPECT_NE(run.console.find("changed: reading it again"), std::string::npos) << run.console;
 }
 
 // The score's note sounds on the object's AUDIO outlet from the moment its

@@ -19,6 +19,93 @@ protected:
 
 const char* kThree = "bpm 60\nNOTE 60 1 A\n  print a\nNOTE 62 1 B\n  print b\nNOTE 64 1 C\n  print c\n";
 
+// ---- the table ----
+
+// Every command the engine answers to, with what it takes: a score, a
+// patch, the editor and the keyboard all rely on these names and kinds.
+TEST_F(Commands, EveryCommandIsThereWithWhatItTakes) {
+    const std::vector<std::pair<command_kind, std::vector<const char*>>> table = {
+        {CMD_NONE,
+         {"version",
+          "clear",
+          "stop",
+          "printscore",
+          "printfwd",
+          "getlabels",
+          "nextevent",
+          "nextfwd",
+          "nextaction",
+          "nextlabel",
+          "nextlabeltempo",
+          "before_nextlabel",
+          "previouslabel",
+          "previousevent",
+          "play",
+          "info",
+          "static_analysis",
+          "killall",
+          "report",
+          "get_current_score",
+          "get_patch_receivers"}},
+        {CMD_INT,
+         {"verbosity", "calibrate", "nofharm", "pedal", "suivi", "mode", "tempoinit", "piano", "decodewindow",
+          "lectern_trace", "lecternwidth_set", "lecternheight_set"}},
+        {CMD_DOUBLE,
+         {"variance", "gotobeat", "scrubtobeat", "startfrombeat", "temposmoothness", "gamma", "tune", "tempo",
+          "pedalcoeff", "pedaltime", "playtobeat", "playfrombeat", "obsexp", "normin", "bpmtolerance"}},
+        {CMD_STRING,
+         {"filewatchset",
+          "score",
+          "read",
+          "start",
+          "actions",
+          "gotocue",
+          "gotolabel",
+          "scrubtolabel",
+          "jumptocue",
+          "jumptolabel",
+          "startfromlabel",
+          "jump",
+          "preventzigzag",
+          "playfrom",
+          "playfromlabel",
+          "playto",
+          "playtolabel",
+          "playstring",
+          "playstring_append",
+          "mute",
+          "unmute",
+          "add_completion_string"}},
+        {CMD_TWO_STRINGS, {"preload"}},
+        {CMD_DOUBLES, {"harmlist"}},
+        {CMD_TWO_INTS, {"analysis", "lecternxy_set"}},
+        {CMD_STRING_VALUE, {"setvar"}},
+    };
+    for (const auto& [kind, names] : table)
+        for (const char* name : names) {
+            const internal_function* f = engine.commands().find(name);
+            ASSERT_NE(f, nullptr) << name;
+            EXPECT_EQ(f->kind, kind) << name;
+        }
+}
+
+// The actions of each event, as score text under the event's place.
+TEST_F(Commands, PrintfwdPrintsTheActionsOfEachEvent) {
+    start(kThree);
+    EXPECT_EQ(run("printfwd").status, CommandStatus::Done);
+    EXPECT_TRUE(console.has_post("// event 2 B (beat 1)"));
+}
+
+// The host watches files and knows its patch: a host that does neither
+// says so.
+TEST_F(Commands, HostSideCommandsAnswerThroughTheHost) {
+    start(kThree);
+    run("get_patch_receivers");
+    EXPECT_TRUE(console.has_post("cadenzium - No patch receivers"));
+    run("filewatchset", {string_value("on")});
+    EXPECT_TRUE(console.has_error("cadenzium - This host does not watch files"));
+}
+
 // ---- reading the arguments for the command's kind ----
 
 TEST_F(Commands, ArgumentsAreReadForWhatTheCommandTakes) {

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <future>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,10 +40,16 @@ public:
     void on_message(const message& m) override {
         if (!record) return;
         delivered.push_back({m.receiver, m.date, lock_is_free(), args_text(m.values)});
+        if (on_each_message) on_each_message(delivered.back().args);
     }
-    void on_position(int, const Event*, double, double) override {
+    void on_position(int index, const Event*, double, double) override {
         report_lock_free.push_back(lock_is_free());
+        if (on_each_position) on_each_position(index);
     }
+    // Called with each position and each message's arguments, in the
+    // order the host is handed them.
+    std::function<void(int)> on_each_position;
+    std::function<void(const std::string&)> on_each_message;
 
     // Whether another thread can take the environment lock now.
     bool lock_is_free() {
@@ -54,8 +62,11 @@ public:
             .get();
     }
 
+    bool has_outlet(std::string_view name) const override { return outlets.count(std::string(name)) > 0; }
+
     PracticeCounters& counters() { return runtime().practice; }
     bool record = true;
+    std::set<std::string> outlets;
     std::vector<Delivered> delivered;
     std::vector<bool> report_lock_free;
 };
