@@ -71,6 +71,7 @@ public:
     void load_score(const Score* score) override;
     void control(const std::string& name, const TaggedValue& v, const yy::location* where) override;
     Value control_value(const std::string& name, const yy::location* where) const override;
+    bool curve_target(const std::string& name, const yy::location* where) override;
     void patch(const DspPatch& a) override;
     void equation(const DspEquation& a) override;
     void note(const std::string& node, const DspNote& n, const Action* source) override;

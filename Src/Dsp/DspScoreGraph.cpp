@@ -152,6 +152,21 @@ void DspGraph::control(const std::string& name, const TaggedValue& v, const yy::
     target->set_control(value);
 }
 
+bool DspGraph::curve_target(const std::string& name, const yy::location* where) {
+    std::lock_guard lock(control_mutex);
+    DspVarDef* target = var(name);
+    if (!target) {
+        error("Undefined dsp definition '%s' called", name.c_str());
+        post_location("at", where);
+        return false;
+    }
+    if (target->kind() == DspVarKind::Control) return true;
+    error("Dsp variable %s is a %s: cannot be used as a curve variable (try to declare a @dsp_cvar)",
+          name.c_str(), target->dsp_kind());
+    post_location("at", where);
+    return false;
+}
+
 Value DspGraph::control_value(const std::string& name, const yy::location* where) const {
     std::lock_guard lock(control_mutex);
     DspVarDef* target = var(name);

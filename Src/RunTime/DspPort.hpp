@@ -37,6 +37,9 @@ public:
     // "$$gain := v" or a curve's step on a control variable: the nodes
     // read the value from the next block on.
     virtual void control(const std::string& name, const TaggedValue& v, const yy::location* where) = 0;
+    // Whether a curve may move `name`: only a control can (reported
+    // otherwise, with the curve's place).
+    virtual bool curve_target(const std::string& name, const yy::location* where) = 0;
     // The value a control variable was last given.
     virtual Value control_value(const std::string& name, const yy::location* where) const = 0;
     // "patch": its equations replace those of the same nodes, from the next

@@ -213,10 +213,21 @@ TEST_F(DeclaredGraph, WritesThatAreNotControlValuesAreRefusedWithTheirPlace) {
                           "  $$nowhere := 1\n"
                           "  $$level := \"loud\"\n"
                           "  $$level := [0.25, 2]\n"
-                          "  $$level := [\"a\"]\n"))
+                          "  $$level := [\"a\"]\n"
+                          "  curve bad @grain 0.1s { $$wire { {0} 1 {1} } }\n"))
         << console.all();
     host.engine.cadenzium_start();
     at(0.0, 1);
+    at(0.5);
+    EXPECT_EQ(std::count_if(console.errors.begin(), console.errors.end(),
+                            [](const std::string& line) {
+                                return line.find("Dsp variable $$wire is a @dsp_channel: cannot be used as a "
+                                                 "curve variable (try to declare a @dsp_cvar)") !=
+                                       std::string::npos;
+                            }),
+              1)
+        << "refused once, when the curve starts\n"
+        << console.all();
     EXPECT_TRUE(console.has_error("Cannot assign dsp var $$wire of kind @dsp_channel")) << console.all();
     EXPECT_TRUE(console.has_error("Undefined dsp definition '$$nowhere' called")) << console.all();
     EXPECT_TRUE(console.has_error("Bad value in dsp cvar $$level assignment")) << console.all();
@@ -289,23 +300,27 @@ double loudness(const AudioFile& sound, double from, double to) {
     return last > first ? std::sqrt(sum / static_cast<double>(last - first)) : 0.0;
 }
 
-TEST(DspDeclaredSound, ARenderedScoreDrivesItsOwnNodesGainWithACurve) {
+// The node's outputs go through the declared outlets; its gain is full for
+// the first note and brought to nothing by a curve before the second,
+// which is then not heard.
+std::string fading_score() {
+    return std::string("@fluidsynth_def fluidsynth::piano(\"") + kScoreSoundFont +
+           "\", 0)\n"
+           "@dsp_outlet $$left, $$right\n"
+           "@dsp_cvar $$gain\n"
+           "bpm 60\n"
+           "NOTE C4 1\n"
+           "  $$gain := 1\n"
+           "  $$left, $$right := fluidsynth::piano($$gain)\n"
+           "  fluidsynth::piano(0, 72, 110, 0.5)\n"
+           "NOTE D4 1\n"
+           "  curve fade @grain 0.05s { $$gain { {1} 0.5 {0} } }\n"
+           "  1 fluidsynth::piano(0, 76, 110, 0.5)\n";
+}
+
+TEST(DspDeclaredSound, ARenderedFollowDrivesTheScoresOwnNodeAndItsGain) {
     if (!std::filesystem::exists(kScoreSoundFont)) GTEST_SKIP() << "no sound font at " << kScoreSoundFont;
-    // The node's outputs go through the declared outlets; its gain is full
-    // for the first note and brought to nothing by a curve before the
-    // second, which is then not heard.
-    TempScore score(std::string("@fluidsynth_def fluidsynth::piano(\"") + kScoreSoundFont +
-                    "\", 0)\n"
-                    "@dsp_outlet $$left, $$right\n"
-                    "@dsp_cvar $$gain\n"
-                    "bpm 60\n"
-                    "NOTE C4 1\n"
-                    "  $$gain := 1\n"
-                    "  $$left, $$right := fluidsynth::piano($$gain)\n"
-                    "  fluidsynth::piano(0, 72, 110, 0.5)\n"
-                    "NOTE D4 1\n"
-                    "  curve fade @grain 0.05s { $$gain { {1} 0.5 {0} } }\n"
-                    "  1 fluidsynth::piano(0, 76, 110, 0.5)\n");
+    TempScore score(fading_score());
     TempScore midi("", ".mid");
     TempScore wav("", ".wav");
     std::string problem;
@@ -328,6 +343,28 @@ TEST(DspDeclaredSound, ARenderedScoreDrivesItsOwnNodesGainWithACurve) {
     EXPECT_LT(loudness(*sound, 0.0, 0.95), quiet) << "nothing before the first note";
     EXPECT_GT(loudness(*sound, 1.05, 1.45), 10 * quiet) << "the first note at full gain";
     EXPECT_LT(loudness(*sound, 3.05, 3.45), quiet) << "the second note after the fade";
+}
+
+TEST(DspDeclaredSound, APlayedScoreRendersItsOwnNodeAtItsOwnTempo) {
+    if (!std::filesystem::exists(kScoreSoundFont)) GTEST_SKIP() << "no sound font at " << kScoreSoundFont;
+    TempScore score(fading_score());
+    TempScore wav("", ".wav");
+    PlayOptions o;
+    o.score = score.path;
+    o.render = wav.path;
+    o.quiet = true;
+    std::ostringstream out;
+    ConsoleCapture console;
+    ASSERT_EQ(run_play(o, out), 0) << out.str() << console.all();
+    const std::optional<AudioFile> sound = read_audio_file(wav.path);
+    ASSERT_TRUE(sound);
+    EXPECT_GE(sound->seconds(), 3.0) << "two beats at 60 BPM and the tail";
+    EXPECT_GT(loudness(*sound, 0.05, 0.45), 1e-3) << "the first note from the start";
+    EXPECT_LT(loudness(*sound, 2.05, 2.45), 1e-4) << "the second note after the fade";
+
+    o.realtime = true;
+    EXPECT_EQ(run_play(o, out), 1);
+    EXPECT_TRUE(console.has_error("--render works offline only")) << console.all();
 }
 
 } // namespace
