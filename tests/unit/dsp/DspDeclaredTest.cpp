@@ -16,9 +16,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 namespace {
 
@@ -254,6 +256,34 @@ TEST_F(DeclaredGraph, ABlockAllocatesNothingWhenItTakesTheGraphOfANewScore) {
     const std::size_t allocations = alloc_counter::stop();
     EXPECT_EQ(allocations, 0u);
     EXPECT_FLOAT_EQ(out[0], 7.0f);
+}
+
+// The audio side keeps running the schedule it took while the control
+// side replaces the score under it: what it runs must stay alive until it
+// takes the next one.
+TEST_F(DeclaredGraph, ScoresReplacedWhileTheAudioThreadRunsReachItBetweenBlocks) {
+    start();
+    std::atomic<bool> done{false};
+    std::atomic<int> blocks{0};
+    std::thread audio([&] {
+        std::vector<float> in(kBlock, 1.0f), out(kBlock);
+        const float* ins[1] = {in.data()};
+        float* outs[1] = {out.data()};
+        while (!done.load()) {
+            graph.process(ins, 1, outs, 1, kBlock, 0.1 * ++blocks);
+            std::this_thread::yield();
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(host.load(i % 2 == 0 ? kControls : kChain)) << console.all();
+        host.engine.cadenzium_start();
+        host.engine.updatePosition(1);
+    }
+    done.store(true);
+    audio.join();
+    EXPECT_GT(blocks.load(), 0);
+    EXPECT_FLOAT_EQ(block(1.0f, 1e6), 7.0f) << "the last score's patch";
+    EXPECT_TRUE(console.errors.empty()) << console.all();
 }
 
 // ---- a FluidSynth node declared by the score ----
