@@ -106,24 +106,25 @@ namespace {
 // The number a control takes from `v`, or false after a report. A tab
 // gives its first element.
 bool control_number(const std::string& name, const TaggedValue& v, float& out) {
-    if (v.is_numeric()) {
-        out = static_cast<float>(v.get_double());
-        return std::isfinite(out) || (error("Bad value in dsp cvar %s assignment", name.c_str()), false);
+    const TaggedValue* number = &v;
+    if (v.is_tab()) {
+        const auto& elements = *value_cast<TabValue>(v).val;
+        if (elements.empty()) {
+            error("Warning: empty tab to fill dsp cvar %s", name.c_str());
+            return false;
+        }
+        if (!elements.front()->is_numeric()) {
+            error("Non numeric value in dsp cvar %s non scalar assignment", name.c_str());
+            return false;
+        }
+        number = &*elements.front();
     }
-    if (!v.is_tab()) {
+    const double value = number->is_numeric() ? number->get_double() : std::nan("");
+    if (!std::isfinite(value)) {
         error("Bad value in dsp cvar %s assignment", name.c_str());
         return false;
     }
-    const auto& elements = *value_cast<TabValue>(v).val;
-    if (elements.empty()) {
-        error("Warning: empty tab to fill dsp cvar %s", name.c_str());
-        return false;
-    }
-    if (!elements.front()->is_numeric()) {
-        error("Non numeric value in dsp cvar %s non scalar assignment", name.c_str());
-        return false;
-    }
-    out = static_cast<float>(elements.front()->get_double());
+    out = static_cast<float>(value);
     return true;
 }
 
