@@ -9,7 +9,6 @@
 #include "Dsp/DspGraph.hpp"
 #include "Dsp/FluidsynthNode.hpp"
 #include "DspTestNodes.hpp"
-#include "MidiFile.hpp"
 #include "ScoreFiles.hpp"
 #include "TestEngine.hpp"
 
@@ -346,33 +345,6 @@ std::string fading_score() {
            "NOTE D4 1\n"
            "  curve fade @grain 0.05s { $$gain { {1} 0.5 {0} } }\n"
            "  1 fluidsynth::piano(0, 76, 110, 0.5)\n";
-}
-
-TEST(DspDeclaredSound, ARenderedFollowDrivesTheScoresOwnNodeAndItsGain) {
-    if (!std::filesystem::exists(kScoreSoundFont)) GTEST_SKIP() << "no sound font at " << kScoreSoundFont;
-    TempScore score(fading_score());
-    TempScore midi("", ".mid");
-    TempScore wav("", ".wav");
-    std::string problem;
-    ASSERT_TRUE(write_midi_file(midi.path, midi_events_from_spans({{1.0, 60, 0.8, 80}, {2.0, 62, 0.8, 80}}),
-                                480, 120, &problem))
-        << problem;
-    FollowOptions o;
-    o.score = score.path;
-    o.midi = midi.path;
-    o.render = wav.path;
-    o.quiet = true;
-    std::ostringstream out;
-    ConsoleCapture console;
-    ASSERT_EQ(run_follow(o, out), 0) << out.str() << console.all();
-    EXPECT_TRUE(console.errors.empty()) << console.all();
-
-    const std::optional<AudioFile> sound = read_audio_file(wav.path);
-    ASSERT_TRUE(sound);
-    const double quiet = 1e-4;
-    EXPECT_LT(loudness(*sound, 0.0, 0.95), quiet) << "nothing before the first note";
-    EXPECT_GT(loudness(*sound, 1.05, 1.45), 10 * quiet) << "the first note at full gain";
-    EXPECT_LT(loudness(*sound, 3.05, 3.45), quiet) << "the second note after the fade";
 }
 
 TEST(DspDeclaredSound, APlayedScoreRendersItsOwnNodeAtItsOwnTempo) {
