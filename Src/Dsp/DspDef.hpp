@@ -86,6 +86,8 @@ public:
 
     int audio_inputs() const { return static_cast<int>(ins.size()); }
     int control_inputs() const { return static_cast<int>(ctls.size()); }
+    // Controls an equation must give; the others may be left out.
+    virtual int required_controls() const { return control_inputs(); }
     int audio_outputs() const { return static_cast<int>(outs.size()); }
     // Buffers of this block, set by the graph (null: silence or unused).
     void bind(const std::vector<sample_t*>& in, const std::vector<sample_t*>& control,

@@ -18,39 +18,67 @@ DspGraph::~DspGraph() {
 // ---- definitions ----
 
 DspVarDef* DspGraph::declare(const std::string& name, DspVarKind kind) {
+    std::lock_guard lock(control_mutex);
     assert(!running && "declarations come before the graph starts");
-    if (DspVarDef* v = var(name)) return v;
-    vars.push_back(std::make_unique<DspVarDef>(name, kind));
-    DspVarDef* v = vars.back().get();
-    if (kind == DspVarKind::Channel || kind == DspVarKind::Outlet) carried.push_back(v);
-    if (kind == DspVarKind::Inlet) inlets.push_back(v);
-    if (kind == DspVarKind::Outlet) outlets.push_back(v);
-    return v;
+    for (const auto& v : own.vars)
+        if (v->name() == name) return v.get();
+    own.vars.push_back(std::make_unique<DspVarDef>(name, kind));
+    return own.vars.back().get();
 }
 
 DspNode* DspGraph::add_node(std::unique_ptr<DspNode> n) {
+    std::lock_guard lock(control_mutex);
     assert(!running && "nodes come before the graph starts");
-    nodes.push_back(std::move(n));
-    return nodes.back().get();
+    own.nodes.push_back(std::move(n));
+    return own.nodes.back().get();
 }
 
-DspVarDef* DspGraph::var(const std::string& name) const {
-    for (const auto& v : vars)
-        if (v->name() == name) return v.get();
+namespace {
+
+template <class T>
+T* find_named(const std::vector<std::unique_ptr<T>>& list, const std::string& name) {
+    for (const auto& d : list)
+        if (d->name() == name) return d.get();
     return nullptr;
+}
+
+} // namespace
+
+DspVarDef* DspGraph::var(const std::string& name) const {
+    std::lock_guard lock(control_mutex);
+    if (DspVarDef* v = find_named(declared->vars, name)) return v;
+    return find_named(own.vars, name);
 }
 
 DspNode* DspGraph::node(const std::string& name) const {
-    for (const auto& n : nodes)
-        if (n->name() == name) return n.get();
-    return nullptr;
+    std::lock_guard lock(control_mutex);
+    if (DspNode* n = find_named(declared->nodes, name)) return n;
+    return find_named(own.nodes, name);
+}
+
+std::vector<DspNode*> DspGraph::all_nodes() const {
+    std::lock_guard lock(control_mutex);
+    std::vector<DspNode*> all;
+    for (const DspDefinitionSet* set : std::array<const DspDefinitionSet*, 2>{&own, declared.get()})
+        for (const auto& n : set->nodes)
+            all.push_back(n.get());
+    return all;
+}
+
+std::vector<DspVarDef*> DspGraph::all_vars() const {
+    std::vector<DspVarDef*> all;
+    for (const DspDefinitionSet* set : std::array<const DspDefinitionSet*, 2>{&own, declared.get()})
+        for (const auto& v : set->vars)
+            all.push_back(v.get());
+    return all;
 }
 
 bool DspGraph::start(float sample_rate, int block, int, int) {
+    std::lock_guard lock(control_mutex);
     bool ok = sample_rate > 0 && block > 0;
-    for (const auto& v : vars)
+    for (const auto& v : own.vars)
         ok = ok && v->start_dsp(sample_rate, block);
-    for (const auto& n : nodes)
+    for (const auto& n : own.nodes)
         ok = ok && n->start_dsp(sample_rate, block);
     if (!ok) {
         error("Error in DSP chain: cannot start");
@@ -59,6 +87,7 @@ bool DspGraph::start(float sample_rate, int block, int, int) {
     rate = sample_rate;
     max_block = block;
     running = true;
+    start_declared(*declared);
     // The sound nodes play before any patch.
     return install({});
 }
@@ -87,6 +116,7 @@ void take_over_outputs(std::map<std::string, DspEquationNames>& equations, const
 } // namespace
 
 void DspGraph::patch(const DspPatch& a) {
+    std::lock_guard lock(control_mutex);
     std::vector<DspEquationNames> equations;
     for (const auto& eq : a.equations)
         equations.push_back(names_of(*eq));
@@ -94,10 +124,12 @@ void DspGraph::patch(const DspPatch& a) {
 }
 
 void DspGraph::equation(const DspEquation& a) {
+    std::lock_guard lock(control_mutex);
     install({names_of(a)});
 }
 
 bool DspGraph::install(const std::vector<DspEquationNames>& equations) {
+    std::lock_guard lock(control_mutex);
     if (!running) {
         error("Warning: dsp buffer not already allocated");
         return false;
@@ -111,12 +143,14 @@ bool DspGraph::install(const std::vector<DspEquationNames>& equations) {
     for (const auto& [name, eq] : next)
         all.push_back(eq);
     DspDefinitions defs;
-    for (const auto& v : vars)
-        defs.vars[v->name()] = v.get();
-    for (const auto& n : nodes)
-        defs.nodes[n->name()] = n.get();
+    // The score's definitions hide the host's of the same name.
+    for (DspVarDef* v : all_vars())
+        defs.vars[v->name()] = v;
+    for (DspNode* n : all_nodes())
+        defs.nodes[n->name()] = n;
     auto schedule = std::make_unique<DspSchedule>();
     if (!build_schedule(defs, all, *schedule)) return false;
+    fill_frame_lists(*schedule);
     // What was left out is not kept, so that it is said once.
     const std::map<std::string, DspEquationNames> before = std::move(equations_by_node);
     equations_by_node.clear();
@@ -168,12 +202,27 @@ void DspGraph::publish(std::unique_ptr<DspSchedule> s) {
     published = next;
 }
 
+// What the audio side reads besides the steps, fixed with the schedule so
+// that a new score's definitions reach it with the schedule that uses them.
+void DspGraph::fill_frame_lists(DspSchedule& s) const {
+    for (DspVarDef* v : all_vars()) {
+        if (v->kind() == DspVarKind::Channel || v->kind() == DspVarKind::Outlet) s.carried.push_back(v);
+        if (v->kind() == DspVarKind::Inlet) s.inlets.push_back(v);
+        if (v->kind() == DspVarKind::Outlet) s.outlets.push_back(v);
+    }
+    s.nodes = all_nodes();
+    s.generation = generation;
+    s.keep = declared;
+}
+
 void DspGraph::collect() {
+    std::lock_guard lock(control_mutex);
     if (const std::uint32_t lost = ring.take_dropped() + overflow.exchange(0))
         error("Dsp: %u notes dropped: too many at once", lost);
 }
 
 void DspGraph::note(const std::string& name, const DspNote& n, const Action* source) {
+    std::lock_guard lock(control_mutex);
     DspNode* target = node(name);
     if (!target) target = default_sound;
     if (!target) {
@@ -182,14 +231,16 @@ void DspGraph::note(const std::string& name, const DspNote& n, const Action* sou
         return;
     }
     collect();
-    const int index = static_cast<int>(
-        std::find_if(nodes.begin(), nodes.end(), [&](const auto& p) { return p.get() == target; }) -
-        nodes.begin());
-    ring.push({index, n.channel, n.key, n.velocity, n.date});
-    if (n.velocity > 0 && n.duration > 0) ring.push({index, n.channel, n.key, 0, n.date + n.duration});
+    const std::vector<DspNode*> numbered = all_nodes();
+    const int index =
+        static_cast<int>(std::find(numbered.begin(), numbered.end(), target) - numbered.begin());
+    ring.push({index, generation, n.channel, n.key, n.velocity, n.date});
+    if (n.velocity > 0 && n.duration > 0)
+        ring.push({index, generation, n.channel, n.key, 0, n.date + n.duration});
 }
 
 void DspGraph::reset() {
+    std::lock_guard lock(control_mutex);
     equations_by_node.clear();
     if (running) install({});
     release_all.store(true, std::memory_order_release);
@@ -220,8 +271,9 @@ void DspGraph::take_schedule() {
 
 void DspGraph::take_notes() {
     if (release_all.exchange(false, std::memory_order_acq_rel)) {
-        for (const auto& n : nodes)
-            n->all_notes_off();
+        if (current)
+            for (DspNode* n : current->nodes)
+                n->all_notes_off();
         waiting_count = 0;
     }
     NoteCommand c;
@@ -263,7 +315,9 @@ void DspGraph::apply_due_notes(double until) {
                   waiting.begin() + static_cast<std::ptrdiff_t>(waiting_count),
                   waiting.begin() + static_cast<std::ptrdiff_t>(first));
         --waiting_count;
-        DspNode& target = *nodes[static_cast<std::size_t>(c.node)];
+        const auto index = static_cast<std::size_t>(c.node);
+        if (!current || c.generation != current->generation || index >= current->nodes.size()) continue;
+        DspNode& target = *current->nodes[index];
         if (c.velocity > 0)
             target.note_on(c.channel, c.key, c.velocity);
         else
@@ -273,6 +327,12 @@ void DspGraph::apply_due_notes(double until) {
 
 void DspGraph::process_part(const float* const* inputs, int input_count, float* const* outputs,
                             int output_count, int offset, int n) {
+    if (!current) {
+        for (int c = 0; c < output_count; ++c)
+            std::fill_n(outputs[c] + offset, n, 0.0f);
+        return;
+    }
+    const std::vector<DspVarDef*>& inlets = current->inlets;
     for (std::size_t i = 0; i < inlets.size(); ++i) {
         sample_t* buffer = inlets[i]->get_buffer();
         if (static_cast<int>(i) < input_count && inputs[i])
@@ -287,9 +347,8 @@ void DspGraph::process_part(const float* const* inputs, int input_count, float* 
 // Every channel and outlet starts the block silent: one that no node
 // writes any more must not hold its last samples.
 void DspGraph::run_schedule(int n) {
-    for (DspVarDef* v : carried)
+    for (DspVarDef* v : current->carried)
         v->clear(n);
-    if (!current) return;
     for (DspVarDef* v : current->controls)
         v->fill_control(n);
     for (DspStep& step : current->steps) {
@@ -306,9 +365,9 @@ void DspGraph::mix_outputs(float* const* outputs, int output_count, int offset, 
     for (int c = 0; c < output_count; ++c)
         std::fill_n(outputs[c] + offset, n, 0.0f);
     if (output_count <= 0) return;
+    const std::vector<DspVarDef*>& outlets = current->outlets;
     for (std::size_t i = 0; i < outlets.size() && static_cast<int>(i) < output_count; ++i)
         std::copy_n(outlets[i]->get_buffer(), n, outputs[i] + offset);
-    if (!current) return;
     for (DspNode* node : current->unpatched) {
         for (int k = 0; k < node->audio_outputs(); ++k) {
             const sample_t* own = node->own_output(k);

@@ -55,7 +55,7 @@ bool counts_agree(const Resolved& r) {
               r.node->audio_inputs(), audio);
         return false;
     }
-    if (controls != r.node->control_inputs()) {
+    if (controls < r.node->required_controls() || controls > r.node->control_inputs()) {
         error("Warning: DspNode: disconnect '%s', because %d control are expected and got %d", name,
               r.node->control_inputs(), controls);
         return false;

@@ -7,8 +7,10 @@
 
 #include "Dsp/DspDef.hpp"
 
+#include <cstdint>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,17 @@ struct DspStep {
 
 struct DspSchedule {
     std::vector<DspStep> steps;
+    // What a block reads besides its steps, fixed with them: the host's
+    // inputs and outputs, the channels it starts silent, and every node by
+    // the number that notes give it.
+    std::vector<DspVarDef*> inlets, outlets, carried;
+    std::vector<DspNode*> nodes;
+    // Notes of another generation (given before a score replaced the
+    // graph's definitions) are dropped.
+    std::uint32_t generation = 0;
+    // The score's definitions that the steps point into: they live as long
+    // as a schedule that may run them.
+    std::shared_ptr<const void> keep;
     // The controls its steps read, which a block fills.
     std::vector<DspVarDef*> controls;
     // Sound nodes no equation uses: they compute on their own buffers,

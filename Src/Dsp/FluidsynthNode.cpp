@@ -17,16 +17,19 @@ int midi_range(int v, int high) {
 
 } // namespace
 
-FluidsynthNode::FluidsynthNode(std::string name, std::string soundfont)
-    : DspNode(std::move(name), 0, 0, 2)
-    , font(std::move(soundfont)) {}
+FluidsynthNode::FluidsynthNode(std::string name, std::string soundfont, int program)
+    : DspNode(std::move(name), 0, 1, 2)
+    , font(std::move(soundfont))
+    , preset(program) {}
 
 FluidsynthNode::~FluidsynthNode() {
     stop_dsp();
 }
 
 void FluidsynthNode::show(std::ostream& out) const {
-    out << "fluidsynth " << name() << " (" << font << ')';
+    out << "fluidsynth " << name() << " (" << font;
+    if (preset >= 0) out << ", program " << preset;
+    out << ')';
 }
 
 bool FluidsynthNode::start_dsp(float r, int max_block) {
@@ -42,9 +45,18 @@ bool FluidsynthNode::start_dsp(float r, int max_block) {
         stop_dsp();
         return false;
     }
+    select_program();
     left.assign(static_cast<std::size_t>(max_block), 0.0f);
     right.assign(static_cast<std::size_t>(max_block), 0.0f);
     return true;
+}
+
+// Channel 10 (9 from 0) keeps its drum kit.
+void FluidsynthNode::select_program() {
+    if (preset < 0) return;
+    constexpr int kDrums = 9;
+    for (int channel = 0; channel < 16; ++channel)
+        if (channel != kDrums) fluid_synth_program_change(synth, channel, midi_range(preset, 127));
 }
 
 void FluidsynthNode::stop_dsp() {
@@ -58,8 +70,18 @@ void FluidsynthNode::compute(int n) {
     const auto count = static_cast<std::size_t>(n);
     if (!synth || count > left.size()) return;
     fluid_synth_write_float(synth, n, left.data(), 0, 1, right.data(), 0, 1);
+    apply_gain(n);
     if (outs[0]) std::copy_n(left.data(), count, outs[0]);
     if (outs[1]) std::copy_n(right.data(), count, outs[1]);
+}
+
+void FluidsynthNode::apply_gain(int n) {
+    const sample_t* gain = ctls[0];
+    if (!gain) return;
+    for (int i = 0; i < n; ++i) {
+        left[static_cast<std::size_t>(i)] *= gain[i];
+        right[static_cast<std::size_t>(i)] *= gain[i];
+    }
 }
 
 void FluidsynthNode::note_on(int channel, int key, int velocity) {

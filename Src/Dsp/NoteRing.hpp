@@ -10,7 +10,8 @@
 #include <cstdint>
 
 struct NoteCommand {
-    int node = 0; // index of the node in its graph
+    int node = 0;                 // number of the node in its graph's schedule
+    std::uint32_t generation = 0; // of the graph's definitions
     int channel = 0;
     int key = 0;
     int velocity = 0; // 0 releases the key

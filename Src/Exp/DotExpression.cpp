@@ -1,7 +1,7 @@
 #include "Exp/DotExpression.hpp"
 
-#include "Exp/Environment.hpp"
 #include "Base/Console.hpp"
+#include "Exp/Environment.hpp"
 #include "Exp/EvalContext.hpp"
 
 #include <ostream>
@@ -75,14 +75,12 @@ int DotExpression::compare_with(const Expression* other) const {
     return compare_nodes(left.get(), o->left.get());
 }
 
-// This build has no audio graph: signal variables have no buffer.
 Value DspVar::eval() const {
-    error("Warning: dsp buffer not already allocated");
-    return undef_value();
+    return ctx ? ctx->dsp_read(name, location) : undef_value();
 }
 
-void DspVar::set_reference(const TaggedValue&) const {
-    error("Cannot assign dsp var %s of kind %s", name.c_str(), "undefined");
+void DspVar::set_var(const TaggedValue& v) const {
+    if (ctx) ctx->dsp_write(name, v, location);
 }
 
 int DspVar::etag() const {

@@ -35,12 +35,18 @@ private:
     var_management* vm_in_scope(const char* mode) const;
 };
 
-class DspVar : public Reference {
+// "$$name": a variable of the audio graph. Actions and curves write its
+// control variables ("@dsp_cvar"), and expressions read them, through the
+// context, which hands the value to the graph; it is no variable of any
+// environment.
+class DspVar : public Var {
 public:
     DspVar(EvalContext* ctx, const std::string& name, const yy::location* loc = nullptr)
-        : Reference(ctx, name, loc) {}
+        : Var(ctx, name, loc) {}
     Value eval() const override;
-    void set_reference(const TaggedValue& v) const override;
+    void set_var(const TaggedValue& v) const override;
     ExpPtr clone() const override { return std::make_unique<DspVar>(*this); }
+    void set_env(Environment*, const std::list<std::string>&, int) const override {}
+    void get_variables(VarSet&) const override {}
     int etag() const override;
 };

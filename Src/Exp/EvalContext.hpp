@@ -12,6 +12,10 @@
 #include <utility>
 #include <vector>
 
+namespace yy {
+struct location;
+}
+
 class Action;
 class Environment;
 class GlobalEnvironment;
@@ -58,7 +62,9 @@ public:
     // when nothing started.
     // The innermost environment of the running execution `id` that defines
     // the variable `uid`, or null.
-    virtual Environment* exe_environment(unsigned long /*id*/, unique_identifier /*uid*/) const { return nullptr; }
+    virtual Environment* exe_environment(unsigned long /*id*/, unique_identifier /*uid*/) const {
+        return nullptr;
+    }
     // Fires `action` now, at beat `position`, outside any running execution
     // (a block used as a value); the execution it started, or exe 0.
     virtual Value fire_action(Action& /*action*/, double /*position*/) { return exe_value(0); }
@@ -68,6 +74,13 @@ public:
     virtual std::vector<ScoreEventView> score_events() const { return {}; }
     // The file the score was read from; empty when unknown.
     virtual std::string score_filename() const { return {}; }
+    // The audio graph's variables ("$$gain"): a write of a control reaches
+    // the graph at its next block; a read gives the control's last value.
+    virtual void dsp_write(const std::string& /*name*/, const TaggedValue& /*v*/,
+                           const yy::location* /*where*/) {}
+    virtual Value dsp_read(const std::string& /*name*/, const yy::location* /*where*/) const {
+        return undef_value();
+    }
     virtual Value launch_process(ProcDefinition* /*proc*/, const std::vector<Value>& /*args*/,
                                  float /*beat_pos*/, const Action* /*ambient*/) {
         return exe_value(0);

@@ -1,8 +1,9 @@
 // The actions that grammar rules build.
+#include "Base/Console.hpp"
+#include "Exp/DotExpression.hpp"
 #include "Exp/Expression.hpp"
 #include "Parser/GrammarSupport.hpp"
 #include "Parser/ParseDriver.hpp"
-#include "Base/Console.hpp"
 #include "Tree/ActionAttributes.hpp"
 #include "Tree/Assignments.hpp"
 #include "Tree/AtomicActions.hpp"
@@ -133,6 +134,17 @@ EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string&
                      const yy::location& loc) {
     return std::make_unique<DspEquation>(driver.build(), std::move(outputs), node, std::move(arguments),
                                          AttributeList{}, &loc);
+}
+
+ActionPtr dsp_assignment(ParseDriver& driver, StringList targets, ExpPtr value, AttrVec attributes,
+                         const yy::location& loc) {
+    if (targets.size() != 1) {
+        driver.error(loc, "A value is assigned to one dsp variable at a time");
+        return nullptr;
+    }
+    auto target = std::make_unique<DspVar>(driver.eval(), targets.front(), driver.keep(loc));
+    return std::make_unique<AssignmentAction>(driver.build(), std::move(target), std::move(value), nullptr,
+                                              std::move(attributes), &loc);
 }
 
 ActionPtr single_equation(ParseDriver& driver, StringList outputs, const std::string& node,

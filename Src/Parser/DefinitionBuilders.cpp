@@ -61,7 +61,7 @@ void load_clause(ParseDriver& driver, ActionVec body, const yy::location& loc) {
 
 // ---- audio graph ----
 
-void dsp_variables(ParseDriver& driver, DspVarKind kind, const StringList& names, const yy::location& loc) {
+void dsp_variables(ParseDriver& driver, DspDeclKind kind, const StringList& names, const yy::location& loc) {
     for (const std::string& name : names)
         DspVarDecl::create(driver.build(), kind, name, &loc);
 }
@@ -74,11 +74,11 @@ void faust_definition(ParseDriver& driver, const std::string& name, StringList p
     DspNodeDecl::create(driver.build(), std::move(node));
 }
 
-void fluidsynth_definition(ParseDriver& driver, const std::string& name, std::string file, int channels,
+void fluidsynth_definition(ParseDriver& driver, const std::string& name, std::string file, int preset,
                            const yy::location& loc) {
     auto node = std::make_unique<DspNodeDecl>(DspNodeKind::FLUIDSYNTH, name, &loc);
     node->file = std::move(file);
-    node->channels = channels;
+    node->preset = preset;
     DspNodeDecl::create(driver.build(), std::move(node));
 }
 

@@ -165,10 +165,10 @@ void pattern_definition(ParseDriver& driver, const std::string& name, PatternPar
 void load_clause(ParseDriver& driver, ActionVec body, const yy::location& loc);
 
 // ---- declarations of the audio graph ----
-void dsp_variables(ParseDriver& driver, DspVarKind kind, const StringList& names, const yy::location& loc);
+void dsp_variables(ParseDriver& driver, DspDeclKind kind, const StringList& names, const yy::location& loc);
 void faust_definition(ParseDriver& driver, const std::string& name, StringList parameters,
                       std::string program, const yy::location& loc);
-void fluidsynth_definition(ParseDriver& driver, const std::string& name, std::string file, int channels,
+void fluidsynth_definition(ParseDriver& driver, const std::string& name, std::string file, int preset,
                            const yy::location& loc);
 void csound_definition(ParseDriver& driver, const std::string& name, std::string file,
                        const yy::location& loc);
@@ -242,6 +242,9 @@ EquationPtr equation(ParseDriver& driver, StringList outputs, const std::string&
 // A patch of a single equation, labelled "_patch_<n>".
 ActionPtr single_equation(ParseDriver& driver, StringList outputs, const std::string& node,
                           StringList arguments, AttrVec attributes, const yy::location& loc);
+// "$$gain := expr": the value of a control variable of the audio graph.
+ActionPtr dsp_assignment(ParseDriver& driver, StringList targets, ExpPtr value, AttrVec attributes,
+                         const yy::location& loc);
 
 // ---- NIM breakpoints ----
 NimPointPtr nim_point(ExpPtr abscissa, ExpPtr start, ExpPtr value, ExpPtr tween);

@@ -139,6 +139,8 @@ void fill_at_keywords(KeywordTable& t) {
         {"@dsp_channel", token::AT_DSP_CHANNEL},
         {"@dsp_link", token::AT_DSP_CHANNEL},
         {"@dsp_cvar", token::AT_DSP_CVAR},
+        {"@fluidsynth_def", token::AT_FLUIDSYNTH_DEF},
+        {"@csound_def", token::AT_CSOUND_DEF},
         {"@eval_when_load", token::AT_EVAL_WHEN_LOAD},
         {"@fun_def", token::AT_FUN},
         {"@global", token::AT_GLOBAL},

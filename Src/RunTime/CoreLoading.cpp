@@ -5,6 +5,7 @@
 #include "Base/Console.hpp"
 #include "Parser/ParseDriver.hpp"
 #include "RunTime/ChannelPort.hpp"
+#include "RunTime/DspPort.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/Firing.hpp"
 #include "RunTime/HostPort.hpp"
@@ -14,8 +15,11 @@
 
 // The runtime, the listening machine and the engine follow `score` (null:
 // none). Tracks are numbered per score: no mute carries over to another.
+// The host's audio graph takes the score's declarations of its variables
+// and nodes.
 void cadenzium_core::follow_score(Score* score) {
     if (rt.score != score) rt.muted_tracks.reset();
+    if (DspPort* dsp = port.dsp(); dsp && x_netscore != score) dsp->load_score(score);
     x_netscore = score;
     rt.score = score;
     if (score) align->setScore(score);

@@ -8,11 +8,14 @@
 // wait for the audio thread.
 #pragma once
 
+#include "Exp/Values.hpp"
+
 #include <string>
 
 class Action;
 class DspEquation;
 class DspPatch;
+class Score;
 
 // One note of a sound node, dated on the engine's clock (seconds). A
 // duration of 0 holds the note until a note of velocity 0 releases it.
@@ -28,6 +31,17 @@ class DspPort {
 public:
     virtual ~DspPort() = default;
 
+    // The engine follows `score` (null: none): its declarations of
+    // variables and nodes replace the previous score's.
+    virtual void load_score(const Score* score) = 0;
+    // "$$gain := v" or a curve's step on a control variable: the nodes
+    // read the value from the next block on.
+    virtual void control(const std::string& name, const TaggedValue& v, const yy::location* where) = 0;
+    // Whether a curve may move `name`: only a control can (reported
+    // otherwise, with the curve's place).
+    virtual bool curve_target(const std::string& name, const yy::location* where) = 0;
+    // The value a control variable was last given.
+    virtual Value control_value(const std::string& name, const yy::location* where) const = 0;
     // "patch": its equations replace those of the same nodes, from the next
     // block on. A lone equation is a patch of one.
     virtual void patch(const DspPatch& a) = 0;

@@ -5,7 +5,9 @@
 #include "RunTime/exec.hpp"
 
 #include "Base/Console.hpp"
+#include "Exp/DotExpression.hpp"
 #include "Exp/ValueKinds.hpp"
+#include "RunTime/DspPort.hpp"
 #include "RunTime/Firing.hpp"
 #include "RunTime/Runtime.hpp"
 #include "Tree/Curve.hpp"
@@ -22,6 +24,17 @@ duration_type unit_of(const Curve& c) {
     for (const SeqContFunction& f : c.functions)
         if (f.points.size() > 1) return f.points[1].delay.unit;
     return DURATION_BEATS;
+}
+
+// A curve moves a variable of the audio graph only when it is a control:
+// any other is refused before the first step, rather than at every one.
+bool dsp_targets_hold(Runtime& rt, const Curve& c) {
+    DspPort* dsp = rt.port.dsp();
+    if (!dsp) return true;
+    for (const SeqContFunction& f : c.functions)
+        for (const auto& v : f.variables)
+            if (dynamic_cast<const DspVar*>(v.get()) && !dsp->curve_target(v->name, v->scloc())) return false;
+    return true;
 }
 
 } // namespace
@@ -52,6 +65,7 @@ exec_curve::exec_curve(Runtime& runtime, Curve& c, double date)
 
 bool exec_curve::build() {
     if (dynamic_cast<DataCurve*>(curve)) return build_from_nim();
+    if (!dsp_targets_hold(*rt, *curve)) return false;
     curves.resize(curve->functions.size());
     for (std::size_t i = 0; i < curves.size(); ++i)
         if (!curves[i].build(curve->functions[i], unit, local_tempo)) return false;

@@ -1,6 +1,7 @@
 // The actions of the audio graph: patches and the notes of sound nodes.
 // They hand their work to the host's graph (DspPort.hpp); a host without
 // one says once that this build does not handle DSP.
+#include "Base/Location.hpp"
 #include "RunTime/DspPort.hpp"
 #include "RunTime/Environment_RunTime.hpp"
 #include "RunTime/Firing.hpp"
@@ -57,4 +58,21 @@ void Firing::visit(DspFluidsynthAction& a) {
     note.date = rt.instant().now;
     if (a.duration) note.duration = seconds_of(rt, *a.duration);
     dsp->note(a.node, note, &a);
+}
+
+void Runtime::dsp_write(const std::string& name, const TaggedValue& v, const yy::location* where) {
+    if (DspPort* dsp = port.dsp()) {
+        dsp->control(name, v, where);
+        return;
+    }
+    if (!reported_kinds.insert("dsp").second) return;
+    error("This version of cadenzium does not handle DSP");
+    post_location("at", where);
+}
+
+Value Runtime::dsp_read(const std::string& name, const yy::location* where) const {
+    if (DspPort* dsp = port.dsp()) return dsp->control_value(name, where);
+    error("Warning: dsp buffer not already allocated");
+    post_location("at", where);
+    return undef_value();
 }

@@ -123,6 +123,10 @@ public:
     // execution, or exe 0 when the call is refused.
     Value launch_process(ProcDefinition* proc, const std::vector<Value>& args, float beat_pos,
                          const Action* ambient) override;
+    // A control of the host's audio graph; without a graph a write says
+    // once that this build does not handle DSP.
+    void dsp_write(const std::string& name, const TaggedValue& v, const yy::location* where) override;
+    Value dsp_read(const std::string& name, const yy::location* where) const override;
     // "mute" and "unmute" a track by name ("track::" optional): the messages
     // of its actions are dropped while it is muted. False, with a report,
     // when the score has no such track.

@@ -11,26 +11,26 @@ std::unique_ptr<yy::location> copy_of(const yy::location* loc) {
 
 } // namespace
 
-void DspVarDecl::create(BuildContext* ctx, DspVarKind kind, const std::string& name,
+void DspVarDecl::create(BuildContext* ctx, DspDeclKind kind, const std::string& name,
                         const yy::location* loc) {
     if (!ctx || !ctx->score) return;
     ctx->score->definitions.push_back(std::make_unique<DspVarDecl>(kind, name, loc));
 }
 
-DspVarDecl::DspVarDecl(DspVarKind k, std::string n, const yy::location* loc)
+DspVarDecl::DspVarDecl(DspDeclKind k, std::string n, const yy::location* loc)
     : kind(k)
     , name(std::move(n))
     , location(copy_of(loc)) {}
 
-const char* DspVarDecl::keyword(DspVarKind kind) {
+const char* DspVarDecl::keyword(DspDeclKind kind) {
     switch (kind) {
-    case DspVarKind::INLET:
+    case DspDeclKind::INLET:
         return "@dsp_inlet";
-    case DspVarKind::OUTLET:
+    case DspDeclKind::OUTLET:
         return "@dsp_outlet";
-    case DspVarKind::CVAR:
+    case DspDeclKind::CVAR:
         return "@dsp_cvar";
-    case DspVarKind::CHANNEL:
+    case DspDeclKind::CHANNEL:
         return "@dsp_channel";
     }
     return "?";
@@ -65,7 +65,7 @@ void DspNodeDecl::show(std::ostream& out) const {
         out << ") {" << program << "}\n";
         return;
     case DspNodeKind::FLUIDSYNTH:
-        out << "@fluidsynth_def " << name << "(\"" << file << "\", " << channels << ")\n";
+        out << "@fluidsynth_def " << name << "(\"" << file << "\", " << preset << ")\n";
         return;
     case DspNodeKind::CSOUND:
         out << "@csound_def " << name << "(\"" << file << "\")\n";

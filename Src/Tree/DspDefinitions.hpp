@@ -14,19 +14,19 @@
 struct BuildContext;
 
 // "@dsp_inlet", "@dsp_outlet", "@dsp_cvar", "@dsp_channel" (or "@dsp_link").
-enum class DspVarKind { INLET, OUTLET, CVAR, CHANNEL };
+enum class DspDeclKind { INLET, OUTLET, CVAR, CHANNEL };
 
 // One variable of the audio graph ("$$name").
 class DspVarDecl final : public ASTNode {
 public:
     // Adds the definition of `name` to the score of `ctx`.
-    static void create(BuildContext* ctx, DspVarKind kind, const std::string& name, const yy::location* loc);
-    DspVarDecl(DspVarKind kind, std::string name, const yy::location* loc);
+    static void create(BuildContext* ctx, DspDeclKind kind, const std::string& name, const yy::location* loc);
+    DspVarDecl(DspDeclKind kind, std::string name, const yy::location* loc);
 
     void show(std::ostream& out) const override;
-    static const char* keyword(DspVarKind kind);
+    static const char* keyword(DspDeclKind kind);
 
-    DspVarKind kind;
+    DspDeclKind kind;
     std::string name;
     std::unique_ptr<yy::location> location;
 };
@@ -34,8 +34,8 @@ public:
 enum class DspNodeKind { FAUST, FLUIDSYNTH, CSOUND };
 
 // A processing node: a Faust program with its parameters (variables "$x" or
-// graph variables "$$x"), a FluidSynth sound font with a channel count, or a
-// Csound file.
+// graph variables "$$x"), a FluidSynth sound font with the program its
+// channels play, or a Csound file.
 class DspNodeDecl final : public ASTNode {
 public:
     // Adds the node to the score of `ctx`; a second node of a name replaces
@@ -50,6 +50,6 @@ public:
     std::vector<std::string> parameters; // of a Faust node
     std::string program;                 // the Faust text, without its braces
     std::string file;                    // of a FluidSynth or Csound node
-    int channels = 0;                    // of a FluidSynth node
+    int preset = 0;                      // of a FluidSynth node: its General MIDI program
     std::unique_ptr<yy::location> location;
 };

@@ -68,11 +68,14 @@ PdObject::PdObject(t_object* owner, const BoxArguments& box, std::string dir)
     if (outlets.audio_count() > 0) make_graph();
 }
 
-// The sound font loads when the signal chain first starts.
+// The sound font loads when the signal chain first starts. A graph made
+// again (for another sound font) takes the declarations of the score
+// already read.
 void PdObject::make_graph() {
     graph = std::make_unique<DspGraph>();
     DspNode* synth = graph->add_node(std::make_unique<FluidsynthNode>("fluidsynth::gm", soundfont));
     graph->set_default_sound(synth);
+    if (core.score()) graph->load_score(core.score());
 }
 
 PdObject::~PdObject() {

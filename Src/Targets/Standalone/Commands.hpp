@@ -92,6 +92,10 @@ struct PlayOptions {
     std::string trace; // a file, "-" for standard output, empty for none
     // Seconds the electronics go on after the last event.
     double tail = 2.0;
+    // The score's own sound rendered offline to this WAV file, on the sound
+    // font `soundfont`; empty for none.
+    std::string render;
+    std::string soundfont = kScoreSoundFont;
     bool quiet = false;
     int verbosity = 0;
 };

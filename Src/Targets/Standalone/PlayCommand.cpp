@@ -1,13 +1,14 @@
 // `cadenzium play`: the score played by itself at its own tempo, its
 // positions and messages reported as a follow reports them. Offline the
-// clock is virtual and the run takes no time; with --realtime it is the
-// wall clock's.
+// clock is virtual and the run takes no time, and the score's own sound
+// may be rendered to a file; with --realtime it is the wall clock's.
 #include "Commands.hpp"
 
 #include "Base/Console.hpp"
 #include "FollowInput.hpp"
 #include "Osc/OscManager.hpp"
 #include "SchedulerThread.hpp"
+#include "ScoreSound.hpp"
 #include "TraceFile.hpp"
 
 #include <chrono>
@@ -60,6 +61,19 @@ void run_realtime(StandaloneHost& host, double tail) {
     std::this_thread::sleep_for(std::chrono::duration<double>(tail));
 }
 
+// The score's sound rendered as the engine's virtual time passes.
+bool open_render(const PlayOptions& o, ScoreSound& sound, StandaloneHost& host) {
+    if (o.render.empty()) return true;
+    if (o.realtime) {
+        error("cadenzium: --render works offline only, without --realtime");
+        return false;
+    }
+    if (!sound.render_to(o.render, o.soundfont)) return false;
+    host.on_time([&sound](double seconds) { sound.render_until(seconds); });
+    host.set_dsp(&sound.graph());
+    return true;
+}
+
 } // namespace
 
 int run_play(const PlayOptions& options, std::ostream& out) {
@@ -71,7 +85,9 @@ int run_play(const PlayOptions& options, std::ostream& out) {
         options.realtime ? std::make_unique<SchedulerThread>() : nullptr;
     TraceTarget trace;
     std::optional<FollowReport> reporting;
+    ScoreSound sound;
     StandaloneHost host(clocks.get());
+    if (!open_render(options, sound, host)) return 1;
     cadenzium_core& engine = host.engine();
     OscManager channels(engine.runtime());
     host.set_channels(&channels);
@@ -87,7 +103,9 @@ int run_play(const PlayOptions& options, std::ostream& out) {
         run_realtime(host, options.tail);
     else
         run_offline(host, options.tail);
+    if (!options.realtime) sound.render_until(engine.GetTime());
     const bool fault = engine.stopped_by_fault();
     engine.cadenzium_stop();
-    return !fault && report.finish_trace() ? 0 : 1;
+    const bool sound_ok = sound.finish();
+    return !fault && report.finish_trace() && sound_ok ? 0 : 1;
 }

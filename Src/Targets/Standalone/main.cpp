@@ -82,6 +82,10 @@ void add_play_options(CLI::App& cmd, PlayOptions& play) {
     cmd.add_flag("--realtime", play.realtime, "Play by the wall clock instead of offline");
     cmd.add_option("--trace", play.trace, "Write a JSON Lines trace to FILE ('-' for standard output)");
     cmd.add_option("--tail", play.tail, "Seconds the electronics go on after the last event");
+    cmd.add_option("--render", play.render,
+                   "Render the score's own sound (its fluidsynth notes) to a WAV FILE (offline only)");
+    cmd.add_option("--soundfont", play.soundfont, "The sound font of the score's fluidsynth notes")
+        ->capture_default_str();
     cmd.add_flag("-q,--quiet", play.quiet, "Print errors only on the console");
     add_verbosity(cmd, play.verbosity);
 }

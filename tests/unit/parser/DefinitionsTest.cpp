@@ -104,7 +104,7 @@ TEST_F(Definitions, AudioGraphDeclarationsAreKeptAsWritten) {
              "NOTE 60 1\n"));
     const auto vars = kept<DspVarDecl>();
     ASSERT_EQ(vars.size(), 3u);
-    EXPECT_EQ(vars[0]->kind, DspVarKind::INLET);
+    EXPECT_EQ(vars[0]->kind, DspDeclKind::INLET);
     EXPECT_EQ(vars[2]->name, "$$h");
     const auto nodes = kept<DspNodeDecl>();
     ASSERT_EQ(nodes.size(), 1u);
