@@ -24,6 +24,9 @@ double StateChain::skip_decay = 0.1;
 double StateChain::reentry = 0;
 double StateChain::back_probability = 0;
 int StateChain::back_reach = 0;
+double StateChain::skip_chord = 1;
+double StateChain::skip_short = 1;
+double StateChain::short_beats = 0.125;
 
 StateChain::StateChain(Score* s, CadAlign* a)
     : score(s)
@@ -48,6 +51,9 @@ void StateChain::restore_default_parameters() {
     reentry = 0;
     back_probability = 0;
     back_reach = 0;
+    skip_chord = 1;
+    skip_short = 1;
+    short_beats = 0.125;
 }
 
 // ---- building ----
@@ -94,9 +100,11 @@ void StateChain::add_detours_from(size_t position) {
         ++k;
     double skip = skip_probability;
     for (int over = 1; over <= skip_reach && skip > 0; ++over, skip *= skip_decay) {
+        const double left_out = leave_out_factor(at(k));
         for (++k; k < size() && at(k)->isDummy();)
             ++k;
         if (k >= size()) break;
+        skip *= left_out;
         targets.push_back(at(k)->firstSubState());
         weights.push_back(skip);
     }
@@ -108,6 +116,16 @@ void StateChain::add_detours_from(size_t position) {
         ++found;
     }
     divert(at(position), next, targets, weights);
+}
+
+double StateChain::leave_out_factor(const State* s) {
+    const Event* e = s ? s->event : nullptr;
+    if (!e) return 1.0;
+    int struck = 0;
+    for (float p : e->pitch_list())
+        if (p > 0) ++struck;
+    if (struck > 1) return skip_chord;
+    return e->beat_duration() < short_beats ? skip_short : 1.0;
 }
 
 void StateChain::divert(State* from, StateRecursion* next, const std::vector<StateRecursion*>& targets,

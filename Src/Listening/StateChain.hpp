@@ -104,6 +104,15 @@ public:
     static double skip_decay;
     static double back_probability;
     static int back_reach;
+    // A skip over a chord weighs `skip_chord` times a skip over a single
+    // note, and over a note shorter than `short_beats` `skip_short` times:
+    // pianists leave out passing and ornamental notes, rarely a whole chord.
+    static double skip_chord;
+    static double skip_short;
+    static double short_beats;
+    // The weight of a skip over the event of state `s`, relative to one
+    // over a plain note.
+    static double leave_out_factor(const State* s);
     // The share of the mass that enters, at each frame, every state of the
     // window alike: no position in reach is ever out of the question.
     static double reentry;
