@@ -24,10 +24,12 @@ ListeningProfile piano_midi_profile() {
     p.spread = 0.5;
     p.hold = 0.3;
     p.hold_loop = 0.97;
-    // A note left out, up to six in a row, a chord half as often; a note
+    // A note left out, up to six in a row, a chord half as often and a
+    // note shorter than an eighth of a beat half as often again; a note
     // played again, two back.
     p.skip = 0.03;
     p.skip_chord = 0.5;
+    p.skip_short = 1.5;
     p.skip_reach = 6;
     p.skip_decay = 0.3;
     p.back = 0.003;
