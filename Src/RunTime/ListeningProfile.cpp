@@ -30,6 +30,9 @@ ListeningProfile piano_midi_profile() {
     p.skip = 0.03;
     p.skip_chord = 0.5;
     p.skip_short = 1.5;
+    // A note held past its law whose next event has not come: from its
+    // tail, five times the skips.
+    p.tail_skip = 5;
     p.skip_reach = 6;
     p.skip_decay = 0.3;
     p.back = 0.003;
@@ -77,6 +80,7 @@ bool ListeningProfile::set(const std::string& name, double value) {
                                                    {"back", &back},
                                                    {"skip_decay", &skip_decay},
                                                    {"skip_chord", &skip_chord},
+                                                   {"tail_skip", &tail_skip},
                                                    {"skip_short", &skip_short},
                                                    {"reentry", &reentry},
                                                    {"extra", &evidence.extra},
@@ -168,6 +172,7 @@ void apply_listening_profile(CadAlign& align, const ListeningProfile& p) {
     StateChain::skip_reach = p.skip_reach;
     StateChain::skip_decay = p.skip_decay;
     StateChain::skip_chord = p.skip_chord;
+    StateChain::tail_skip = p.tail_skip;
     StateChain::skip_short = p.skip_short;
     StateChain::reentry = p.reentry;
     StateChain::back_probability = p.back;

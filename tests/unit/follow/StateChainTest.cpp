@@ -146,13 +146,10 @@ TEST(StateChainBuild, MarkovJumpKeepsItsSelfLoopAndListedTwiceKeepsOneEntry) {
     EXPECT_DOUBLE_EQ(m->transitions[0], 1.0 / 3.0);
 }
 
-// The weight of the exits of event `from` into the entry of event `to`,
-// relative to that into the next event.
-double exit_share(StateChain& chain, int from, int to) {
-    std::vector<StateRecursion*> exits;
-    chain.state_of(from)->recursion_states(exits);
-    const StateRecursion* next = chain.state_of(from + 1)->firstSubState();
-    const StateRecursion* target = chain.state_of(to)->firstSubState();
+// The weight of the exits `exits` into `target`, relative to that into
+// `next`.
+double exit_ratio(const std::vector<StateRecursion*>& exits, const StateRecursion* next,
+                  const StateRecursion* target) {
     double into_next = 0, into_target = 0;
     for (const StateRecursion* r : exits)
         for (size_t i = 0; i < r->successors.size(); ++i) {
@@ -160,6 +157,13 @@ double exit_share(StateChain& chain, int from, int to) {
             if (r->successors[i] == target) into_target += r->transitions[i];
         }
     return into_next > 0 ? into_target / into_next : 0;
+}
+
+// The same for all the exits of event `from` into event `to`.
+double exit_share(StateChain& chain, int from, int to) {
+    std::vector<StateRecursion*> exits;
+    chain.state_of(from)->recursion_states(exits);
+    return exit_ratio(exits, chain.state_of(from + 1)->firstSubState(), chain.state_of(to)->firstSubState());
 }
 
 TEST(StateChainBuild, SkipsWeighTheEventsTheyLeaveOut) {
@@ -180,6 +184,27 @@ TEST(StateChainBuild, SkipsWeighTheEventsTheyLeaveOut) {
     EXPECT_NEAR(exit_share(chain, 2, 4), 0.1 / kept2, 1e-9)
         << "over a note: the target's length does not count";
     EXPECT_NEAR(exit_share(chain, 2, 5), 0.1 * 0.5 * 3 / kept2, 1e-9) << "over a note and a short one";
+}
+
+TEST(StateChainBuild, ANoteHeldPastItsLawSkipsMoreFromItsTail) {
+    ListeningRig rig("NOTE 60 1\nNOTE 62 1\nNOTE 64 1\nNOTE 65 1\n");
+    ASSERT_TRUE(rig.loaded);
+    ParameterGuard guard;
+    StateChain::skip_probability = 0.05;
+    StateChain::skip_reach = 1;
+    StateChain::back_probability = 0.01;
+    StateChain::back_reach = 1;
+    StateChain::tail_skip = 4;
+    StateChain& chain = rig.chain();
+    chain.loadScore(&rig.host.score());
+    auto* note = static_cast<StateAggregateSM*>(chain.state_of(2));
+    const StateRecursion* next = chain.state_of(3)->firstSubState();
+    const StateRecursion* over = chain.state_of(4)->firstSubState();
+    const StateRecursion* back = chain.state_of(1)->firstSubState();
+    EXPECT_NEAR(exit_ratio({note->semi}, next, over), 0.05 / (1 - 0.06), 1e-9) << "the body";
+    EXPECT_NEAR(exit_ratio({note->markov}, next, over), 0.2 / (1 - 0.21), 1e-9) << "the tail";
+    EXPECT_NEAR(exit_ratio({note->markov}, next, back), 0.01 / (1 - 0.21), 1e-9)
+        << "going back is not a skip";
 }
 
 TEST(DecodeWindow, WholeChainWhenShorterThanTheWindow) {
