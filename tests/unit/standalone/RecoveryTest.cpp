@@ -135,7 +135,7 @@ TEST(Recovery, FiveSecondsOfAWrongPassageDoNotLoseTheMusician) {
         p.spans.push_back({t, static_cast<uint8_t>(61 + static_cast<int>(t * 7) % 12 * 2 % 24), 0.18, 70, 0});
     const FollowedPositions f = follow_midi(score.text(), p.spans);
     const Return r = judge(p, played, f, resume, full.onsets[static_cast<size_t>(resume)]);
-    EXPECT_LE(r.delay, 1.0) << "seconds to find the musician again";
+    EXPECT_LE(r.delay, 0.6) << "seconds to find the musician again";
     EXPECT_GE(r.on_time, 0.9);
     EXPECT_EQ(f.positions.back(), static_cast<int>(score.events.size()));
 }
