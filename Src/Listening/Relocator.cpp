@@ -102,17 +102,32 @@ void Relocator::judge(int belief, const std::vector<int>& notes) {
     lost_count = 0;
 }
 
+// Looking for the densest span costs a pass over the score: only when the
+// window holds almost nothing.
+int Relocator::clearly_elsewhere(double here, int from, int to, int belief) const {
+    if (settings.clear_lost <= 0 || explained >= settings.trusted || here >= settings.clear_lost) return -1;
+    const int at = densest(belief);
+    return outside(at, from, to) && mass(at, at + span() - 1) >= settings.clear_found ? at : -1;
+}
+
+bool Relocator::outside(int at, int from, int to) const {
+    return at >= 0 && (at + span() - 1 < from || at > to);
+}
+
 int Relocator::elsewhere(int from, int to, int belief) {
     if (size() == 0) return -1;
-    if (explained >= settings.doubted || mass(from, to) >= settings.lost_mass) {
+    const double here = mass(from, to);
+    if (const int at = clearly_elsewhere(here, from, to, belief); at >= 0) {
+        lost_count = 0;
+        return at;
+    }
+    if (explained >= settings.doubted || here >= settings.lost_mass) {
         lost_count = 0;
         return -1;
     }
     if (++lost_count < settings.lost_frames) return -1;
     const int at = densest(belief);
-    const int span = std::max(settings.found_span, 1);
-    if (at < 0 || mass(at, at + span - 1) < settings.found_mass) return -1;
-    if (at + span - 1 >= from && at <= to) return -1;
+    if (!outside(at, from, to) || mass(at, at + span() - 1) < settings.found_mass) return -1;
     lost_count = 0;
     return at;
 }

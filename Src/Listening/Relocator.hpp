@@ -12,6 +12,7 @@
 // whether the window still holds the musician, and where else to look.
 #pragma once
 
+#include <algorithm>
 #include <bitset>
 #include <vector>
 
@@ -42,6 +43,12 @@ struct RelocatorSettings {
     double trusted = 0.5;
     double doubted = 0.3;
     double smoothing = 0.7;
+    // Once the coarse weight is no longer pinned, evidence this one-sided
+    // moves the window at once, whatever the recent share: the window
+    // covers less than `clear_lost` of the weight and one span elsewhere
+    // holds at least `clear_found`. Zero turns it off.
+    double clear_lost = 0;
+    double clear_found = 0.95;
 };
 
 class Relocator {
@@ -76,6 +83,13 @@ public:
     int densest(int near) const;
 
 private:
+    // The window [from, to] holds so little (`here`) and one span elsewhere
+    // so much that the musician is there beyond doubt: that span, else -1.
+    int clearly_elsewhere(double here, int from, int to, int belief) const;
+    // Whether the span from `at` lies wholly outside [from, to].
+    bool outside(int at, int from, int to) const;
+    int span() const { return std::max(settings.found_span, 1); }
+
     std::vector<std::bitset<128>> notes_of;
     std::vector<double> weight;
     std::vector<double> scratch;

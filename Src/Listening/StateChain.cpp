@@ -1,9 +1,9 @@
 #include "Listening/StateChain.hpp"
 
+#include "Base/Console.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateCompound.hpp"
 #include "Listening/StateSemiMarkov.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -24,6 +24,10 @@ double StateChain::skip_decay = 0.1;
 double StateChain::reentry = 0;
 double StateChain::back_probability = 0;
 int StateChain::back_reach = 0;
+double StateChain::tail_skip = 1;
+double StateChain::skip_chord = 1;
+double StateChain::skip_short = 1;
+double StateChain::short_beats = 0.125;
 
 StateChain::StateChain(Score* s, CadAlign* a)
     : score(s)
@@ -48,6 +52,10 @@ void StateChain::restore_default_parameters() {
     reentry = 0;
     back_probability = 0;
     back_reach = 0;
+    tail_skip = 1;
+    skip_chord = 1;
+    skip_short = 1;
+    short_beats = 0.125;
 }
 
 // ---- building ----
@@ -94,12 +102,15 @@ void StateChain::add_detours_from(size_t position) {
         ++k;
     double skip = skip_probability;
     for (int over = 1; over <= skip_reach && skip > 0; ++over, skip *= skip_decay) {
+        const double left_out = leave_out_factor(at(k));
         for (++k; k < size() && at(k)->isDummy();)
             ++k;
         if (k >= size()) break;
+        skip *= left_out;
         targets.push_back(at(k)->firstSubState());
         weights.push_back(skip);
     }
+    const size_t skips = targets.size();
     int found = 0;
     for (size_t b = position; b-- > 0 && found < back_reach;) {
         if (at(b)->isDummy() || !at(b)->event || at(b)->event->index() == 0) continue;
@@ -107,24 +118,39 @@ void StateChain::add_detours_from(size_t position) {
         weights.push_back(back_probability);
         ++found;
     }
-    divert(at(position), next, targets, weights);
+    divert(at(position), next, targets, weights, skips, tail_skip);
+}
+
+double StateChain::leave_out_factor(const State* s) {
+    const Event* e = s ? s->event : nullptr;
+    if (!e) return 1.0;
+    int struck = 0;
+    for (float p : e->pitch_list())
+        if (p > 0) ++struck;
+    if (struck > 1) return skip_chord;
+    return e->beat_duration() < short_beats ? skip_short : 1.0;
 }
 
 void StateChain::divert(State* from, StateRecursion* next, const std::vector<StateRecursion*>& targets,
-                        const std::vector<double>& weights) {
-    double taken = 0;
-    for (double w : weights)
-        taken += w;
-    if (targets.empty() || !next || taken >= 1) return;
+                        const std::vector<double>& weights, size_t tail_targets, double tail_factor) {
+    if (targets.empty() || !next) return;
     std::vector<StateRecursion*> exits;
     from->recursion_states(exits);
+    const auto* note = dynamic_cast<const StateAggregateSM*>(from);
+    const StateRecursion* tail = note ? note->markov : nullptr;
     for (StateRecursion* r : exits) {
+        const double factor = r == tail ? tail_factor : 1.0;
+        double taken = 0;
+        for (size_t j = 0; j < weights.size(); ++j)
+            taken += j < tail_targets ? weights[j] * factor : weights[j];
+        if (taken >= 1) continue;
         for (size_t i = 0; i < r->successors.size(); ++i) {
             if (r->successors[i] != next) continue;
             const double w = r->transitions[i];
             r->transitions[i] = w * (1 - taken);
             for (size_t j = 0; j < targets.size(); ++j)
-                if (targets[j]) r->add_transition(targets[j], w * weights[j]);
+                if (targets[j])
+                    r->add_transition(targets[j], w * weights[j] * (j < tail_targets ? factor : 1.0));
             break;
         }
     }

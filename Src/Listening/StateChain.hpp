@@ -104,14 +104,29 @@ public:
     static double skip_decay;
     static double back_probability;
     static int back_reach;
+    // A skip over a chord weighs `skip_chord` times a skip over a single
+    // note, and over a note shorter than `short_beats` `skip_short` times:
+    // pianists leave out passing and ornamental notes, rarely a whole chord.
+    // A note held past its law whose next event does not come: the next
+    // one may have been left out. Its tail skips `tail_skip` times as
+    // much as its body.
+    static double tail_skip;
+    static double skip_chord;
+    static double skip_short;
+    static double short_beats;
+    // The weight of a skip over the event of state `s`, relative to one
+    // over a plain note.
+    static double leave_out_factor(const State* s);
     // The share of the mass that enters, at each frame, every state of the
     // window alike: no position in reach is ever out of the question.
     static double reentry;
 
     // The exits of `from` into `next` give `weights[i]` of their weight to
-    // the entries `targets[i]` (the rest stays on `next`).
+    // the entries `targets[i]` (the rest stays on `next`). The tail of a
+    // note, when it has one, gives `tail_factor` times the weights of the
+    // first `tail_targets` targets.
     static void divert(State* from, StateRecursion* next, const std::vector<StateRecursion*>& targets,
-                       const std::vector<double>& weights);
+                       const std::vector<double>& weights, size_t tail_targets = 0, double tail_factor = 1);
 
     // Sets the decode window's length and makes room for what its states
     // borrow.

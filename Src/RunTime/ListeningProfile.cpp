@@ -24,8 +24,15 @@ ListeningProfile piano_midi_profile() {
     p.spread = 0.5;
     p.hold = 0.3;
     p.hold_loop = 0.97;
-    // A note left out, up to six in a row; a note played again, two back.
-    p.skip = 0.02;
+    // A note left out, up to six in a row, a chord half as often and a
+    // note shorter than an eighth of a beat half as often again; a note
+    // played again, two back.
+    p.skip = 0.03;
+    p.skip_chord = 0.5;
+    p.skip_short = 1.5;
+    // A note held past its law whose next event has not come: from its
+    // tail, five times the skips.
+    p.tail_skip = 5;
     p.skip_reach = 6;
     p.skip_decay = 0.3;
     p.back = 0.003;
@@ -45,6 +52,8 @@ ListeningProfile piano_midi_profile() {
     p.relocator.lost_mass = 0.02;
     p.relocator.found_mass = 0.4;
     p.relocator.reentry = 0.001;
+    p.relocator.clear_lost = 0.005;
+    p.relocator.clear_found = 0.95;
     return p;
 }
 
@@ -70,6 +79,9 @@ bool ListeningProfile::set(const std::string& name, double value) {
                                                    {"skip", &skip},
                                                    {"back", &back},
                                                    {"skip_decay", &skip_decay},
+                                                   {"skip_chord", &skip_chord},
+                                                   {"tail_skip", &tail_skip},
+                                                   {"skip_short", &skip_short},
                                                    {"reentry", &reentry},
                                                    {"extra", &evidence.extra},
                                                    {"restrike", &evidence.restrike},
@@ -95,6 +107,8 @@ bool ListeningProfile::set(const std::string& name, double value) {
                                                    {"silence_db", &onsets.silence_db},
                                                    {"silence_width", &onsets.silence_width_db},
                                                    {"doubted", &relocator.doubted},
+                                                   {"clear_lost", &relocator.clear_lost},
+                                                   {"clear_found", &relocator.clear_found},
                                                    {"reloc_smoothing", &relocator.smoothing}};
     if (const auto it = fields.find(name); it != fields.end()) {
         *it->second = value;
@@ -157,6 +171,9 @@ void apply_listening_profile(CadAlign& align, const ListeningProfile& p) {
     StateChain::skip_probability = p.skip;
     StateChain::skip_reach = p.skip_reach;
     StateChain::skip_decay = p.skip_decay;
+    StateChain::skip_chord = p.skip_chord;
+    StateChain::tail_skip = p.tail_skip;
+    StateChain::skip_short = p.skip_short;
     StateChain::reentry = p.reentry;
     StateChain::back_probability = p.back;
     StateChain::back_reach = p.back_reach;

@@ -33,6 +33,9 @@ struct ListeningProfile {
     double skip = 0;
     int skip_reach = 1;
     double skip_decay = 0.1;
+    double tail_skip = 1;
+    double skip_chord = 1;
+    double skip_short = 1;
     double reentry = 0;
     double back = 0;
     int back_reach = 0;

@@ -87,6 +87,41 @@ TEST_F(RelocatorTest, ABeliefThatExplainsTheAttacksIsNeverDoubted) {
     }
 }
 
+// Frames played from event `from` on while the belief stays at 10 (window
+// [0, 20]), until the window is found lost: how many it took, and where.
+struct Found {
+    int at = -1;
+    int frames = 0;
+};
+
+Found lost_from(Relocator& r, const std::vector<int>& pitches, int from, int last) {
+    Found f;
+    r.reset(10);
+    for (int i = from; i <= last && f.at < 0; ++i, ++f.frames) {
+        const std::vector<int> notes{pitches[static_cast<size_t>(i - 1)]};
+        r.observe(notes, {1.0});
+        f.at = r.elsewhere(0, 20, 10);
+        // One attack in three happens to be the belief's own pitch: the
+        // recent share never stays below the doubt for long.
+        const int heard = i % 3 == 0 ? pitches[9] : notes[0];
+        r.judge(10, {heard});
+    }
+    return f;
+}
+
+TEST_F(RelocatorTest, OneSidedEvidenceMovesTheWindowAtOnce) {
+    // Chance matches of the belief keep resetting the count of lost frames;
+    // once the window holds almost nothing and one span holds nearly all,
+    // the window moves without that count.
+    relocator.settings.clear_lost = 0;
+    const Found counted = lost_from(relocator, pitches, 80, 110);
+    relocator.settings.clear_lost = 0.005;
+    const Found clear = lost_from(relocator, pitches, 80, 110);
+    ASSERT_GE(clear.at, 78);
+    EXPECT_LE(clear.at, 110);
+    EXPECT_LT(clear.frames, counted.frames);
+}
+
 TEST_F(RelocatorTest, NearerOfTwoEqualPlacesIsPreferred) {
     // Events 30 and 90 strike the same notes: the nearer one wins.
     std::string text = "BPM 120\n";

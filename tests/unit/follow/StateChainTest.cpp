@@ -146,6 +146,67 @@ TEST(StateChainBuild, MarkovJumpKeepsItsSelfLoopAndListedTwiceKeepsOneEntry) {
     EXPECT_DOUBLE_EQ(m->transitions[0], 1.0 / 3.0);
 }
 
+// The weight of the exits `exits` into `target`, relative to that into
+// `next`.
+double exit_ratio(const std::vector<StateRecursion*>& exits, const StateRecursion* next,
+                  const StateRecursion* target) {
+    double into_next = 0, into_target = 0;
+    for (const StateRecursion* r : exits)
+        for (size_t i = 0; i < r->successors.size(); ++i) {
+            if (r->successors[i] == next) into_next += r->transitions[i];
+            if (r->successors[i] == target) into_target += r->transitions[i];
+        }
+    return into_next > 0 ? into_target / into_next : 0;
+}
+
+// The same for all the exits of event `from` into event `to`.
+double exit_share(StateChain& chain, int from, int to) {
+    std::vector<StateRecursion*> exits;
+    chain.state_of(from)->recursion_states(exits);
+    return exit_ratio(exits, chain.state_of(from + 1)->firstSubState(), chain.state_of(to)->firstSubState());
+}
+
+TEST(StateChainBuild, SkipsWeighTheEventsTheyLeaveOut) {
+    ListeningRig rig("NOTE 60 1\nCHORD (62 65) 1\nNOTE 64 1\nNOTE 67 0.1\nNOTE 69 1\nNOTE 71 1\n");
+    ASSERT_TRUE(rig.loaded);
+    ParameterGuard guard;
+    StateChain::skip_probability = 0.1;
+    StateChain::skip_reach = 2;
+    StateChain::skip_decay = 0.5;
+    StateChain::skip_chord = 0.25;
+    StateChain::skip_short = 3;
+    StateChain& chain = rig.chain();
+    chain.loadScore(&rig.host.score());
+    const double kept = 1 - 0.1 * 0.25 - 0.1 * 0.5 * 0.25;
+    EXPECT_NEAR(exit_share(chain, 1, 3), 0.1 * 0.25 / kept, 1e-9) << "over the chord";
+    EXPECT_NEAR(exit_share(chain, 1, 4), 0.1 * 0.5 * 0.25 / kept, 1e-9) << "over the chord and a note";
+    const double kept2 = 1 - 0.1 - 0.1 * 0.5 * 3;
+    EXPECT_NEAR(exit_share(chain, 2, 4), 0.1 / kept2, 1e-9)
+        << "over a note: the target's length does not count";
+    EXPECT_NEAR(exit_share(chain, 2, 5), 0.1 * 0.5 * 3 / kept2, 1e-9) << "over a note and a short one";
+}
+
+TEST(StateChainBuild, ANoteHeldPastItsLawSkipsMoreFromItsTail) {
+    ListeningRig rig("NOTE 60 1\nNOTE 62 1\nNOTE 64 1\nNOTE 65 1\n");
+    ASSERT_TRUE(rig.loaded);
+    ParameterGuard guard;
+    StateChain::skip_probability = 0.05;
+    StateChain::skip_reach = 1;
+    StateChain::back_probability = 0.01;
+    StateChain::back_reach = 1;
+    StateChain::tail_skip = 4;
+    StateChain& chain = rig.chain();
+    chain.loadScore(&rig.host.score());
+    auto* note = static_cast<StateAggregateSM*>(chain.state_of(2));
+    const StateRecursion* next = chain.state_of(3)->firstSubState();
+    const StateRecursion* over = chain.state_of(4)->firstSubState();
+    const StateRecursion* back = chain.state_of(1)->firstSubState();
+    EXPECT_NEAR(exit_ratio({note->semi}, next, over), 0.05 / (1 - 0.06), 1e-9) << "the body";
+    EXPECT_NEAR(exit_ratio({note->markov}, next, over), 0.2 / (1 - 0.21), 1e-9) << "the tail";
+    EXPECT_NEAR(exit_ratio({note->markov}, next, back), 0.01 / (1 - 0.21), 1e-9)
+        << "going back is not a skip";
+}
+
 TEST(DecodeWindow, WholeChainWhenShorterThanTheWindow) {
     ListeningRig rig("NOTE 60 1\n");
     EXPECT_EQ(rig.chain().size(), 3u);
@@ -182,8 +243,7 @@ TEST(DecodeWindow, PlacedFromTheEventsOwnStatePastDummies) {
         rig.chain().updateDecodeWindow(score.events[static_cast<size_t>(i)].get());
         const std::span<State* const> window = rig.chain().window();
         ASSERT_EQ(window.size(), 4u) << "event " << i;
-        EXPECT_EQ(window[2], rig.chain().state_of(i))
-            << "two states behind, event " << i;
+        EXPECT_EQ(window[2], rig.chain().state_of(i)) << "two states behind, event " << i;
     }
     rig.chain().waitPosition(score.events[23].get(), score.events[22].get());
     rig.chain().updateDecodeWindow(score.events[23].get());
