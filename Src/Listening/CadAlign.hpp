@@ -52,6 +52,8 @@ struct UniqueObs {
     // strikes (not tied): whom an attack belongs to.
     std::bitset<128> own_notes;
     std::bitset<128> struck_notes;
+    // Keys a semitone from a struck note that are none of its own.
+    std::bitset<128> near_notes;
     std::vector<int> note_list;
     // By audio: the semitone bands of those notes' first partials.
     std::bitset<128> own_bands;
@@ -154,7 +156,9 @@ public:
 
     // ---- templates ----
     UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
-    Observation& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
+    Observation& insert_PitchClass_History(const PitchClass& pc) {
+        return insert_PitchClass(pc, true).history;
+    }
     const double& insert_PitchClass_Instant(const PitchClass& pc) {
         return insert_PitchClass(pc, false).instant;
     }

@@ -66,6 +66,11 @@ void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
         const int note = nearest_key(p);
         if (note >= 0 && note < 128) r.struck_notes.reset(static_cast<size_t>(note));
     }
+    // Only a single struck note is missed by a neighbour: among a chord's
+    // keys, a wrong one cannot be told from a stray.
+    r.near_notes.reset();
+    if (r.struck_notes.count() == 1)
+        r.near_notes = ((r.struck_notes << 1) | (r.struck_notes >> 1)) & ~r.own_notes;
     r.own_bands = AudioOnsets::partial_bands(r.own_notes);
     r.struck_bands = AudioOnsets::partial_bands(r.struck_notes);
 }

@@ -91,3 +91,34 @@ private:
     std::size_t head = 0;
     std::size_t count = 0;
 };
+
+// The history of the frames' normalisers, with their inverses kept beside
+// them: the look-back of every semi-Markov state divides each past frame by
+// its normaliser, so the division is done once, when the frame's total is
+// known, and the look-backs multiply.
+class Normalisers {
+public:
+    explicit Normalisers(std::size_t bound)
+        : values(bound)
+        , inverses(bound) {}
+
+    // `N` above 0 (the recursion replaces a total of 0 by 1).
+    void push_back(double N) {
+        assert(N > 0 && "a normaliser is positive");
+        values.push_back(N);
+        inverses.push_back(1.0 / N);
+    }
+    void clear() {
+        values.clear();
+        inverses.clear();
+    }
+    double back(std::size_t u = 0) const { return values.back(u); }
+    // 1 / back(u).
+    double inverse(std::size_t u) const { return inverses.back(u); }
+    std::size_t size() const { return values.size(); }
+    bool empty() const { return values.empty(); }
+
+private:
+    History values;
+    History inverses;
+};

@@ -29,7 +29,7 @@ void Observation::clear() {
 // after the entry, so early) and moves frame t - u - 1 + early_frames from
 // early to settled; when the phases agree the ratio is exactly 1, and the
 // products are those of a single history.
-void Observation::stays(const History& N, int u_max, int early_frames, BoundedRow& out) const {
+void Observation::stays(const Normalisers& N, int u_max, int early_frames, BoundedRow& out) const {
     if (entry.empty()) {
         out.clear();
         return;
@@ -58,7 +58,7 @@ void Observation::stays(const History& N, int u_max, int early_frames, BoundedRo
             if (now != was) next *= now / was;
         }
         if (std::fabs(next) <= DBL_MAX) R = next;
-        const double inverse = 1.0 / N.back(u - 1);
+        const double inverse = N.inverse(u - 1);
         just_after = after.back(u) * inverse;
         const double candidate = entry.back(u) * inverse * R;
         if (std::fabs(candidate) <= DBL_MAX) O = candidate;

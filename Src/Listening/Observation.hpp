@@ -42,7 +42,7 @@ public:
     // read the early phase. Writes min(u_max, what the histories hold)
     // values, at least one; a product that overflows keeps its last finite
     // value, at most out.bound(). No allocation once `out` has storage.
-    void stays(const History& N, int u_max, int early_frames, BoundedRow& out) const;
+    void stays(const Normalisers& N, int u_max, int early_frames, BoundedRow& out) const;
 
     History entry;
     History early;

@@ -1,9 +1,9 @@
 #include "Listening/StateSemiMarkov.hpp"
 
+#include "Base/Console.hpp"
 #include "Listening/BufferPool.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 
 // ---- StateSemiMarkov ----
 
-StateSemiMarkov::StateSemiMarkov(Event* e, History* normalisers)
+StateSemiMarkov::StateSemiMarkov(Event* e, Normalisers* normalisers)
     : StateRecursion(e)
     , N_t(normalisers) {
     assert(N_t && "a semi-Markov state reads its chain's normalisers");
@@ -48,7 +48,11 @@ void StateSemiMarkov::Observe(CadAlign& align, int u) {
         obsCumNorm.clear();
         return;
     }
-    obs->stays(*N_t, u_max, align.evidence.early_length(FrameDurationFloat(align)), obsCumNorm);
+    obs->stays(*N_t, u_max, early_frames(align), obsCumNorm);
+}
+
+int StateSemiMarkov::early_frames(const CadAlign& align) const {
+    return align.evidence.early_length(FrameDurationFloat(align));
 }
 
 // ForwardLast: entered u frames ago, heard what was heard, still here.
@@ -227,27 +231,58 @@ void StateTrill::addMicrostate(Event* e, StateChain* chain) {
 }
 
 void StateTrill::Observe(CadAlign& align) {
+    own_obs.push(hear_notes());
+    Observe(align, compute_u_max(align));
+}
+
+namespace {
+
+// A note was struck at this frame: its settled value (a re-strike) is
+// below its early one (a welcome late note).
+bool struck_now(const PhaseValues& p) {
+    return p.settled < p.early;
+}
+
+} // namespace
+
+PhaseValues StateTrill::hear_notes() {
     double best = -1.0;
-    PhaseValues heard{-1.0, -1.0, -1.0};
-    for (StateSemiMarkov* m : trill_micro) {
+    int struck = -1;
+    int struck_count = 0;
+    for (size_t k = 0; k < trill_micro.size(); ++k) {
+        StateSemiMarkov* m = trill_micro[k];
         const double v = m->get_obs();
         if (v > best) {
             best = v;
             best_micro = m;
         }
+        if (m->obs && !m->obs->empty() && struck_now(m->obs->newest_values())) {
+            struck = static_cast<int>(k);
+            ++struck_count;
+        }
+    }
+    const bool repeated = struck_count == 1 && struck == last_struck;
+    if (struck_count > 0) last_struck = struck_count == 1 ? struck : -1;
+    PhaseValues heard{-1.0, -1.0, -1.0};
+    for (size_t k = 0; k < trill_micro.size(); ++k) {
+        const StateSemiMarkov* m = trill_micro[k];
         if (!m->obs || m->obs->empty()) continue;
         const PhaseValues& p = m->obs->newest_values();
         heard.entry = std::max(heard.entry, p.entry);
-        heard.early = std::max(heard.early, p.early);
+        heard.early = std::max(heard.early, repeated && static_cast<int>(k) == struck ? p.settled : p.early);
+        heard.settled = std::max(heard.settled, p.settled);
     }
     if (heard.early < 0) heard = {best, best, best};
-    heard.settled = heard.early;
-    own_obs.push(heard);
-    Observe(align, compute_u_max(align));
+    return heard;
+}
+
+int StateTrill::early_frames(const CadAlign& align) const {
+    return std::max(StateSemiMarkov::early_frames(align), static_cast<int>(FrameDurationFloat(align)));
 }
 
 void StateTrill::deleteInference() {
     own_obs.clear();
+    last_struck = -1;
     StateSemiMarkovCompound::deleteInference();
     for (StateSemiMarkov* m : trill_micro)
         m->deleteInference();
