@@ -158,13 +158,15 @@ void CadAlign::Observer() {
         silence_prob = 1e-12f;
     if (!chain) return;
     rebuild_stale_templates();
+    const int midi = MIDI_input();
+    frame_template_size = static_cast<size_t>(midi >= 0 ? midi_size : template_size);
     for (State* s : chain->window())
         s->assign_pitchclass(this);
-    const int midi = MIDI_input();
     for (auto it = obs_map.begin(); it != obs_map.end();) {
         UniqueObs& r = *it->second;
         if (r.history_count == 0 && r.instant_count == 0) {
             it = obs_map.erase(it);
+            ++obs_generation;
             continue;
         }
         const PhaseValues p = observation_probability(it->first, r, midi, audio);

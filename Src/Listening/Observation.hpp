@@ -49,5 +49,10 @@ public:
     History settled;
 
 private:
+    // stays() into `out` (n values). Unchecked, false when some product
+    // was not finite (the values are then to be computed again, checked).
+    template <bool Checked>
+    bool products(const Normalisers& N, std::size_t n, std::size_t K, double* out) const;
+
     PhaseValues last;
 };

@@ -158,7 +158,7 @@ void StateSemiMarkov::set_windowed(bool on) {
 }
 
 void StateSemiMarkov::assign_pitchclass(CadAlign* align) {
-    obs = &align->insert_PitchClass_History(pitchclass);
+    obs = &align->cached_PitchClass(entry, entry_generation, pitchclass, true).history;
 }
 
 // ---- StateSemiMarkovCompound ----

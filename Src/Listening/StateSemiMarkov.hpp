@@ -61,6 +61,9 @@ public:
 private:
     BufferPool* pool = nullptr;
     double* slot = nullptr;
+    // The driver's entry for the template, kept between frames.
+    UniqueObs* entry = nullptr;
+    std::uint64_t entry_generation = 0;
 
     // The sums of ForwardLast and Forward over the first n look-back steps.
     void accumulate(size_t n, const double* survivor, const double* occupancy);
