@@ -147,7 +147,7 @@ void StateSemiMarkov::set_windowed(bool on) {
         slot = pool->borrow();
         if (!slot) return;
         StateIns.attach(slot);
-        obsCumNorm.attach(slot + STATE_HISTORY);
+        obsCumNorm.attach(slot + History::storage_for(STATE_HISTORY));
         return;
     }
     deleteInference();

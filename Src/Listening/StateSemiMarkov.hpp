@@ -16,7 +16,7 @@ constexpr std::size_t STATE_HISTORY = 1000;
 constexpr std::size_t OBS_HISTORY = 1001;
 // What a semi-Markov state borrows while it is in the decode window: its
 // entering mass and its look-back observations.
-constexpr std::size_t STAY_SLOT = STATE_HISTORY + OBS_HISTORY;
+constexpr std::size_t STAY_SLOT = History::storage_for(STATE_HISTORY) + OBS_HISTORY;
 
 class BufferPool;
 
