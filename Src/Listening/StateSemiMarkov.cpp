@@ -41,14 +41,17 @@ void StateSemiMarkov::Observe(CadAlign& align) {
 }
 
 // The newest normaliser is that of the previous frame: this frame's does not
-// exist yet.
+// exist yet. A stay entered when no mass entered weighs nothing in the
+// recursion: the look-back stops at the oldest entry that brought mass
+// (this frame's entry is not known yet, and always looked at).
 void StateSemiMarkov::Observe(CadAlign& align, int u) {
     u_max = u;
     if (!obs || obs->empty()) {
         obsCumNorm.clear();
         return;
     }
-    obs->stays(*N_t, u_max, early_frames(align), obsCumNorm);
+    const int reach = static_cast<int>(std::min<std::size_t>(entered_span + 1, STATE_HISTORY + 1));
+    obs->stays(*N_t, std::min(u_max, reach), early_frames(align), obsCumNorm);
 }
 
 int StateSemiMarkov::early_frames(const CadAlign& align) const {
@@ -59,6 +62,7 @@ int StateSemiMarkov::early_frames(const CadAlign& align) const {
 // Forward: the same, leaving exactly now.
 void StateSemiMarkov::Infere(CadAlign& align) {
     StateIns.push_back(StateIn);
+    if (StateIn != 0 || entered_span > 0) entered_span = std::min(entered_span + 1, StateIns.size());
     if (obsCumNorm.empty()) {
         if (StateChain::verbosity > 2) {
             post("StateSemiMarkov::Infere: empty obsCumNorm and u_max=%d (frameduration %.3f, state pitch "
@@ -137,6 +141,7 @@ void StateSemiMarkov::check_sums(int u, double survivor, double occupancy, doubl
 void StateSemiMarkov::deleteInference() {
     StateRecursion::deleteInference();
     StateIns.clear();
+    entered_span = 0;
     obsCumNorm.clear();
 }
 
@@ -147,11 +152,13 @@ void StateSemiMarkov::set_windowed(bool on) {
         slot = pool->borrow();
         if (!slot) return;
         StateIns.attach(slot);
+        entered_span = 0;
         obsCumNorm.attach(slot + History::storage_for(STATE_HISTORY));
         return;
     }
     deleteInference();
     StateIns.detach();
+    entered_span = 0;
     obsCumNorm.detach();
     pool->give_back(slot);
     slot = nullptr;

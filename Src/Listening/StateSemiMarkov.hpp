@@ -61,6 +61,9 @@ public:
 private:
     BufferPool* pool = nullptr;
     double* slot = nullptr;
+    // The newest entries of StateIns reaching back to the oldest that is
+    // not 0 (or further): older entries brought no mass.
+    std::size_t entered_span = 0;
     // The driver's entry for the template, kept between frames.
     UniqueObs* entry = nullptr;
     std::uint64_t entry_generation = 0;
