@@ -1,9 +1,9 @@
 #include "Listening/CadAlign.hpp"
 
+#include "Base/Console.hpp"
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -23,6 +23,7 @@ AttackCount UniqueObs::count(const std::vector<int>& attacks) const {
         if (note < 0 || note >= 128) continue;
         if (own_notes[static_cast<size_t>(note)]) c.own += 1;
         if (struck_notes[static_cast<size_t>(note)]) c.struck += 1;
+        if (near_notes[static_cast<size_t>(note)]) c.near += 1;
     }
     return c;
 }
@@ -157,13 +158,15 @@ void CadAlign::Observer() {
         silence_prob = 1e-12f;
     if (!chain) return;
     rebuild_stale_templates();
+    const int midi = MIDI_input();
+    frame_template_size = static_cast<size_t>(midi >= 0 ? midi_size : template_size);
     for (State* s : chain->window())
         s->assign_pitchclass(this);
-    const int midi = MIDI_input();
     for (auto it = obs_map.begin(); it != obs_map.end();) {
         UniqueObs& r = *it->second;
         if (r.history_count == 0 && r.instant_count == 0) {
             it = obs_map.erase(it);
+            ++obs_generation;
             continue;
         }
         const PhaseValues p = observation_probability(it->first, r, midi, audio);
@@ -188,7 +191,8 @@ double CadAlign::midi_sound(const UniqueObs& r) const {
 
 // With no attack in the frame the three phases agree: the plain likelihood
 // of what sounds.
-PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio) {
+PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet,
+                                              bool audio) {
     if (dummy_observations != 0) return {1.0, 1.0, 1.0};
     const std::vector<int>& attacks = heard.attacks();
     if (audio) return audio_probability(pc, r);
@@ -342,16 +346,18 @@ void CadAlign::relocate_if_lost() {
     const int at = relocator.elsewhere(from, to, belief);
     relocator.judge(belief, notes);
     if (at < 0) return;
-    if (verbosity > 0) post("CadAlign: the musician is lost near event %d; looking again from event %d", belief, at);
+    if (verbosity > 0)
+        post("CadAlign: the musician is lost near event %d; looking again from event %d", belief, at);
     chain->relocate(at, relocator);
 }
 
 void CadAlign::log_onset(const Decision& d) const {
     const Event* sub = d.sub;
-    post("CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
-         "%i - position held: %i",
-         static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
-         sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
+    post(
+        "CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
+        "%i - position held: %i",
+        static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
+        sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
     post("    \t  local_Nt is %.5f", chain->N_t.empty() ? 0.0 : chain->N_t.back());
 }
 
@@ -362,6 +368,7 @@ void CadAlign::print_inference() {
     trace << frame_counter << ' ' << last_time << ' ' << accepted << ' '
           << (chain->N_t.empty() ? 0.0 : chain->N_t.back()) << " att=" << heard.attacks().size();
     for (const State* s : chain->window())
-        if (s->ForwardLast > 1e-3) trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
+        if (s->ForwardLast > 1e-3)
+            trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
     trace << '\n';
 }

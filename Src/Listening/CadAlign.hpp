@@ -52,6 +52,8 @@ struct UniqueObs {
     // strikes (not tied): whom an attack belongs to.
     std::bitset<128> own_notes;
     std::bitset<128> struck_notes;
+    // Keys a semitone from a struck note that are none of its own.
+    std::bitset<128> near_notes;
     std::vector<int> note_list;
     // By audio: the semitone bands of those notes' first partials.
     std::bitset<128> own_bands;
@@ -154,10 +156,17 @@ public:
 
     // ---- templates ----
     UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
-    Observation& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
+    Observation& insert_PitchClass_History(const PitchClass& pc) {
+        return insert_PitchClass(pc, true).history;
+    }
     const double& insert_PitchClass_Instant(const PitchClass& pc) {
         return insert_PitchClass(pc, false).instant;
     }
+    // The same for a state that keeps its entry in `cache` between frames:
+    // no look-up while no entry was dropped since `generation`. Called
+    // while the frame is observed.
+    UniqueObs& cached_PitchClass(UniqueObs*& cache, std::uint64_t& generation, const PitchClass& pc,
+                                 bool history);
     void clear_observation_history();
     std::size_t template_count() const { return obs_map.size(); }
 
@@ -330,7 +339,15 @@ private:
     const std::vector<int>& frame_attacks();
     void print_inference();
 
+    // Counts a state's request, building the template if it is stale.
+    void touch_PitchClass(UniqueObs& r, const PitchClass& pc, bool history, std::size_t expected);
+
     std::map<PitchClass, std::unique_ptr<UniqueObs>> obs_map;
+    // Raised whenever an entry of obs_map is dropped (cached entries are
+    // then looked up again).
+    std::uint64_t obs_generation = 1;
+    // The template size of the frame being observed.
+    std::size_t frame_template_size = 0;
     OccupancyMap occupancy_map;
     std::vector<float> likelihood_scratch;
     std::map<const Score*, std::unique_ptr<StateChain>> chains;

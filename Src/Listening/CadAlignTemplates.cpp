@@ -13,12 +13,7 @@ UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
     const bool existed = it != obs_map.end();
     if (!existed) it = obs_map.emplace(pc, std::make_unique<UniqueObs>()).first;
     UniqueObs& r = *it->second;
-    const size_t expected = static_cast<size_t>(MIDI_input() >= 0 ? midi_size : template_size);
-    if (r.templ.size() != expected) build_template(r, pc);
-    if (history)
-        ++r.history_count;
-    else
-        ++r.instant_count;
+    touch_PitchClass(r, pc, history, static_cast<size_t>(MIDI_input() >= 0 ? midi_size : template_size));
     if (verbosity > 2)
         post("StateChain::insert_PitchClass: candidate pitches are %s (KL template size = %d) - already "
              "exist = %d - "
@@ -26,6 +21,25 @@ UniqueObs& CadAlign::insert_PitchClass(const PitchClass& pc, bool history) {
              pc.toString().c_str(), template_size, existed ? 1 : 0, pc.toString().c_str(),
              static_cast<int>(r.templ.size()), static_cast<int>(obs_map.size()));
     return r;
+}
+
+UniqueObs& CadAlign::cached_PitchClass(UniqueObs*& cache, std::uint64_t& generation, const PitchClass& pc,
+                                       bool history) {
+    if (!cache || generation != obs_generation || verbosity > 2) {
+        cache = &insert_PitchClass(pc, history);
+        generation = obs_generation;
+        return *cache;
+    }
+    touch_PitchClass(*cache, pc, history, frame_template_size);
+    return *cache;
+}
+
+void CadAlign::touch_PitchClass(UniqueObs& r, const PitchClass& pc, bool history, std::size_t expected) {
+    if (r.templ.size() != expected) build_template(r, pc);
+    if (history)
+        ++r.history_count;
+    else
+        ++r.instant_count;
 }
 
 // The builder sees the driver's harmonics and piano mode, not the state's.
@@ -66,6 +80,11 @@ void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
         const int note = nearest_key(p);
         if (note >= 0 && note < 128) r.struck_notes.reset(static_cast<size_t>(note));
     }
+    // Only a single struck note is missed by a neighbour: among a chord's
+    // keys, a wrong one cannot be told from a stray.
+    r.near_notes.reset();
+    if (r.struck_notes.count() == 1)
+        r.near_notes = ((r.struck_notes << 1) | (r.struck_notes >> 1)) & ~r.own_notes;
     r.own_bands = AudioOnsets::partial_bands(r.own_notes);
     r.struck_bands = AudioOnsets::partial_bands(r.struck_notes);
 }

@@ -19,10 +19,15 @@ PhaseValues phase_values(const AttackCount& a, double sound, const EvidenceSetti
     const double foreign = power_of_count(s.extra, std::max(0.0, a.total - a.own));
     const double settled = heard * foreign * power_of_count(s.restrike, a.own);
     if (!expects_attack) return {settled, settled, settled};
-    // A tied pitch struck at the entry is a re-strike as well.
+    // A tied pitch struck at the entry is a re-strike as well. A wrong note
+    // takes the place of a missing strike, and of its sound (what sounds is
+    // the wrong key); it is then no extra attack.
     const double announced = std::min(a.struck, 1.0);
-    const double entry = heard * foreign * power_of_count(s.restrike, std::max(0.0, a.own - a.struck)) *
-                         (announced + (1.0 - announced) * s.unannounced);
+    const double wrong = s.wrong_note > 0 ? std::min(a.near, 1.0 - announced) : 0.0;
+    const double others = power_of_count(s.extra, std::max(0.0, a.total - a.own - wrong));
+    const double entry =
+        others * power_of_count(s.restrike, std::max(0.0, a.own - a.struck)) *
+        (heard * (announced + (1.0 - announced - wrong) * s.unannounced) + wrong * s.wrong_note);
     return {entry, heard * foreign, settled};
 }
 

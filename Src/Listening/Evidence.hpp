@@ -6,7 +6,8 @@
 // (tied), or none of its pitches.
 //
 //   entry:   attacks of struck pitches are what is expected; an entry with
-//            none of them is unannounced; other attacks are extra.
+//            none of them is unannounced, unless a note a semitone off one
+//            of them stands for it (a wrong note); other attacks are extra.
 //   early:   late notes of the event's own pitches are welcome, others extra.
 //   settled: any attack is unexpected; an own pitch struck again is a
 //            re-strike, a foreign one extra.
@@ -23,6 +24,7 @@ struct AttackCount {
     double total = 0;  // all attacks of the frame
     double own = 0;    // on pitches of the class, struck or tied
     double struck = 0; // on pitches the event strikes
+    double near = 0;   // a semitone from a struck pitch, not own: a wrong note
 };
 
 struct EvidenceSettings {
@@ -32,6 +34,10 @@ struct EvidenceSettings {
     double restrike = 0.2;
     // Of an entry without any attack of the event's struck pitches.
     double unannounced = 0.05;
+    // Of an entry announced by a wrong note: an attack a semitone from the
+    // one pitch it strikes stands for the strike that did not come. 0: a
+    // wrong note is an extra attack like any other.
+    double wrong_note = 0;
     // The sound match enters as max(sound, sound_floor) ^ sound_power: a
     // tempered likelihood, so that one frame cannot take all the mass.
     double sound_floor = 0.02;

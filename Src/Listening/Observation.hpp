@@ -42,12 +42,17 @@ public:
     // read the early phase. Writes min(u_max, what the histories hold)
     // values, at least one; a product that overflows keeps its last finite
     // value, at most out.bound(). No allocation once `out` has storage.
-    void stays(const History& N, int u_max, int early_frames, BoundedRow& out) const;
+    void stays(const Normalisers& N, int u_max, int early_frames, BoundedRow& out) const;
 
     History entry;
     History early;
     History settled;
 
 private:
+    // stays() into `out` (n values). Unchecked, false when some product
+    // was not finite (the values are then to be computed again, checked).
+    template <bool Checked>
+    bool products(const Normalisers& N, std::size_t n, std::size_t K, double* out) const;
+
     PhaseValues last;
 };

@@ -1,8 +1,8 @@
 #include "Listening/State.hpp"
 
+#include "Base/Console.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>
@@ -142,7 +142,7 @@ void StateMarkov::addMultipleSuccessors(State* self, std::vector<State*>& list) 
 }
 
 void StateMarkov::assign_pitchclass(CadAlign* align) {
-    obs = &align->insert_PitchClass_Instant(pitchclass);
+    obs = &align->cached_PitchClass(entry, entry_generation, pitchclass, false).instant;
 }
 
 // ---- StateDummyMarkov ----

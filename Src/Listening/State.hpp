@@ -10,9 +10,10 @@
 //     StateCompound             groups of states (StateCompound.hpp)
 #pragma once
 
-#include "Listening/PitchClass.hpp"
 #include "Base/ASTNode.hpp"
+#include "Listening/PitchClass.hpp"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ class CadAlign;
 class Event;
 class StateChain;
 class StateRecursion;
+struct UniqueObs;
 
 // The floor of the probability of being in a state: no state of the window
 // is ever at 0, so that a later frame can recover it.
@@ -129,6 +131,11 @@ public:
     double probaMarkov;
     // The instant value of this state's template, owned by the driver.
     const double* obs = nullptr;
+
+private:
+    // The driver's entry for the template, kept between frames.
+    UniqueObs* entry = nullptr;
+    std::uint64_t entry_generation = 0;
 };
 
 // The silent state that waits before a position (after a pizzicato, or

@@ -135,7 +135,7 @@ public:
     State* best = nullptr;
     std::vector<State*> decode_window;
     int decodingwin_length = 21;
-    History N_t{1000};
+    Normalisers N_t{1000};
     float frames_in_position = 0;
     Score* score = nullptr;
     // The machine that built the chain and runs its frames.

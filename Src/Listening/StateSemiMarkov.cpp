@@ -1,9 +1,9 @@
 #include "Listening/StateSemiMarkov.hpp"
 
+#include "Base/Console.hpp"
 #include "Listening/BufferPool.hpp"
 #include "Listening/CadAlign.hpp"
 #include "Listening/StateChain.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 
 // ---- StateSemiMarkov ----
 
-StateSemiMarkov::StateSemiMarkov(Event* e, History* normalisers)
+StateSemiMarkov::StateSemiMarkov(Event* e, Normalisers* normalisers)
     : StateRecursion(e)
     , N_t(normalisers) {
     assert(N_t && "a semi-Markov state reads its chain's normalisers");
@@ -41,20 +41,28 @@ void StateSemiMarkov::Observe(CadAlign& align) {
 }
 
 // The newest normaliser is that of the previous frame: this frame's does not
-// exist yet.
+// exist yet. A stay entered when no mass entered weighs nothing in the
+// recursion: the look-back stops at the oldest entry that brought mass
+// (this frame's entry is not known yet, and always looked at).
 void StateSemiMarkov::Observe(CadAlign& align, int u) {
     u_max = u;
     if (!obs || obs->empty()) {
         obsCumNorm.clear();
         return;
     }
-    obs->stays(*N_t, u_max, align.evidence.early_length(FrameDurationFloat(align)), obsCumNorm);
+    const int reach = static_cast<int>(std::min<std::size_t>(entered_span + 1, STATE_HISTORY + 1));
+    obs->stays(*N_t, std::min(u_max, reach), early_frames(align), obsCumNorm);
+}
+
+int StateSemiMarkov::early_frames(const CadAlign& align) const {
+    return align.evidence.early_length(FrameDurationFloat(align));
 }
 
 // ForwardLast: entered u frames ago, heard what was heard, still here.
 // Forward: the same, leaving exactly now.
 void StateSemiMarkov::Infere(CadAlign& align) {
     StateIns.push_back(StateIn);
+    if (StateIn != 0 || entered_span > 0) entered_span = std::min(entered_span + 1, StateIns.size());
     if (obsCumNorm.empty()) {
         if (StateChain::verbosity > 2) {
             post("StateSemiMarkov::Infere: empty obsCumNorm and u_max=%d (frameduration %.3f, state pitch "
@@ -133,6 +141,7 @@ void StateSemiMarkov::check_sums(int u, double survivor, double occupancy, doubl
 void StateSemiMarkov::deleteInference() {
     StateRecursion::deleteInference();
     StateIns.clear();
+    entered_span = 0;
     obsCumNorm.clear();
 }
 
@@ -143,18 +152,20 @@ void StateSemiMarkov::set_windowed(bool on) {
         slot = pool->borrow();
         if (!slot) return;
         StateIns.attach(slot);
-        obsCumNorm.attach(slot + STATE_HISTORY);
+        entered_span = 0;
+        obsCumNorm.attach(slot + History::storage_for(STATE_HISTORY));
         return;
     }
     deleteInference();
     StateIns.detach();
+    entered_span = 0;
     obsCumNorm.detach();
     pool->give_back(slot);
     slot = nullptr;
 }
 
 void StateSemiMarkov::assign_pitchclass(CadAlign* align) {
-    obs = &align->insert_PitchClass_History(pitchclass);
+    obs = &align->cached_PitchClass(entry, entry_generation, pitchclass, true).history;
 }
 
 // ---- StateSemiMarkovCompound ----
@@ -227,27 +238,58 @@ void StateTrill::addMicrostate(Event* e, StateChain* chain) {
 }
 
 void StateTrill::Observe(CadAlign& align) {
+    own_obs.push(hear_notes());
+    Observe(align, compute_u_max(align));
+}
+
+namespace {
+
+// A note was struck at this frame: its settled value (a re-strike) is
+// below its early one (a welcome late note).
+bool struck_now(const PhaseValues& p) {
+    return p.settled < p.early;
+}
+
+} // namespace
+
+PhaseValues StateTrill::hear_notes() {
     double best = -1.0;
-    PhaseValues heard{-1.0, -1.0, -1.0};
-    for (StateSemiMarkov* m : trill_micro) {
+    int struck = -1;
+    int struck_count = 0;
+    for (size_t k = 0; k < trill_micro.size(); ++k) {
+        StateSemiMarkov* m = trill_micro[k];
         const double v = m->get_obs();
         if (v > best) {
             best = v;
             best_micro = m;
         }
+        if (m->obs && !m->obs->empty() && struck_now(m->obs->newest_values())) {
+            struck = static_cast<int>(k);
+            ++struck_count;
+        }
+    }
+    const bool repeated = struck_count == 1 && struck == last_struck;
+    if (struck_count > 0) last_struck = struck_count == 1 ? struck : -1;
+    PhaseValues heard{-1.0, -1.0, -1.0};
+    for (size_t k = 0; k < trill_micro.size(); ++k) {
+        const StateSemiMarkov* m = trill_micro[k];
         if (!m->obs || m->obs->empty()) continue;
         const PhaseValues& p = m->obs->newest_values();
         heard.entry = std::max(heard.entry, p.entry);
-        heard.early = std::max(heard.early, p.early);
+        heard.early = std::max(heard.early, repeated && static_cast<int>(k) == struck ? p.settled : p.early);
+        heard.settled = std::max(heard.settled, p.settled);
     }
     if (heard.early < 0) heard = {best, best, best};
-    heard.settled = heard.early;
-    own_obs.push(heard);
-    Observe(align, compute_u_max(align));
+    return heard;
+}
+
+int StateTrill::early_frames(const CadAlign& align) const {
+    return std::max(StateSemiMarkov::early_frames(align), static_cast<int>(FrameDurationFloat(align)));
 }
 
 void StateTrill::deleteInference() {
     own_obs.clear();
+    last_struck = -1;
     StateSemiMarkovCompound::deleteInference();
     for (StateSemiMarkov* m : trill_micro)
         m->deleteInference();

@@ -41,6 +41,9 @@ ListeningProfile piano_midi_profile() {
     p.evidence.extra = 0.009;
     p.evidence.restrike = 0.009;
     p.evidence.unannounced = 0.001;
+    // A note a semitone off, where a single note is due, is that note
+    // played wrong.
+    p.evidence.wrong_note = 1.0;
     p.evidence.sound_power = 0.1;
     p.evidence.sound_floor = 0.02;
     p.evidence.early_frames = 6;
@@ -86,6 +89,7 @@ bool ListeningProfile::set(const std::string& name, double value) {
                                                    {"extra", &evidence.extra},
                                                    {"restrike", &evidence.restrike},
                                                    {"unannounced", &evidence.unannounced},
+                                                   {"wrong_note", &evidence.wrong_note},
                                                    {"sound_floor", &evidence.sound_floor},
                                                    {"sound_power", &evidence.sound_power},
                                                    {"coverage_floor", &evidence.coverage_floor},

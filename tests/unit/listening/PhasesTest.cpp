@@ -14,7 +14,7 @@ namespace {
 // all `n` (the current frame has none yet).
 struct Frames {
     Observation obs{1001};
-    History N{1000};
+    Normalisers N{1000};
 
     void push(PhaseValues v, double n = 1.0) {
         if (!obs.empty()) N.push_back(n);
@@ -115,6 +115,25 @@ TEST(Evidence, ATiedPitchStruckAgainIsARestrikeEvenAtTheEntry) {
     const AttackCount tied{1, 1, 0};
     const PhaseValues v = phase_values(tied, 1.0, plain(), true);
     EXPECT_DOUBLE_EQ(v.entry, 0.1 * 0.001);
+}
+
+TEST(Evidence, AWrongNoteStandsForTheMissingStrikeAndItsSound) {
+    EvidenceSettings s = plain();
+    s.wrong_note = 0.5;
+    const AttackCount wrong{1, 0, 0, 1};
+    const PhaseValues v = phase_values(wrong, 0.2, s, true);
+    EXPECT_DOUBLE_EQ(v.entry, 0.5) << "the wrong key sounds, not the event's";
+    EXPECT_DOUBLE_EQ(v.early, 0.2 * 0.01) << "once entered it is an extra attack";
+    EXPECT_DOUBLE_EQ(v.settled, 0.2 * 0.01);
+    const PhaseValues with_extra = phase_values({2, 0, 0, 1}, 0.2, s, true);
+    EXPECT_DOUBLE_EQ(with_extra.entry, 0.5 * 0.01) << "a second foreign attack stays extra";
+    const PhaseValues announced = phase_values({2, 1, 1, 1}, 1.0, s, true);
+    EXPECT_DOUBLE_EQ(announced.entry, 0.01) << "with the right note there, the near one is extra";
+}
+
+TEST(Evidence, WithoutAWrongNoteWeightANearMissIsAnyForeignAttack) {
+    const PhaseValues v = phase_values({1, 0, 0, 1}, 1.0, plain(), true);
+    EXPECT_DOUBLE_EQ(v.entry, 0.01 * 0.001);
 }
 
 TEST(Evidence, AStateThatExpectsNoAttackHearsEveryPhaseAsSettled) {

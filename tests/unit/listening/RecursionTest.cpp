@@ -152,6 +152,10 @@ TEST_F(Recursion, OverflowingProductKeepsItsLastFiniteValue) {
     obs.push(2.0);
     chain.N_t.push_back(1e-300);
     chain.N_t.push_back(1e-300);
+    // Mass entered two frames ago: the look-back reaches back that far.
+    s->StateIn = 1.0;
+    s->Infere(align);
+    s->Infere(align);
     s->Observe(align, 3);
     ASSERT_EQ(s->obsCumNorm.size(), 3u);
     EXPECT_EQ(s->obsCumNorm[0], 2.0);
@@ -161,6 +165,25 @@ TEST_F(Recursion, OverflowingProductKeepsItsLastFiniteValue) {
 
 // The histories are rings of 1,000 entries: long after they have wrapped,
 // the products and sums still run over the right frames, newest first.
+TEST_F(Recursion, LookBackStopsAtTheOldestFrameThatBroughtMass) {
+    StateSemiMarkov* s = semi(1, 10.0);
+    Observation obs{OBS_HISTORY};
+    s->obs = &obs;
+    for (int i = 0; i < 6; ++i) {
+        obs.push(0.5);
+        chain.N_t.push_back(1.0);
+    }
+    obs.push(0.5);
+    s->Observe(align, 6);
+    EXPECT_EQ(s->obsCumNorm.size(), 1u) << "no mass has entered: only a stay entered now counts";
+    s->StateIn = 0.3;
+    s->Infere(align);
+    s->Infere(align);
+    s->Infere(align);
+    s->Observe(align, 6);
+    EXPECT_EQ(s->obsCumNorm.size(), 4u) << "mass entered three frames ago, and now";
+}
+
 TEST_F(Recursion, LookBackReadsWrappedHistoriesInFrameOrder) {
     StateSemiMarkov* s = semi(1, 400.0); // four stays reach past the bound
     StateMarkov* next = markov(2);

@@ -43,7 +43,8 @@ std::string WrittenEvent::text() const {
     case Multi:
         return "MULTI (" + pitch_list(pitches) + ") " + b;
     case Glide:
-        return "MULTI ((" + std::to_string(pitches.at(0)) + ") -> (" + std::to_string(pitches.at(1)) + ")) " + b;
+        return "MULTI ((" + std::to_string(pitches.at(0)) + ") -> (" + std::to_string(pitches.at(1)) + ")) " +
+               b;
     case Rest:
         return "NOTE 0 " + b;
     case Tie:
@@ -113,6 +114,16 @@ private:
         perf.end = std::max(perf.end, onset + length);
     }
 
+    // The note before a tie is held on through it (played right or a
+    // semitone off; a stray note struck since is not it).
+    void hold_on(int pitch, double to) {
+        for (auto it = perf.spans.rbegin(); it != perf.spans.rend(); ++it) {
+            if (it->pitch != pitch && it->pitch != pitch + 1) continue;
+            it->duration = to - it->onset - 0.02;
+            return;
+        }
+    }
+
     // Elements one after the other across the event's length.
     void succession(const std::vector<std::vector<int>>& elements, double from, double to) {
         const double each = (to - from) / static_cast<double>(elements.size());
@@ -172,8 +183,7 @@ private:
         case WrittenEvent::Rest:
             break;
         case WrittenEvent::Tie:
-            // The note before is held on through this event.
-            if (!perf.spans.empty()) perf.spans.back().duration = to - perf.spans.back().onset - 0.02;
+            hold_on(e.pitches[0], to);
             break;
         }
         if (style.stray_every > 0 && i % static_cast<size_t>(style.stray_every) == 0 &&
@@ -198,13 +208,18 @@ FollowedPositions follow_midi(const std::string& score, const std::vector<MidiNo
                               const std::vector<std::string>& settings) {
     TempScore score_file(score);
     TempScore midi_file("", ".mid");
-    TempScore trace_file("", ".jsonl");
     std::string error;
     EXPECT_TRUE(write_midi_file(midi_file.path, midi_events_from_spans(spans), 480, 120, &error)) << error;
+    return follow_midi_file(score_file.path, midi_file.path, settings);
+}
+
+FollowedPositions follow_midi_file(const std::string& score_path, const std::string& midi_path,
+                                   const std::vector<std::string>& settings) {
+    TempScore trace_file("", ".jsonl");
     ConsoleCapture console;
     FollowOptions options;
-    options.score = score_file.path;
-    options.midi = midi_file.path;
+    options.score = score_path;
+    options.midi = midi_path;
     options.trace = trace_file.path;
     options.quiet = true;
     options.listening = settings;

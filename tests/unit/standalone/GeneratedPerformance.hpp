@@ -75,6 +75,9 @@ struct FollowedPositions {
 };
 FollowedPositions follow_midi(const std::string& score, const std::vector<MidiNoteSpan>& spans,
                               const std::vector<std::string>& settings = {});
+// The same for a score and a MIDI file on disk.
+FollowedPositions follow_midi_file(const std::string& score_path, const std::string& midi_path,
+                                   const std::vector<std::string>& settings = {});
 
 // True when every event from 1 to `last` is reported, each once, in order.
 bool reported_in_order(const FollowedPositions& f, int last, std::string* why = nullptr);
