@@ -1,9 +1,9 @@
 #include "Listening/CadAlign.hpp"
 
+#include "Base/Console.hpp"
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
-#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -188,7 +188,8 @@ double CadAlign::midi_sound(const UniqueObs& r) const {
 
 // With no attack in the frame the three phases agree: the plain likelihood
 // of what sounds.
-PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio) {
+PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet,
+                                              bool audio) {
     if (dummy_observations != 0) return {1.0, 1.0, 1.0};
     const std::vector<int>& attacks = heard.attacks();
     if (audio) return audio_probability(pc, r);
@@ -232,13 +233,16 @@ PhaseValues CadAlign::audio_probability(const PitchClass& pc, UniqueObs& r) {
     return phase_values(a, sound, evidence, r.struck_notes.any());
 }
 
+// By audio an attack is one event at most: the frame's strength, shared
+// between the pitch class's partial bands and the others as the flux is.
 AttackCount CadAlign::audio_attack_count(const UniqueObs& r) const {
-    const double unit = onsets.settings.note_db;
     AttackCount a;
-    a.total = onsets.total_flux() / unit;
-    if (a.total <= 0) return a;
-    a.own = onsets.flux_in(r.own_bands) / unit;
-    a.struck = onsets.flux_in(r.struck_bands) / unit;
+    const double flux = onsets.total_flux();
+    a.total = onsets.strength();
+    if (a.total <= 0 || flux <= 0) return a;
+    const double full = std::max(onsets.settings.full_share, 1e-3) * flux;
+    a.own = a.total * std::min(1.0, onsets.flux_in(r.own_bands) / full);
+    a.struck = a.total * std::min(1.0, onsets.flux_in(r.struck_bands) / full);
     return a;
 }
 
@@ -342,16 +346,18 @@ void CadAlign::relocate_if_lost() {
     const int at = relocator.elsewhere(from, to, belief);
     relocator.judge(belief, notes);
     if (at < 0) return;
-    if (verbosity > 0) post("CadAlign: the musician is lost near event %d; looking again from event %d", belief, at);
+    if (verbosity > 0)
+        post("CadAlign: the musician is lost near event %d; looking again from event %d", belief, at);
     chain->relocate(at, relocator);
 }
 
 void CadAlign::log_onset(const Decision& d) const {
     const Event* sub = d.sub;
-    post("CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
-         "%i - position held: %i",
-         static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
-         sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
+    post(
+        "CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
+        "%i - position held: %i",
+        static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
+        sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
     post("    \t  local_Nt is %.5f", chain->N_t.empty() ? 0.0 : chain->N_t.back());
 }
 
@@ -359,9 +365,10 @@ void CadAlign::log_onset(const Decision& d) const {
 // attacks, and the states of the window that hold mass.
 void CadAlign::print_inference() {
     if (!trace.is_open()) trace.open("/tmp/cadenzium.inference.txt");
-    trace << frame_counter << ' ' << last_time << ' ' << accepted << ' '
+    trace << frame_counter << ' ' << ' ' << last_time << ' ' << accepted << ' '
           << (chain->N_t.empty() ? 0.0 : chain->N_t.back()) << " att=" << heard.attacks().size();
     for (const State* s : chain->window())
-        if (s->ForwardLast > 1e-3) trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
+        if (s->ForwardLast > 1e-3)
+            trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
     trace << '\n';
 }

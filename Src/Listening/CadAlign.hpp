@@ -154,7 +154,9 @@ public:
 
     // ---- templates ----
     UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
-    Observation& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
+    Observation& insert_PitchClass_History(const PitchClass& pc) {
+        return insert_PitchClass(pc, true).history;
+    }
     const double& insert_PitchClass_Instant(const PitchClass& pc) {
         return insert_PitchClass(pc, false).instant;
     }
@@ -309,7 +311,7 @@ private:
     bool any_note_sounding() const;
     void build_template(UniqueObs& r, const PitchClass& pc);
     void build_calibration_template();
-    static void set_notes(UniqueObs& r, const PitchClass& pc);
+    void set_notes(UniqueObs& r, const PitchClass& pc) const;
     void observe_audio();
     void rebuild_stale_templates();
     float spectral_match(UniqueObs& r);

@@ -50,7 +50,7 @@ void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
     r.kl.build(r.templ);
 }
 
-void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
+void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) const {
     r.own_notes.reset();
     r.struck_notes.reset();
     r.note_list.clear();
@@ -66,8 +66,8 @@ void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
         const int note = nearest_key(p);
         if (note >= 0 && note < 128) r.struck_notes.reset(static_cast<size_t>(note));
     }
-    r.own_bands = AudioOnsets::partial_bands(r.own_notes);
-    r.struck_bands = AudioOnsets::partial_bands(r.struck_notes);
+    r.own_bands = AudioOnsets::partial_bands(r.own_notes, onsets.settings.partials);
+    r.struck_bands = AudioOnsets::partial_bands(r.struck_notes, onsets.settings.partials);
 }
 
 void CadAlign::clear_observation_history() {

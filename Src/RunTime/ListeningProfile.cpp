@@ -48,14 +48,18 @@ ListeningProfile piano_midi_profile() {
     return p;
 }
 
-// The engine's own listening, its reports dated back by what the analysis
-// adds: a note is decided about 80 ms after its onset, once enough of it
-// fills the 4096-sample window (chosen on the 39 cases rendered by
-// FluidSynth). The settings chosen for MIDI do not carry over: with the
-// spectral match's noisier frames, the skips they allow jump ahead.
+// By audio (chosen on the 39 cases rendered by FluidSynth, all together):
+// reports are dated back by what the analysis adds (a note is decided about
+// 80 ms after its onset, once enough of it fills the 4096-sample window),
+// and attacks are evidence: the rise of the semitone bands of a pitch
+// class's first eight partials tells its entry from its held or decaying
+// sound. The MIDI profile's skips do not carry over: with the spectral
+// match's noisier frames they jump ahead.
 ListeningProfile piano_audio_profile() {
     ListeningProfile p;
     p.onset_lag = 0.08;
+    p.audio_attacks = true;
+    p.onsets.partials = 8;
     return p;
 }
 
@@ -94,6 +98,11 @@ bool ListeningProfile::set(const std::string& name, double value) {
                                                    {"peak_decay", &onsets.peak_decay_db},
                                                    {"silence_db", &onsets.silence_db},
                                                    {"silence_width", &onsets.silence_width_db},
+                                                   {"attack_db", &onsets.attack_db},
+                                                   {"loud_range", &onsets.loud_range_db},
+                                                   {"floor_margin", &onsets.floor_margin_db},
+                                                   {"floor_rise", &onsets.floor_rise_db},
+                                                   {"full_share", &onsets.full_share},
                                                    {"doubted", &relocator.doubted},
                                                    {"reloc_smoothing", &relocator.smoothing}};
     if (const auto it = fields.find(name); it != fields.end()) {
@@ -122,6 +131,8 @@ bool ListeningProfile::set(const std::string& name, double value) {
         pedal = value != 0;
     else if (name == "audio_attacks")
         audio_attacks = value != 0;
+    else if (name == "partials")
+        onsets.partials = static_cast<int>(value);
     else if (name == "flux_lag")
         onsets.lag = static_cast<int>(value);
     else if (name == "lost_frames")
