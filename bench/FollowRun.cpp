@@ -3,12 +3,12 @@
 #include "AudioFile.hpp"
 #include "AudioFollower.hpp"
 #include "FluidRender.hpp"
-#include "FollowInput.hpp"
 #include "FollowRender.hpp"
 #include "Listening/CadAlign.hpp"
+#include "FollowInput.hpp"
+#include "RunTime/ListeningProfile.hpp"
 #include "MidiFile.hpp"
 #include "MidiFollower.hpp"
-#include "RunTime/ListeningProfile.hpp"
 #include "StandaloneHost.hpp"
 
 #include <algorithm>
@@ -131,8 +131,7 @@ CaseRun follow_by_midi(const fs::path& dir, const ListeningSettings& settings) {
 
     const Stopwatch watch;
     host.engine().cadenzium_start("");
-    MidiFollower follower(host, std::move(performance.notes), performance.duration,
-                          std::move(performance.controls));
+    MidiFollower follower(host, std::move(performance.notes), performance.duration, std::move(performance.controls));
     follower.run(false);
     run.following = watch.stop();
     run.ok = true;

@@ -1,9 +1,9 @@
 #include "Listening/CadAlign.hpp"
 
-#include "Base/Console.hpp"
 #include "Listening/State.hpp"
 #include "Listening/StateChain.hpp"
 #include "Listening/Tempo.hpp"
+#include "Base/Console.hpp"
 #include "Tree/Event.hpp"
 #include "Tree/Score.hpp"
 
@@ -188,8 +188,7 @@ double CadAlign::midi_sound(const UniqueObs& r) const {
 
 // With no attack in the frame the three phases agree: the plain likelihood
 // of what sounds.
-PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet,
-                                              bool audio) {
+PhaseValues CadAlign::observation_probability(const PitchClass& pc, UniqueObs& r, int midi_inlet, bool audio) {
     if (dummy_observations != 0) return {1.0, 1.0, 1.0};
     const std::vector<int>& attacks = heard.attacks();
     if (audio) return audio_probability(pc, r);
@@ -346,18 +345,16 @@ void CadAlign::relocate_if_lost() {
     const int at = relocator.elsewhere(from, to, belief);
     relocator.judge(belief, notes);
     if (at < 0) return;
-    if (verbosity > 0)
-        post("CadAlign: the musician is lost near event %d; looking again from event %d", belief, at);
+    if (verbosity > 0) post("CadAlign: the musician is lost near event %d; looking again from event %d", belief, at);
     chain->relocate(at, relocator);
 }
 
 void CadAlign::log_onset(const Decision& d) const {
     const Event* sub = d.sub;
-    post(
-        "CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
-        "%i - position held: %i",
-        static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
-        sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
+    post("CadAlign::Decode():  ONSET! Number of PitchClass %d -- New sub-state %s %s index %i - decoded event "
+         "%i - position held: %i",
+         static_cast<int>(obs_map.size()), sub ? sub->type_string().c_str() : "none",
+         sub ? sub->pitch_list_string().c_str() : "", sub ? sub->index() : -1, d.index, accepted);
     post("    \t  local_Nt is %.5f", chain->N_t.empty() ? 0.0 : chain->N_t.back());
 }
 
@@ -365,10 +362,9 @@ void CadAlign::log_onset(const Decision& d) const {
 // attacks, and the states of the window that hold mass.
 void CadAlign::print_inference() {
     if (!trace.is_open()) trace.open("/tmp/cadenzium.inference.txt");
-    trace << frame_counter << ' ' << ' ' << last_time << ' ' << accepted << ' '
+    trace << frame_counter << ' ' << last_time << ' ' << accepted << ' '
           << (chain->N_t.empty() ? 0.0 : chain->N_t.back()) << " att=" << heard.attacks().size();
     for (const State* s : chain->window())
-        if (s->ForwardLast > 1e-3)
-            trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
+        if (s->ForwardLast > 1e-3) trace << ' ' << (s->event ? s->event->index() : -1) << ':' << s->ForwardLast;
     trace << '\n';
 }
