@@ -74,7 +74,7 @@ void AudioOnsets::frame(const std::vector<float>& magnitudes) {
     const int oldest = (newest + 1) % count; // lag frames back
     std::array<float, 128>& now = past[static_cast<size_t>(newest)];
     const std::array<float, 128>& then = past[static_cast<size_t>(oldest)];
-    const float bottom = static_cast<float>(peak - 60.0);
+    const float bottom = static_cast<float>(peak - settings.depth_db);
     float loudest = bottom;
     for (int n = LOW; n <= HIGH; ++n) {
         const Band& b = bands[static_cast<size_t>(n)];

@@ -19,6 +19,9 @@ struct OnsetSettings {
     // Rises below this many decibels are not attacks; above `cap` they
     // count as `cap`.
     double threshold_db = 4;
+    // Band levels are measured down to this far below the running peak;
+    // a rise from lower counts from there.
+    double depth_db = 60;
     double cap_db = 30;
     // The flux of one struck note, summed over its partials' bands: the
     // unit in which the relocator counts attacks.

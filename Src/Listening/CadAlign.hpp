@@ -154,9 +154,7 @@ public:
 
     // ---- templates ----
     UniqueObs& insert_PitchClass(const PitchClass& pc, bool history);
-    Observation& insert_PitchClass_History(const PitchClass& pc) {
-        return insert_PitchClass(pc, true).history;
-    }
+    Observation& insert_PitchClass_History(const PitchClass& pc) { return insert_PitchClass(pc, true).history; }
     const double& insert_PitchClass_Instant(const PitchClass& pc) {
         return insert_PitchClass(pc, false).instant;
     }

@@ -103,6 +103,7 @@ bool ListeningProfile::set(const std::string& name, double value) {
                                                    {"floor_margin", &onsets.floor_margin_db},
                                                    {"floor_rise", &onsets.floor_rise_db},
                                                    {"full_share", &onsets.full_share},
+                                                   {"flux_depth", &onsets.depth_db},
                                                    {"doubted", &relocator.doubted},
                                                    {"reloc_smoothing", &relocator.smoothing}};
     if (const auto it = fields.find(name); it != fields.end()) {
