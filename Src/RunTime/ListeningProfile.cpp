@@ -60,6 +60,10 @@ ListeningProfile piano_audio_profile() {
     p.onset_lag = 0.08;
     p.audio_attacks = true;
     p.onsets.partials = 8;
+    // Only bands within 40 dB of the peak rise, and fully only within 20 dB
+    // of the loudest band: the hammer's noise in quiet bands is no attack.
+    p.onsets.depth_db = 40;
+    p.onsets.loud_range_db = 20;
     return p;
 }
 
