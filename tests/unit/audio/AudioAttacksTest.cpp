@@ -2,6 +2,7 @@
 // the frames where chords are struck and no others, and the follower that
 // weighs them (the piano audio profile) does not take a held chord's decay
 // for the rest after it.
+#include "AllocCounter.hpp"
 #include "AudioRig.hpp"
 #include "Listening/AudioFrontEnd.hpp"
 #include "Listening/AudioOnsets.hpp"
@@ -107,6 +108,25 @@ TEST(AudioAttacks, AHeldChordsDecayIsNotTheRestAfterIt) {
     EXPECT_LT(rig.first_report(2), onsets[1] + 0.4);
     for (int event : {1, 3, 4})
         EXPECT_LT(rig.first_report(event) - onsets[static_cast<size_t>(event - 1)], 0.25) << event;
+}
+
+// Reading attacks adds no allocation to the frame path: a chord struck
+// again and again, once the window's templates and histories exist.
+TEST(AudioAttacks, TheFramePathAllocatesNothing) {
+    std::vector<SynthNote> strikes;
+    for (int i = 0; i < 4; ++i)
+        strikes.push_back({0.5 * i, {57, 64, 69}, 0.4, 90});
+    const std::vector<float> audio = synthesize(strikes, kRate, piano_voice());
+    AudioRig rig(512);
+    apply_listening_profile(rig.engine, piano_audio_profile());
+    ASSERT_TRUE(rig.start("BPM 60\nCHORD (57 64 69) 1000\n"));
+    const double warm_up = 1200.0 * rig.engine.analysis_hop_size() / kRate;
+    for (double seconds = 0; seconds < warm_up; seconds += 2)
+        rig.play(audio);
+    alloc_counter::start();
+    for (size_t at = 0; at + 512 <= audio.size(); at += 512)
+        rig.engine.cadenzium_next_frame(audio.data() + at);
+    EXPECT_EQ(alloc_counter::stop(), 0u);
 }
 
 } // namespace
