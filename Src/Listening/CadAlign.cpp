@@ -236,13 +236,16 @@ PhaseValues CadAlign::audio_probability(const PitchClass& pc, UniqueObs& r) {
     return phase_values(a, sound, evidence, r.struck_notes.any());
 }
 
+// By audio an attack is one event at most: the frame's strength, shared
+// between the pitch class's partial bands and the others as the flux is.
 AttackCount CadAlign::audio_attack_count(const UniqueObs& r) const {
-    const double unit = onsets.settings.note_db;
     AttackCount a;
-    a.total = onsets.total_flux() / unit;
-    if (a.total <= 0) return a;
-    a.own = onsets.flux_in(r.own_bands) / unit;
-    a.struck = onsets.flux_in(r.struck_bands) / unit;
+    const double flux = onsets.total_flux();
+    a.total = onsets.strength();
+    if (a.total <= 0 || flux <= 0) return a;
+    const double full = std::max(onsets.settings.full_share, 1e-3) * flux;
+    a.own = a.total * std::min(1.0, onsets.flux_in(r.own_bands) / full);
+    a.struck = a.total * std::min(1.0, onsets.flux_in(r.struck_bands) / full);
     return a;
 }
 

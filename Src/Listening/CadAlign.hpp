@@ -318,7 +318,7 @@ private:
     bool any_note_sounding() const;
     void build_template(UniqueObs& r, const PitchClass& pc);
     void build_calibration_template();
-    static void set_notes(UniqueObs& r, const PitchClass& pc);
+    void set_notes(UniqueObs& r, const PitchClass& pc) const;
     void observe_audio();
     void rebuild_stale_templates();
     float spectral_match(UniqueObs& r);

@@ -64,7 +64,7 @@ void CadAlign::build_template(UniqueObs& r, const PitchClass& pc) {
     r.kl.build(r.templ);
 }
 
-void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
+void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) const {
     r.own_notes.reset();
     r.struck_notes.reset();
     r.note_list.clear();
@@ -85,8 +85,8 @@ void CadAlign::set_notes(UniqueObs& r, const PitchClass& pc) {
     r.near_notes.reset();
     if (r.struck_notes.count() == 1)
         r.near_notes = ((r.struck_notes << 1) | (r.struck_notes >> 1)) & ~r.own_notes;
-    r.own_bands = AudioOnsets::partial_bands(r.own_notes);
-    r.struck_bands = AudioOnsets::partial_bands(r.struck_notes);
+    r.own_bands = AudioOnsets::partial_bands(r.own_notes, onsets.settings.partials);
+    r.struck_bands = AudioOnsets::partial_bands(r.struck_notes, onsets.settings.partials);
 }
 
 void CadAlign::clear_observation_history() {

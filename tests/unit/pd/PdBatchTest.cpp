@@ -408,6 +408,8 @@ TEST(PdObject, AudioThroughTheSignalInletGivesThePositionsTheProgramFinds) {
 
     PdPatch patch;
     patch.box = "cadenzium~ @OUTLET MAIN LOADBANG VELOCITY CERTAINTY";
+    // The program listens to a sound file with its piano audio profile.
+    patch.setup = {"profile piano_audio"};
     patch.sound = "perf.wav";
     patch.seconds = 5;
     const PdRun run = run_pd(f.path, patch);
