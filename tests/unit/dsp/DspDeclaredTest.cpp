@@ -9,6 +9,7 @@
 #include "Dsp/DspGraph.hpp"
 #include "Dsp/FluidsynthNode.hpp"
 #include "DspTestNodes.hpp"
+#include "Loudness.hpp"
 #include "ScoreFiles.hpp"
 #include "TestEngine.hpp"
 
@@ -318,15 +319,6 @@ TEST(DspDeclaredSound, AScoresFluidsynthNodeLoadsItsFontAndProgramAndPlaysUnpatc
     ASSERT_TRUE(host.load("@fluidsynth_def fluidsynth::lost(\"missing.sf2\", 0)\nNOTE 60 1\n"));
     EXPECT_TRUE(console.has_error("cannot load the sound font")) << console.all();
     EXPECT_EQ(graph.node("fluidsynth::lost"), nullptr) << "a node that cannot start is left out";
-}
-
-double loudness(const AudioFile& sound, double from, double to) {
-    const auto first = static_cast<std::size_t>(from * sound.sample_rate);
-    const auto last = std::min(sound.samples.size(), static_cast<std::size_t>(to * sound.sample_rate));
-    double sum = 0;
-    for (std::size_t i = first; i < last; ++i)
-        sum += static_cast<double>(sound.samples[i]) * sound.samples[i];
-    return last > first ? std::sqrt(sum / static_cast<double>(last - first)) : 0.0;
 }
 
 // The node's outputs go through the declared outlets; its gain is full for

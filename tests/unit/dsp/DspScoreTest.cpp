@@ -7,6 +7,7 @@
 #include "ConsoleCapture.hpp"
 #include "Dsp/DspGraph.hpp"
 #include "DspTestNodes.hpp"
+#include "Loudness.hpp"
 #include "MidiFile.hpp"
 #include "ScoreFiles.hpp"
 #include "TestEngine.hpp"
@@ -92,16 +93,6 @@ TEST(DspScore, AHostWithoutAGraphSaysOnceThatItDoesNotHandleDsp) {
 }
 
 // ---- the program's rendering ----
-
-// The loudness (RMS) of the first channel between two dates.
-double loudness(const AudioFile& sound, double from, double to) {
-    const auto first = static_cast<std::size_t>(from * sound.sample_rate);
-    const auto last = std::min(sound.samples.size(), static_cast<std::size_t>(to * sound.sample_rate));
-    double sum = 0;
-    for (std::size_t i = first; i < last; ++i)
-        sum += static_cast<double>(sound.samples[i]) * sound.samples[i];
-    return last > first ? std::sqrt(sum / static_cast<double>(last - first)) : 0.0;
-}
 
 // The first date after `from` at which the sound passes `level`.
 double first_sound_after(const AudioFile& sound, double from, float level) {
